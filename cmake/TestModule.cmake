@@ -1,0 +1,14 @@
+# zut_add_test_module(<target> <sources>...)
+#
+# Builds a test module: a shared library whose only exported symbol is
+# getTestModule2. Suites are linked in the order given, which is the order
+# their classes register in.
+function(zut_add_test_module target)
+    add_library(${target} SHARED ${ARGN}
+        ${PROJECT_SOURCE_DIR}/CoreTestFramework/src/ZentaryUnitTest/TestModuleEntry.cpp)
+    target_link_libraries(${target} PRIVATE CoreTestFramework)
+    set_target_properties(${target} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/TestModule.map)
+    target_link_options(${target} PRIVATE
+        "LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/TestModule.map"
+        "LINKER:--no-undefined")
+endfunction()

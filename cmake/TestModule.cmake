@@ -12,3 +12,10 @@ function(zut_add_test_module target)
         "LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/TestModule.map"
         "LINKER:--no-undefined")
 endfunction()
+
+# zut_add_suite_test(<module> <class> <labels>...)
+# One CTest test that runs the host on one suite class; a class's name is one of its tags.
+function(zut_add_suite_test module class)
+    add_test(NAME ${module}.${class} COMMAND testhost --tag ${class} $<TARGET_FILE:${module}>)
+    set_tests_properties(${module}.${class} PROPERTIES LABELS "${ARGN}")
+endfunction()

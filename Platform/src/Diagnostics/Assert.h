@@ -1,0 +1,47 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace Ovelith::Diagnostics
+{
+// Reports a failed library assert. Returns true when the caller should break into the debugger.
+// `message` is a printf format for the trailing arguments; a capture sees the formatted text.
+// Without a capture on the calling thread this throws std::runtime_error.
+bool reportAssert(const char* message, const char* expression, unsigned line, const char* file,
+                  const char* functionSignature, ...);
+
+// Traps into an attached debugger; only reached when reportAssert asked for it.
+void assertBreak();
+
+bool debuggerIsEnabled();
+
+// When set, an uncaptured assert asks for a break instead of throwing. Nothing sets it by default.
+extern bool assertsBreakIntoDebugger;
+
+// Runs `body` with every library assert on this thread handed to `handler` as its formatted message.
+// Captures do not nest: the capture ends, by return or by exception, with no capture active.
+void interceptAsserts(const std::function<void()>& body, const std::function<void(std::string)>& handler);
+
+// Runs `body`; the first library assert it raises is thrown as its message, a T.
+template <typename T>
+void throwOnAssert(const std::function<void()>& body);
+
+template <>
+void throwOnAssert<std::string>(const std::function<void()>& body);
+} // namespace Ovelith::Diagnostics
+
+// The one assert of the library and the framework. The code after it always runs: every assert
+// needs a defined continuation for the case where a capture swallowed it.
+#define OV_ASSERT(condition, message, ...)                                                                             \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        if (!(condition)) [[unlikely]]                                                                                 \
+        {                                                                                                              \
+            if (::Ovelith::Diagnostics::reportAssert((message), #condition, __LINE__, __FILE__,                        \
+                                                     __PRETTY_FUNCTION__ __VA_OPT__(, ) __VA_ARGS__))                  \
+            {                                                                                                          \
+                ::Ovelith::Diagnostics::assertBreak();                                                                 \
+            }                                                                                                          \
+        }                                                                                                              \
+    } while (false)

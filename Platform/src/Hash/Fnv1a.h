@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace Ovelith::Hash
+{
+// 64-bit FNV-1a: the string hash of the whole system.
+constexpr uint64_t FNV_OFFSET_BASIS = 0xcbf29ce484222325ull;
+constexpr uint64_t FNV_PRIME = 0x100000001b3ull;
+
+constexpr uint64_t fnv1a64(std::string_view bytes) noexcept
+{
+    uint64_t hash = FNV_OFFSET_BASIS;
+    for (char c : bytes)
+    {
+        hash ^= static_cast<unsigned char>(c);
+        hash *= FNV_PRIME;
+    }
+    return hash;
+}
+} // namespace Ovelith::Hash

@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# One entry point for people and CI.
+#   tools/build.sh run    build (Release) and run the test host over the built-in test module
+#   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest
+#   tools/build.sh deps   only install what is missing
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+PACKAGES=(cmake ninja-build g++ clang libclang-rt-14-dev libfmt-dev libmsgsl-dev libgtest-dev libgmock-dev
+          libbenchmark-dev)
+
+install_missing() {
+    local missing=()
+    for package in "${PACKAGES[@]}"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "Installing: ${missing[*]}"
+    local sudo=""
+    [ "$(id -u)" -eq 0 ] || sudo="sudo"
+    $sudo apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+build() {
+    local preset=$1
+    cmake --preset "$preset" >/dev/null
+    cmake --build --preset "$preset" -j "$(nproc)"
+}
+
+case "${1:-}" in
+deps)
+    install_missing
+    ;;
+run)
+    install_missing
+    build release
+    shift
+    build/release/TestHost/testhost "$@"
+    ;;
+test)
+    install_missing
+    build release
+    ctest --preset release -j "$(nproc)"
+    build asan
+    ctest --preset asan -j "$(nproc)"
+    ;;
+*)
+    echo "usage: tools/build.sh run [host options] | test | deps" >&2
+    exit 2
+    ;;
+esac

@@ -54,8 +54,8 @@ void appendBounds(std::string& text, std::string_view label, const std::optional
 {
     if (minValue && maxValue)
     {
-        fmt::format_to(std::back_inserter(text), " {} bounds: [{}, {}]", label,
-                       internal::formatErrorNumber(*minValue), internal::formatErrorNumber(*maxValue));
+        fmt::format_to(std::back_inserter(text), " {} bounds: [{}, {}]", label, internal::formatErrorNumber(*minValue),
+                       internal::formatErrorNumber(*maxValue));
     }
     else if (minValue)
     {
@@ -70,8 +70,7 @@ void appendBounds(std::string& text, std::string_view label, const std::optional
 std::string argumentOutOfBoundsMessage(const std::string& detail, int32_t index, const std::optional<double>& value,
                                        const std::optional<double>& minValue, const std::optional<double>& maxValue)
 {
-    std::string text =
-        fmt::format("Unsupported or out of bounds value passed to function argument [{}]", index);
+    std::string text = fmt::format("Unsupported or out of bounds value passed to function argument [{}]", index);
     const bool hasBound = minValue.has_value() || maxValue.has_value();
     if (!detail.empty())
     {
@@ -134,16 +133,17 @@ namespace internal
 {
 std::string formatErrorNumber(double value)
 {
-    if (std::fabs(value - std::trunc(value)) < INTEGER_TOLERANCE)
+    const double integerPart = std::trunc(value);
+    // Only the distance to the integer part counts: 3.000001 prints as 3, but 2.999999 keeps its decimals.
+    // Nudging the value away from zero before the cut, as one might, could never cross an integer here.
+    if (std::fabs(value - integerPart) < INTEGER_TOLERANCE)
     {
-        // The nudge away from zero guards the cut against a value stored just below its integer.
-        const double cut = std::trunc(value > 0 ? value + INTEGER_TOLERANCE : value - INTEGER_TOLERANCE);
-        // The integer conversion also turns -0 into "0".
-        if (cut >= -0x1p63 && cut < 0x1p63)
+        // The integer conversion also turns -0 into "0"; beyond 64 bits every double is whole anyway.
+        if (integerPart >= -0x1p63 && integerPart < 0x1p63)
         {
-            return fmt::format("{}", static_cast<int64_t>(cut));
+            return fmt::format("{}", static_cast<int64_t>(integerPart));
         }
-        return fmt::format("{:.0f}", cut);
+        return fmt::format("{:.0f}", integerPart);
     }
     return fmt::format("{:.2f}", value);
 }
@@ -200,9 +200,7 @@ CallStackEntry CallStackEntry::FromBacktrace(std::string_view line)
     return entry;
 }
 
-BaseError::BaseError(const std::string& name, const std::string& message) : name(name), message(cutMessage(message))
-{
-}
+BaseError::BaseError(const std::string& name, const std::string& message) : name(name), message(cutMessage(message)) {}
 
 void BaseError::setStack(std::string text)
 {

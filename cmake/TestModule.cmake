@@ -8,9 +8,11 @@ function(zut_add_test_module target)
         ${PROJECT_SOURCE_DIR}/CoreTestFramework/src/ZentaryUnitTest/TestModuleEntry.cpp)
     target_link_libraries(${target} PRIVATE CoreTestFramework)
     set_target_properties(${target} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/TestModule.map)
-    target_link_options(${target} PRIVATE
-        "LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/TestModule.map"
-        "LINKER:--no-undefined")
+    target_link_options(${target} PRIVATE "LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/TestModule.map")
+    if(NOT SCRIPTING_SANITIZE)
+        # Sanitizer runtimes live in the host executable, so a sanitized module has undefined symbols by design.
+        target_link_options(${target} PRIVATE "LINKER:--no-undefined")
+    endif()
 endfunction()
 
 # zut_add_suite_test(<module> <class> <labels>...)

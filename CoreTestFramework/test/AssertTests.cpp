@@ -53,7 +53,8 @@ TEST(AssertCaptureTests, UncapturedAssertThrowsThePlaceNotTheReason)
     catch (const std::runtime_error& error)
     {
         const std::string text = error.what();
-        EXPECT_TRUE(text.starts_with("Assertion failed: void {anonymous}::assertTwice(int) ")) << text;
+        EXPECT_TRUE(text.starts_with("Assertion failed: void ")) << text;
+        EXPECT_NE(text.find("::assertTwice(int) "), std::string::npos) << text;
         EXPECT_NE(text.find("AssertTests.cpp"), std::string::npos) << text;
         EXPECT_EQ(text.find("first"), std::string::npos) << "the message stays out of the text";
     }

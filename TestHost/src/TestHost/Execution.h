@@ -1,0 +1,108 @@
+#pragma once
+
+#include "TestHost/TestPlan.h"
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Ovelith::CoreTestFramework
+{
+struct TestFailureReport;
+}
+
+namespace Ovelith::TestHost
+{
+enum class CaseOutcome
+{
+    Passed,
+    Failed,
+    // Not run, because an earlier failure ended the run.
+    Skipped,
+};
+
+struct RunSummary
+{
+    size_t passed = 0;
+    size_t failed = 0;
+    size_t skipped = 0;
+    std::chrono::nanoseconds duration{0};
+};
+
+// What a run tells its reporters. The class and case references point into the plan being run.
+class IRunListener
+{
+public:
+    virtual ~IRunListener() = default;
+
+    virtual void onRunStarted(const TestPlan& /*plan*/) {}
+    virtual void onCaseStarted(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/) {}
+    // Every failure of the running case, in the order they happen.
+    virtual void onCaseReport(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/,
+                              const CoreTestFramework::TestFailureReport& /*report*/)
+    {
+    }
+    // Once per case of the plan; skipped cases get this call alone.
+    virtual void onCaseFinished(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/,
+                                CaseOutcome /*outcome*/, std::chrono::nanoseconds /*duration*/)
+    {
+    }
+    virtual void onRunFinished(const RunSummary& /*summary*/) {}
+};
+
+struct ExecutionSettings
+{
+    // Stop at the first failed case; the rest are reported as skipped.
+    bool failFast = false;
+};
+
+// Runs the cases of a plan and tells a listener what happens. Selection and reporting know nothing of how or
+// where a case runs, so an executor is the one part to replace for a different way of running.
+class IExecutor
+{
+public:
+    virtual ~IExecutor() = default;
+
+    // Emits onCaseStarted, onCaseReport and onCaseFinished for the plan's cases, in plan order; the run's own
+    // start and end are the caller's to announce. Returns a message when the module itself failed (its
+    // initialisation or cleanup threw, or a failure arrived outside any case); the results reported so far
+    // still stand.
+    virtual std::optional<std::string> execute(const TestPlan& plan, const ExecutionSettings& settings,
+                                               IRunListener& listener) = 0;
+};
+
+// Forwards every event to each listener in turn.
+class RunListenerList final : public IRunListener
+{
+public:
+    void add(IRunListener& listener) { mListeners.push_back(&listener); }
+
+    void onRunStarted(const TestPlan& plan) override;
+    void onCaseStarted(const PlannedClass& testClass, const PlannedCase& testCase) override;
+    void onCaseReport(const PlannedClass& testClass, const PlannedCase& testCase,
+                      const CoreTestFramework::TestFailureReport& report) override;
+    void onCaseFinished(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
+                        std::chrono::nanoseconds duration) override;
+    void onRunFinished(const RunSummary& summary) override;
+
+private:
+    std::vector<IRunListener*> mListeners;
+};
+
+// Counts the outcomes of a run; the duration is left to whoever times the run.
+class OutcomeCounter final : public IRunListener
+{
+public:
+    const RunSummary& summary() const { return mSummary; }
+
+    void onRunStarted(const TestPlan& /*plan*/) override { mSummary = {}; }
+    void onCaseFinished(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
+                        std::chrono::nanoseconds duration) override;
+
+private:
+    RunSummary mSummary;
+};
+
+} // namespace Ovelith::TestHost

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "TestHost/TestPlan.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Ovelith::CoreTestFramework
+{
+struct TestClassDescription;
+}
+
+namespace Ovelith::TestHost
+{
+// Which cases of a module to run. A case's tags are its own plus its class's.
+struct Selection
+{
+    // A case runs if it holds any of these; "all" selects every case. Empty: every case except those of
+    // "suite:perf", unless a filter is given, which then decides alone.
+    std::vector<std::string> includeTags;
+    // A case holding any of these never runs.
+    std::vector<std::string> excludeTags;
+    // GoogleTest-style pattern over "<class>.<case>".
+    std::optional<std::string> filter;
+};
+
+inline constexpr const char* PERF_SUITE_TAG = "suite:perf";
+inline constexpr const char* ALL_TAG = "all";
+
+// The selected cases in the module's order; classes without a selected case are left out. Generators are not
+// cases the host can run by id, so they take no part.
+std::vector<PlannedClass> selectCases(const std::vector<CoreTestFramework::TestClassDescription>& classes,
+                                      const Selection& selection);
+} // namespace Ovelith::TestHost

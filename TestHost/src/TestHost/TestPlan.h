@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Ovelith::TestHost
+{
+// Plain data only, copied out of the module: an executor in another process must be able to rebuild the ids it
+// hands to runTest from this alone.
+struct PlannedCase
+{
+    // The description's name, "<class>::generateTestDataFor_<case>"; runTest knows a case by it.
+    std::string function;
+    // The short name people read and filter by.
+    std::string name;
+    std::string file;
+    uint32_t line = 0;
+    // The case's own tags; its class's tags apply as well.
+    std::vector<std::string> tags;
+};
+
+struct PlannedClass
+{
+    std::string name;
+    std::vector<std::string> tags;
+    std::vector<PlannedCase> cases;
+};
+
+// The selected cases of one module, in the order they run.
+struct TestPlan
+{
+    // Short label of the module (its file name without extension); prefixes JUnit class names.
+    std::string moduleName;
+    std::string modulePath;
+    std::vector<PlannedClass> classes;
+
+    size_t caseCount() const;
+};
+
+// "<class>.<case>": what people see and what --filter matches.
+std::string fullName(const PlannedClass& testClass, const PlannedCase& testCase);
+
+// "<class>.<description name>": what the module's runTest takes.
+std::string functionId(const PlannedClass& testClass, const PlannedCase& testCase);
+} // namespace Ovelith::TestHost

@@ -1,0 +1,420 @@
+#include "TestHost/InProcessExecutor.h"
+
+#include "ZentaryUnitTest/TestClass.h"
+#include "ZentaryUnitTest/TestModule.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <stdexcept>
+
+using namespace Ovelith::TestHost;
+using Ovelith::CoreTestFramework::PlatformInitializationData;
+using Ovelith::CoreTestFramework::TestFailureReport;
+using Ovelith::CoreTestFramework::TestModule;
+using Ovelith::CoreTestFramework::TestResultListener;
+
+namespace
+{
+using Log = std::vector<std::string>;
+
+// How a scripted piece of a case behaves.
+enum class Behaviour
+{
+    Pass,
+    Report,
+    ReportAndReturnFalse,
+    ReturnFalse,
+    ThrowStandard,
+    ThrowUnknown,
+};
+
+void act(Behaviour behaviour, TestResultListener* listener, const std::string& what)
+{
+    switch (behaviour)
+    {
+    case Behaviour::Pass:
+    case Behaviour::ReturnFalse:
+        return;
+    case Behaviour::Report:
+    case Behaviour::ReportAndReturnFalse:
+        listener->reportFailure(TestFailureReport{"check", "case.cpp", "7", what + " failed", std::nullopt});
+        return;
+    case Behaviour::ThrowStandard:
+        throw std::runtime_error(what + " threw");
+    case Behaviour::ThrowUnknown:
+        throw 42;
+    }
+}
+
+class FakeObject final : public ZentaryUnitTest::TestClassBase
+{
+public:
+    FakeObject(std::string name, Log& log, std::function<void()> onDestroy)
+        : mName(std::move(name)), mLog(log), mOnDestroy(std::move(onDestroy))
+    {
+    }
+    ~FakeObject() noexcept override
+    {
+        mLog.push_back("delete " + mName);
+        if (mOnDestroy)
+        {
+            mOnDestroy();
+        }
+    }
+    void onBeforeTest() override
+    {
+        mLog.push_back("before");
+        act(mBefore, nullptr, "before");
+    }
+    void onAfterTest() override
+    {
+        mLog.push_back("after");
+        act(mAfter, nullptr, "after");
+    }
+
+    Behaviour mBefore = Behaviour::Pass;
+    Behaviour mAfter = Behaviour::Pass;
+
+private:
+    std::string mName;
+    Log& mLog;
+    std::function<void()> mOnDestroy;
+};
+
+// A module driven by a script: it logs every call the host makes, in one timeline with the run's events.
+class FakeModule final : public TestModule
+{
+public:
+    explicit FakeModule(Log& log) : TestModule(nullptr), mLog(log) {}
+
+    void initialize(const PlatformInitializationData&, TestResultListener* listener) override
+    {
+        mLog.push_back(listener ? "initialize" : "initialize without listener");
+        mListener = listener;
+        if (mInitializeThrows)
+        {
+            throw std::runtime_error("no platform");
+        }
+        if (mReportWhileIdle)
+        {
+            listener->reportFailure(TestFailureReport{"idle", "idle.cpp", "3", "stray", std::nullopt});
+        }
+    }
+    void cleanup() override
+    {
+        mLog.push_back("cleanup");
+        if (mCleanupThrows)
+        {
+            throw 1;
+        }
+    }
+    TestClassPointer createTestClass(const TestClassId& id) const noexcept override
+    {
+        mLog.push_back("create " + id.name);
+        if (id.name == mUncreatable)
+        {
+            return {nullptr, &destroy};
+        }
+        std::function<void()> onDestroy;
+        if (id.name == mReportOnDestroy)
+        {
+            onDestroy = [this] {
+                mListener->reportFailure(TestFailureReport{"~", "d.cpp", "1", "destructor", std::nullopt});
+            };
+        }
+        auto* object = new FakeObject(id.name, mLog, std::move(onDestroy));
+        object->mBefore = mBefore;
+        object->mAfter = mAfter;
+        return {object, &destroy};
+    }
+    bool runTest(ZentaryUnitTest::TestClassBase&, const TestFunctionId& id) const override
+    {
+        mLog.push_back("run " + id.name);
+        const auto it = mScript.find(id.name);
+        const Behaviour behaviour = it == mScript.end() ? Behaviour::Pass : it->second;
+        act(behaviour, mListener, id.name);
+        return behaviour != Behaviour::ReturnFalse && behaviour != Behaviour::ReportAndReturnFalse;
+    }
+
+    std::map<std::string, Behaviour> mScript;
+    Behaviour mBefore = Behaviour::Pass;
+    Behaviour mAfter = Behaviour::Pass;
+    std::string mUncreatable;
+    std::string mReportOnDestroy;
+    bool mInitializeThrows = false;
+    bool mCleanupThrows = false;
+    bool mReportWhileIdle = false;
+
+private:
+    static void destroy(ZentaryUnitTest::TestClassBase* object) { delete object; }
+
+    Log& mLog;
+    TestResultListener* mListener = nullptr;
+};
+
+class RecordingRunListener final : public IRunListener
+{
+public:
+    explicit RecordingRunListener(Log& log) : mLog(log) {}
+
+    void onCaseStarted(const PlannedClass& testClass, const PlannedCase& testCase) override
+    {
+        mLog.push_back("started " + fullName(testClass, testCase));
+    }
+    void onCaseReport(const PlannedClass& testClass, const PlannedCase& testCase,
+                      const TestFailureReport& report) override
+    {
+        mLog.push_back("report " + fullName(testClass, testCase) + ": " + report.message);
+        reports.push_back(report);
+        messages[fullName(testClass, testCase)].push_back(report.message);
+    }
+    void onCaseFinished(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
+                        std::chrono::nanoseconds duration) override
+    {
+        static const char* const NAMES[] = {"passed", "failed", "skipped"};
+        mLog.push_back(std::string(NAMES[static_cast<int>(outcome)]) + " " + fullName(testClass, testCase));
+        outcomes[fullName(testClass, testCase)] = outcome;
+        EXPECT_GE(duration.count(), 0);
+    }
+
+    void reset()
+    {
+        outcomes.clear();
+        reports.clear();
+        messages.clear();
+    }
+
+    std::map<std::string, CaseOutcome> outcomes;
+    std::vector<TestFailureReport> reports;
+    std::map<std::string, std::vector<std::string>> messages;
+
+private:
+    Log& mLog;
+};
+
+PlannedCase plannedCase(const std::string& className, const std::string& name)
+{
+    return PlannedCase{className + "::generateTestDataFor_" + name, name, "/src/" + className + ".cpp", 12, {}};
+}
+
+TestPlan samplePlan()
+{
+    return TestPlan{"Fake",
+                    "/fake.so",
+                    {{"A", {"a"}, {plannedCase("A", "one"), plannedCase("A", "two"), plannedCase("A", "three")}},
+                     {"B", {"b"}, {plannedCase("B", "only")}}}};
+}
+
+class HostExecutorTest : public ::testing::Test
+{
+protected:
+    std::optional<std::string> run(bool failFast = false)
+    {
+        InProcessExecutor executor(mModule);
+        return executor.execute(mPlan, ExecutionSettings{failFast}, mListener);
+    }
+
+    Log mLog;
+    FakeModule mModule{mLog};
+    RecordingRunListener mListener{mLog};
+    TestPlan mPlan = samplePlan();
+};
+} // namespace
+
+TEST_F(HostExecutorTest, DrivesTheModuleInTheRequiredOrder)
+{
+    EXPECT_EQ(run(), std::nullopt);
+    const Log expected = {
+        "initialize",
+        "started A.one",
+        "create A",
+        "before",
+        "run A.A::generateTestDataFor_one",
+        "after",
+        "passed A.one",
+        "started A.two",
+        "before",
+        "run A.A::generateTestDataFor_two",
+        "after",
+        "passed A.two",
+        "started A.three",
+        "before",
+        "run A.A::generateTestDataFor_three",
+        "after",
+        "delete A",
+        "passed A.three",
+        "started B.only",
+        "create B",
+        "before",
+        "run B.B::generateTestDataFor_only",
+        "after",
+        "delete B",
+        "passed B.only",
+        "cleanup",
+    };
+    EXPECT_EQ(mLog, expected);
+}
+
+TEST_F(HostExecutorTest, ReportsDecideTheOutcomeNotTheReturnValue)
+{
+    struct Row
+    {
+        const char* label;
+        Behaviour run;
+        Behaviour before;
+        Behaviour after;
+        CaseOutcome outcome;
+        std::vector<std::string> messages;
+        bool runCalled;
+    };
+    const std::string id = "A.A::generateTestDataFor_two";
+    const std::vector<Row> rows = {
+        {"passes", Behaviour::Pass, Behaviour::Pass, Behaviour::Pass, CaseOutcome::Passed, {}, true},
+        {"false alone is no failure",
+         Behaviour::ReturnFalse,
+         Behaviour::Pass,
+         Behaviour::Pass,
+         CaseOutcome::Passed,
+         {},
+         true},
+        {"a report fails",
+         Behaviour::Report,
+         Behaviour::Pass,
+         Behaviour::Pass,
+         CaseOutcome::Failed,
+         {id + " failed"},
+         true},
+        {"a fatal check fails",
+         Behaviour::ReportAndReturnFalse,
+         Behaviour::Pass,
+         Behaviour::Pass,
+         CaseOutcome::Failed,
+         {id + " failed"},
+         true},
+        {"an escaped exception fails with its text",
+         Behaviour::ThrowStandard,
+         Behaviour::Pass,
+         Behaviour::Pass,
+         CaseOutcome::Failed,
+         {id + " threw"},
+         true},
+        {"anything else escaping fails",
+         Behaviour::ThrowUnknown,
+         Behaviour::Pass,
+         Behaviour::Pass,
+         CaseOutcome::Failed,
+         {"unknown exception"},
+         true},
+        {"a throwing onBeforeTest skips the body, not onAfterTest",
+         Behaviour::Pass,
+         Behaviour::ThrowStandard,
+         Behaviour::Pass,
+         CaseOutcome::Failed,
+         {"onBeforeTest: before threw"},
+         false},
+        {"a throwing onAfterTest fails",
+         Behaviour::Pass,
+         Behaviour::Pass,
+         Behaviour::ThrowUnknown,
+         CaseOutcome::Failed,
+         {"onAfterTest: unknown exception"},
+         true},
+    };
+    for (const Row& row : rows)
+    {
+        mLog.clear();
+        mListener.reset();
+        mModule.mScript = {{id, row.run}};
+        mModule.mBefore = row.before;
+        mModule.mAfter = row.after;
+        EXPECT_EQ(run(), std::nullopt) << row.label;
+
+        EXPECT_EQ(mListener.outcomes["A.two"], row.outcome) << row.label;
+        EXPECT_EQ(mListener.messages["A.two"], row.messages) << row.label;
+        // The hooks are the same for every case; the body's behaviour belongs to one case only.
+        if (row.before == Behaviour::Pass && row.after == Behaviour::Pass)
+        {
+            EXPECT_EQ(mListener.outcomes["A.one"], CaseOutcome::Passed) << row.label;
+            EXPECT_EQ(mListener.outcomes["B.only"], CaseOutcome::Passed) << row.label;
+        }
+        const bool runCalled = std::find(mLog.begin(), mLog.end(), "run " + id) != mLog.end();
+        EXPECT_EQ(runCalled, row.runCalled) << row.label;
+        EXPECT_EQ(std::count(mLog.begin(), mLog.end(), "after"), 4) << row.label;
+    }
+}
+
+TEST_F(HostExecutorTest, HostMadeReportsNameTheCaseAndItsPlace)
+{
+    mModule.mScript = {{"A.A::generateTestDataFor_one", Behaviour::ThrowStandard}};
+    run();
+    ASSERT_EQ(mListener.reports.size(), 1u);
+    const TestFailureReport& report = mListener.reports[0];
+    EXPECT_EQ(report.function, "A::generateTestDataFor_one");
+    EXPECT_EQ(report.file, "/src/A.cpp");
+    EXPECT_EQ(report.line, "12");
+    EXPECT_FALSE(report.details.has_value());
+}
+
+TEST_F(HostExecutorTest, FailFastDeletesTheObjectAndSkipsTheRest)
+{
+    mModule.mScript = {{"A.A::generateTestDataFor_two", Behaviour::Report}};
+    EXPECT_EQ(run(true), std::nullopt);
+    const Log expected = {
+        "initialize",
+        "started A.one",
+        "create A",
+        "before",
+        "run A.A::generateTestDataFor_one",
+        "after",
+        "passed A.one",
+        "started A.two",
+        "before",
+        "run A.A::generateTestDataFor_two",
+        "report A.two: A.A::generateTestDataFor_two failed",
+        "after",
+        "delete A",
+        "failed A.two",
+        "skipped A.three",
+        "skipped B.only",
+        "cleanup",
+    };
+    EXPECT_EQ(mLog, expected);
+}
+
+TEST_F(HostExecutorTest, ClassLevelProblemsBelongToACase)
+{
+    mModule.mUncreatable = "B";
+    mModule.mReportOnDestroy = "A";
+    EXPECT_EQ(run(), std::nullopt);
+    EXPECT_EQ(mListener.outcomes["A.one"], CaseOutcome::Passed);
+    // What the destructor reports arrives within the class's last case.
+    EXPECT_EQ(mListener.outcomes["A.three"], CaseOutcome::Failed);
+    EXPECT_EQ(mListener.outcomes["B.only"], CaseOutcome::Failed);
+    ASSERT_EQ(mListener.reports.size(), 2u);
+    EXPECT_EQ(mListener.reports[0].message, "destructor");
+    EXPECT_EQ(mListener.reports[1].message, "the module could not create the test class");
+    EXPECT_EQ(std::count(mLog.begin(), mLog.end(), "before"), 3);
+}
+
+TEST_F(HostExecutorTest, ModuleFailuresAreReturned)
+{
+    mModule.mInitializeThrows = true;
+    EXPECT_EQ(run(), "the module failed to initialise: no platform");
+    EXPECT_EQ(mLog, Log{"initialize"});
+
+    mLog.clear();
+    mModule.mInitializeThrows = false;
+    mModule.mCleanupThrows = true;
+    EXPECT_EQ(run(), "the module failed to clean up: unknown exception");
+    EXPECT_EQ(mListener.outcomes.size(), 4u);
+    EXPECT_EQ(mLog.back(), "cleanup");
+
+    mLog.clear();
+    mModule.mCleanupThrows = false;
+    mModule.mReportWhileIdle = true;
+    EXPECT_EQ(run(), "1 failure report(s) arrived while no case was running, the first from idle.cpp:3: stray");
+    EXPECT_EQ(mListener.outcomes["A.one"], CaseOutcome::Passed);
+}

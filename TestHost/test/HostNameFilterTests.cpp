@@ -1,0 +1,87 @@
+#include "TestHost/NameFilter.h"
+
+#include <gtest/gtest.h>
+
+using namespace Ovelith::TestHost;
+
+TEST(HostNameFilterTest, GlobMatchesWholeText)
+{
+    struct Row
+    {
+        const char* pattern;
+        const char* text;
+        bool matches;
+    };
+    const Row rows[] = {
+        {"", "", true},
+        {"", "a", false},
+        {"*", "", true},
+        {"*", "anything.at_all", true},
+        {"?", "", false},
+        {"?", "x", true},
+        {"?", "xy", false},
+        {"abc", "abc", true},
+        {"abc", "abcd", false},
+        {"abc", "ab", false},
+        {"Abc", "abc", false},
+        {"a*c", "ac", true},
+        {"a*c", "abbbc", true},
+        {"a*c", "abbbcd", false},
+        {"a*c*", "abbbcd", true},
+        {"*.Less_*", "Scripting_VersionTest.Less_Than", true},
+        {"*.Less_*", "Scripting_VersionTest.Construction", false},
+        {"Class.*Case*", "Class.MyCaseOne", true},
+        {"Class.*Case*", "Other.MyCaseOne", false},
+        {"*a*a*a*b", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa", false},
+        {"*a*a*a*b", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaab", true},
+        {"a?c", "abc", true},
+        {"a?c", "ac", false},
+        {"**", "x", true},
+        {"*?", "", false},
+        {"*?", "x", true},
+        // '*' and '?' in the text are ordinary characters.
+        {"a*", "a*", true},
+        {"?", "*", true},
+        {"x", "*", false},
+    };
+    for (const Row& row : rows)
+    {
+        EXPECT_EQ(matchesGlob(row.pattern, row.text), row.matches) << row.pattern << " vs " << row.text;
+    }
+}
+
+TEST(HostNameFilterTest, PositiveAndNegativePatternsAsInGoogleTest)
+{
+    struct Row
+    {
+        const char* filter;
+        const char* name;
+        bool matches;
+    };
+    const Row rows[] = {
+        {"*", "A.b", true},
+        {"A.*", "A.b", true},
+        {"A.*", "B.b", false},
+        {"A.*:B.*", "B.b", true},
+        {"A.*:B.*", "C.b", false},
+        {"-A.*", "A.b", false},
+        {"-A.*", "B.b", true},
+        {"*-A.*:B.*", "B.b", false},
+        {"*-A.*:B.*", "C.b", true},
+        {"A.*-A.slow*", "A.slowOne", false},
+        {"A.*-A.slow*", "A.fast", true},
+        // Empty patterns between separators are ignored rather than matching empty names.
+        {"A.*::B.*:", "B.b", true},
+        {"::", "anything", true},
+        {"-", "anything", true},
+        // Only the first '-' separates; a later one belongs to a negative pattern.
+        {"*-a-b", "a-b", false},
+        {"*-a-b", "a", true},
+        {"Class.*Case*", "Class.TheCase", true},
+    };
+    for (const Row& row : rows)
+    {
+        EXPECT_EQ(NameFilter(row.filter).matches(row.name), row.matches) << row.filter << " vs " << row.name;
+    }
+    EXPECT_TRUE(NameFilter().matches("whatever"));
+}

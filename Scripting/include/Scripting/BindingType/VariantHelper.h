@@ -1,0 +1,45 @@
+#pragma once
+
+#include "Scripting/Reflection/Reflection.h"
+
+#include <entt/core/hashed_string.hpp>
+#include <entt/meta/factory.hpp>
+
+#include <variant>
+
+namespace Scripting::VariantHelper
+{
+namespace internal
+{
+// Views of the active alternative, never copies.
+template <typename... Ts>
+entt::meta_any getValue(std::variant<Ts...>& variant)
+{
+    return std::visit([](auto& value) { return entt::forward_as_meta(Reflection::context(), value); }, variant);
+}
+
+template <typename... Ts>
+entt::meta_any getConstValue(const std::variant<Ts...>& variant)
+{
+    return std::visit([](const auto& value) { return entt::forward_as_meta(Reflection::context(), value); }, variant);
+}
+} // namespace internal
+
+// Makes std::variant<Ts...> known to code that only holds a meta_any: a constructor per alternative and
+// "getValue" for const and non-const access. Registering again replaces the same entries.
+template <typename... Ts>
+void registerVariant()
+{
+    using namespace entt::literals;
+    auto factory = entt::meta<std::variant<Ts...>>(Reflection::context());
+    (factory.template ctor<Ts>(), ...);
+    factory.template func<&internal::getValue<Ts...>>("getValue"_hs)
+        .template func<&internal::getConstValue<Ts...>>("getValue"_hs);
+}
+
+bool isVariantAny(const entt::meta_type& type);
+
+// The active alternative of a variant held by `variantAny`, as a view into it.
+entt::meta_any getValue(entt::meta_any& variantAny);
+entt::meta_any getValue(const entt::meta_any& variantAny);
+} // namespace Scripting::VariantHelper

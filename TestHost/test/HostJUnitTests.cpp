@@ -1,6 +1,5 @@
 #include "HostReportFixture.h"
 #include "TestHost/JUnitReporter.h"
-#include "TestHost/ReportText.h"
 
 #include <gtest/gtest.h>
 
@@ -18,12 +17,10 @@ TEST(HostJUnitTest, EscapesForContentAndAttributes)
         std::string attribute;
     };
     const std::vector<Row> rows = {
-        {"plain text", "plain text", "plain text"},
         {"a&b<c>d", "a&amp;b&lt;c&gt;d", "a&amp;b&lt;c&gt;d"},
         {"\"'", "\"'", "&quot;&apos;"},
         {"\t\n\r", "\t\n&#13;", "&#9;&#10;&#13;"},
         {"\x01x", "\\x01x", "\\x01x"},
-        {"\x1b[31m", "\\x1B[31m", "\\x1B[31m"},
         {std::string("a\0b", 3), "a\\x00b", "a\\x00b"},
         {"\x7f", "\x7f", "\x7f"},
         // Well-formed UTF-8 of two, three and four bytes passes unchanged.
@@ -31,10 +28,8 @@ TEST(HostJUnitTest, EscapesForContentAndAttributes)
          "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"},
         // Truncated, stray continuation, overlong, surrogate, non-characters and beyond U+10FFFF.
         {"\xC3", "\\xC3", "\\xC3"},
-        {"\xC3(", "\\xC3(", "\\xC3("},
         {"\x80", "\\x80", "\\x80"},
         {"\xC0\xAF", "\\xC0\\xAF", "\\xC0\\xAF"},
-        {"\xE0\x80\xAF", "\\xE0\\x80\\xAF", "\\xE0\\x80\\xAF"},
         {"\xED\xA0\x80", "\\xED\\xA0\\x80", "\\xED\\xA0\\x80"},
         {"\xEF\xBF\xBE", "\\xEF\\xBF\\xBE", "\\xEF\\xBF\\xBE"},
         {"\xF4\x90\x80\x80", "\\xF4\\x90\\x80\\x80", "\\xF4\\x90\\x80\\x80"},
@@ -45,16 +40,6 @@ TEST(HostJUnitTest, EscapesForContentAndAttributes)
         EXPECT_EQ(escapeXml(row.text, false), row.content) << row.content;
         EXPECT_EQ(escapeXml(row.text, true), row.attribute) << row.attribute;
     }
-}
-
-TEST(HostJUnitTest, SecondsHaveAtMostThreeDecimals)
-{
-    using namespace std::chrono_literals;
-    EXPECT_EQ(formatSeconds(0ns), "0.000");
-    EXPECT_EQ(formatSeconds(400us), "0.000");
-    EXPECT_EQ(formatSeconds(1600us), "0.002");
-    EXPECT_EQ(formatSeconds(1234567891ns), "1.235");
-    EXPECT_EQ(formatSeconds(3600s), "3600.000");
 }
 
 TEST(HostJUnitTest, WritesOneSuitePerClassAndOneFailureHoldingEveryReport)
@@ -84,22 +69,4 @@ helper at /src/h.cpp:20: second
 </testsuites>
 )";
     EXPECT_EQ(out.str(), expected);
-}
-
-TEST(HostJUnitTest, LeavesOutWhatDidNotFinish)
-{
-    // A run broken off by the module leaves cases without a result; they are not invented.
-    TestPlan plan = samplePlan();
-    plan.classes.push_back({"Unrun", {}, {{"Unrun::generateTestDataFor_x", "x", "u.cpp", 1, {}}}});
-    JUnitReporter reporter;
-    reporter.onRunStarted(plan);
-    reporter.onCaseFinished(plan.classes[0], plan.classes[0].cases[0], CaseOutcome::Passed, {});
-    reporter.onRunFinished({1, 0, 0, {}});
-    std::ostringstream out;
-    reporter.write(out);
-    const std::string text = out.str();
-    EXPECT_NE(text.find(R"(<testsuites name="Mod" tests="1" failures="0")"), std::string::npos) << text;
-    EXPECT_NE(text.find(R"(name="ok")"), std::string::npos);
-    EXPECT_EQ(text.find(R"(name="bad")"), std::string::npos);
-    EXPECT_EQ(text.find("Unrun"), std::string::npos);
 }

@@ -30,17 +30,6 @@ TEST(HostOptionsTest, ReadsEveryOptionInBothSpellings)
     EXPECT_EQ(options.modulePath, "module.so");
 }
 
-TEST(HostOptionsTest, DefaultsWithoutArguments)
-{
-    const ParsedArguments parsed = parse({});
-    ASSERT_EQ(parsed.error, "");
-    EXPECT_EQ(parsed.options.modulePath, "");
-    EXPECT_FALSE(parsed.options.selection.filter.has_value());
-    EXPECT_TRUE(parsed.options.selection.includeTags.empty());
-    EXPECT_EQ(parsed.options.color, ColorMode::Auto);
-    EXPECT_FALSE(parsed.options.list || parsed.options.failFast || parsed.options.help);
-}
-
 TEST(HostOptionsTest, ValueMayLookLikeAnOptionOrBeTheModuleAfterDoubleDash)
 {
     // A separate value is taken as it is, even when it starts with '-': a negative-only filter.
@@ -88,15 +77,5 @@ TEST(HostOptionsTest, RejectsBadCommandLinesWithOneLine)
         const ParsedArguments parsed = parseArguments(row.arguments);
         EXPECT_EQ(parsed.error, row.error) << row.arguments.front();
         EXPECT_EQ(parsed.error.find('\n'), std::string::npos);
-    }
-}
-
-TEST(HostOptionsTest, UsageNamesEveryOptionAndExitCode)
-{
-    const std::string usage = usageText("testhost");
-    for (const char* expected : {"Usage: testhost", "--tag", "--exclude-tag", "--filter", "--list", "--fail-fast",
-                                 "--junit", "--color", "--help", "suite:perf", "Exit codes"})
-    {
-        EXPECT_NE(usage.find(expected), std::string::npos) << expected;
     }
 }

@@ -89,24 +89,6 @@ TEST(HostSelectionTest, TagsExclusionsAndFilterCombine)
     }
 }
 
-TEST(HostSelectionTest, PlanKeepsWhatRunTestAndReportsNeed)
-{
-    const std::vector<PlannedClass> plan = selectCases(sampleModule(), Selection{{"alpha"}, {"fast"}, {}});
-    ASSERT_EQ(plan.size(), 1u);
-    const PlannedClass& alpha = plan[0];
-    EXPECT_EQ(alpha.name, "Alpha");
-    EXPECT_EQ(alpha.tags, (Names{"alpha", "suite:pull_request", "unit_test"}));
-    ASSERT_EQ(alpha.cases.size(), 1u);
-    const PlannedCase& slow = alpha.cases[0];
-    EXPECT_EQ(slow.name, "Slow");
-    EXPECT_EQ(slow.function, "Alpha::generateTestDataFor_Slow");
-    EXPECT_EQ(functionId(alpha, slow), "Alpha.Alpha::generateTestDataFor_Slow");
-    EXPECT_EQ(fullName(alpha, slow), "Alpha.Slow");
-    EXPECT_EQ(slow.file, "/src/Alpha.cpp");
-    EXPECT_EQ(slow.line, 10u);
-    EXPECT_EQ(slow.tags, (Names{"heavy", "slow"}));
-}
-
 TEST(HostSelectionTest, TagHeldByBothCaseAndClassDoesNotTrip)
 {
     // The framework asserts on a tag inserted twice; selection must look the two sets up apart.

@@ -7,7 +7,8 @@
 
 using namespace Ovelith::CoreTestFramework;
 
-ZUT_TEST_CLASS(Framework_FakeItTests)
+ZUT_TEST_CLASS(Framework_FakeItTests);
+class Framework_FakeItTests final : public Framework_FakeItTestsBase
 {
     ZUT_TEST(FailedVerification)
     {

@@ -32,12 +32,10 @@ struct UnknownException
 };
 } // namespace
 
-ZUT_TEST_CLASS(Framework_OutcomeTests, "suite:framework")
+ZUT_TEST_CLASS(Framework_OutcomeTests, "suite:framework");
+class Framework_OutcomeTests final : public Framework_OutcomeTestsBase
 {
-    ZUT_TEST(Passes)
-    {
-        Assert::IsTrue(true);
-    }
+    ZUT_TEST(Passes) { Assert::IsTrue(true); }
     ZUT_TEST(FailsNonFatally)
     {
         Assert::AreEqual(1, 2);
@@ -48,18 +46,9 @@ ZUT_TEST_CLASS(Framework_OutcomeTests, "suite:framework")
         Assert::AreEqual(1, 2, true);
         Assert::AreEqual(3, 4);
     }
-    ZUT_TEST(ThrowsStandardException)
-    {
-        throw std::runtime_error("boom");
-    }
-    ZUT_TEST(RaisesLibraryAssert)
-    {
-        OV_ASSERT(1 == 2, "no capture here");
-    }
-    ZUT_TEST(ThrowsUnknown)
-    {
-        throw UnknownException{};
-    }
+    ZUT_TEST(ThrowsStandardException) { throw std::runtime_error("boom"); }
+    ZUT_TEST(RaisesLibraryAssert) { OV_ASSERT(1 == 2, "no capture here"); }
+    ZUT_TEST(ThrowsUnknown) { throw UnknownException{}; }
 };
 
 class RunTestTests : public ::testing::Test

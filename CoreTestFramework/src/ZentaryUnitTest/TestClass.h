@@ -161,10 +161,11 @@ public:
 };
 } // namespace ZentaryUnitTest
 
-// Declares suite `ClassName` with base `ClassName##Base`; further arguments are extra tags such as
-// "suite:perf". Follow with the class body:
+// Declares suite `ClassName` with an empty base `ClassName##Base`; further arguments are extra tags such as
+// "suite:perf". The class follows as plain C++:
 //
-//     ZUT_TEST_CLASS(Scripting_VersionTest)
+//     ZUT_TEST_CLASS(Scripting_VersionTest);
+//     class Scripting_VersionTest final : public Scripting_VersionTestBase
 //     {
 //         ZUT_TEST(Construction)
 //         {
@@ -172,23 +173,37 @@ public:
 //         }
 //     };
 #define ZUT_TEST_CLASS(ClassName, ...)                                                                                 \
-    ZUT_TEST_CLASS_BASE(ClassName){};                                                                                  \
-    ZUT_TEST_CLASS_WITH_BASE(ClassName __VA_OPT__(, ) __VA_ARGS__)
+    ZUT_REGISTER_TEST_CLASS(ClassName __VA_OPT__(, ) __VA_ARGS__);                                                     \
+    struct ClassName##Base : ::ZentaryUnitTest::TestClass<ClassName>                                                   \
+    {                                                                                                                  \
+    }
 
-// For a suite with fixture state in its base: `ZUT_TEST_CLASS_BASE(X) { ...fixture... };` followed by
-// `ZUT_TEST_CLASS_WITH_BASE(X) { ...cases... };`.
-#define ZUT_TEST_CLASS_BASE(ClassName)                                                                                 \
+// Registers suite `ClassName` whose base, with fixture state, the suite writes itself:
+//
+//     ZUT_REGISTER_TEST_CLASS(Scripting_XTests);
+//     struct Scripting_XTestsBase : ZentaryUnitTest::TestClass<Scripting_XTests> { ...fixture... };
+//     class Scripting_XTests final : public Scripting_XTestsBase { ...cases... };
+#define ZUT_REGISTER_TEST_CLASS(ClassName, ...)                                                                        \
     class ClassName;                                                                                                   \
-    struct ClassName##Base : ::ZentaryUnitTest::TestClass<ClassName>
-
-#define ZUT_TEST_CLASS_WITH_BASE(ClassName, ...)                                                                       \
     static ::Ovelith::CoreTestFramework::TestClassDescription zutRegisterClass_##ClassName(                            \
         ::Ovelith::CoreTestFramework::TestTags tags)                                                                   \
     {                                                                                                                  \
         return ::ZentaryUnitTest::TestClass<ClassName>::registerClass(#ClassName, std::move(tags));                    \
     }                                                                                                                  \
-    static ::ZentaryUnitTest::TestClassRegistration zutClassRegistration_##ClassName{                                  \
-        &zutRegisterClass_##ClassName, {#ClassName, "unit_test" __VA_OPT__(, ) __VA_ARGS__}};                          \
+    static ::ZentaryUnitTest::TestClassRegistration zutClassRegistration_##ClassName                                   \
+    {                                                                                                                  \
+        &zutRegisterClass_##ClassName,                                                                                 \
+        {                                                                                                              \
+#ClassName, "unit_test" __VA_OPT__(, ) __VA_ARGS__                                                         \
+        }                                                                                                              \
+    }
+
+// Until every suite has moved to the plain class form above.
+#define ZUT_TEST_CLASS_BASE(ClassName)                                                                                 \
+    class ClassName;                                                                                                   \
+    struct ClassName##Base : ::ZentaryUnitTest::TestClass<ClassName>
+#define ZUT_TEST_CLASS_WITH_BASE(ClassName, ...)                                                                       \
+    ZUT_REGISTER_TEST_CLASS(ClassName __VA_OPT__(, ) __VA_ARGS__);                                                     \
     class ClassName final : public ClassName##Base
 
 // Declares a case: a member function without arguments, and its registration stub.

@@ -11,7 +11,8 @@
 using namespace Ovelith::CoreTestFramework;
 using namespace Scripting;
 
-ZUT_TEST_CLASS_BASE(Scripting_BindingTypesTests)
+ZUT_REGISTER_TEST_CLASS(Scripting_BindingTypesTests);
+struct Scripting_BindingTypesTestsBase : ZentaryUnitTest::TestClass<Scripting_BindingTypesTests>
 {
     using Optional = std::optional<std::string>;
     using Variant = std::variant<int, std::string>;
@@ -24,7 +25,7 @@ ZUT_TEST_CLASS_BASE(Scripting_BindingTypesTests)
 
     // A non-const view must reach the held string itself: writing through it changes the container.
     template <typename Container, typename GetValue>
-    static void checkWriteThrough(Container & container, GetValue getValue)
+    static void checkWriteThrough(Container& container, GetValue getValue)
     {
         entt::meta_any any = entt::forward_as_meta(container);
         Assert::IsTrue(any.template try_cast<Container>() == &container, true, "the any refers to the container");
@@ -45,47 +46,50 @@ ZUT_TEST_CLASS_BASE(Scripting_BindingTypesTests)
     }
 };
 
-ZUT_TEST_CLASS_WITH_BASE(Scripting_BindingTypesTests){ZUT_TEST(modifyOptionalAny){Optional optional = "foo";
-checkWriteThrough(optional, [](entt::meta_any& any) { return OptionalHelper::getValue(any); });
-Assert::AreEqual(*optional, std::string("bar"));
-}
-
-ZUT_TEST(OptionalBinding_getCRefOptionalAny)
+class Scripting_BindingTypesTests final : public Scripting_BindingTypesTestsBase
 {
-    const Optional optional = "foo";
-    entt::meta_any any = entt::forward_as_meta(optional);
-    checkConstView(OptionalHelper::getValue(any));
-    Assert::AreEqual(*optional, std::string("foo"));
-}
+    ZUT_TEST(modifyOptionalAny)
+    {
+        Optional optional = "foo";
+        checkWriteThrough(optional, [](entt::meta_any& any) { return OptionalHelper::getValue(any); });
+        Assert::AreEqual(*optional, std::string("bar"));
+    }
 
-ZUT_TEST(getConstOptionalAny)
-{
-    Optional optional = "foo";
-    const entt::meta_any any = entt::forward_as_meta(optional);
-    checkConstView(OptionalHelper::getValue(any));
-}
+    ZUT_TEST(OptionalBinding_getCRefOptionalAny)
+    {
+        const Optional optional = "foo";
+        entt::meta_any any = entt::forward_as_meta(optional);
+        checkConstView(OptionalHelper::getValue(any));
+        Assert::AreEqual(*optional, std::string("foo"));
+    }
 
-ZUT_TEST(VariantBindind_modifyVariantAny)
-{
-    Variant variant = std::string("foo");
-    checkWriteThrough(variant, [](entt::meta_any& any) { return VariantHelper::getValue(any); });
-    Assert::AreEqual(variant.index(), size_t{1});
-    Assert::AreEqual(std::get<std::string>(variant), std::string("bar"));
-}
+    ZUT_TEST(getConstOptionalAny)
+    {
+        Optional optional = "foo";
+        const entt::meta_any any = entt::forward_as_meta(optional);
+        checkConstView(OptionalHelper::getValue(any));
+    }
 
-ZUT_TEST(VariantBindind_getCRefVariantAny)
-{
-    const Variant variant = std::string("foo");
-    entt::meta_any any = entt::forward_as_meta(variant);
-    checkConstView(VariantHelper::getValue(any));
-    Assert::AreEqual(std::get<std::string>(variant), std::string("foo"));
-}
+    ZUT_TEST(VariantBindind_modifyVariantAny)
+    {
+        Variant variant = std::string("foo");
+        checkWriteThrough(variant, [](entt::meta_any& any) { return VariantHelper::getValue(any); });
+        Assert::AreEqual(variant.index(), size_t{1});
+        Assert::AreEqual(std::get<std::string>(variant), std::string("bar"));
+    }
 
-ZUT_TEST(VariantBindind_getConstVariantAny)
-{
-    Variant variant = std::string("foo");
-    const entt::meta_any any = entt::forward_as_meta(variant);
-    checkConstView(VariantHelper::getValue(any));
-}
-}
-;
+    ZUT_TEST(VariantBindind_getCRefVariantAny)
+    {
+        const Variant variant = std::string("foo");
+        entt::meta_any any = entt::forward_as_meta(variant);
+        checkConstView(VariantHelper::getValue(any));
+        Assert::AreEqual(std::get<std::string>(variant), std::string("foo"));
+    }
+
+    ZUT_TEST(VariantBindind_getConstVariantAny)
+    {
+        Variant variant = std::string("foo");
+        const entt::meta_any any = entt::forward_as_meta(variant);
+        checkConstView(VariantHelper::getValue(any));
+    }
+};

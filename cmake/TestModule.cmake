@@ -9,6 +9,10 @@ function(zut_add_test_module target)
     target_link_libraries(${target} PRIVATE CoreTestFramework)
     set_target_properties(${target} PROPERTIES PREFIX "" LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/TestModule.map)
     target_link_options(${target} PRIVATE "LINKER:--version-script=${PROJECT_SOURCE_DIR}/cmake/TestModule.map")
+    if(SCRIPTING_BUILD_TESTS)
+        add_test(NAME ${target}.Exports
+                 COMMAND ${CMAKE_COMMAND} -DMODULE=$<TARGET_FILE:${target}> -P ${PROJECT_SOURCE_DIR}/cmake/CheckExports.cmake)
+    endif()
     if(NOT SCRIPTING_SANITIZE)
         # Sanitizer runtimes live in the host executable, so a sanitized module has undefined symbols by design.
         target_link_options(${target} PRIVATE "LINKER:--no-undefined")

@@ -1,0 +1,127 @@
+#pragma once
+
+#include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
+
+#include "Hash/Fnv1a.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <type_traits>
+#include <typeinfo>
+#include <vector>
+
+namespace Scripting
+{
+// The key type under which objects of `T` are tracked: `T::HandleKey` unless specialised.
+template <typename T>
+struct HandleKeyOf
+{
+    using type = typename T::HandleKey;
+};
+
+template <typename T>
+using HandleKey = typename HandleKeyOf<T>::type;
+
+namespace internal
+{
+// The hash a key is known by. Integers and enums hash as FNV-1a over their bytes, whatever the standard
+// library's std::hash does with them; other keys use their std::hash.
+template <typename Key>
+uint64_t hashKey(const Key& key)
+{
+    if constexpr (std::is_integral_v<Key> || std::is_enum_v<Key>)
+    {
+        return Ovelith::Hash::fnv1a64(std::string_view(reinterpret_cast<const char*>(&key), sizeof(Key)));
+    }
+    else
+    {
+        return static_cast<uint64_t>(std::hash<Key>{}(key));
+    }
+}
+
+// The hash of the object type, not of the key.
+template <typename T>
+uint64_t hashTrackedType()
+{
+    // hash_code may walk the mangled name on every call.
+    static const uint64_t hash = static_cast<uint64_t>(typeid(T).hash_code());
+    return hash;
+}
+} // namespace internal
+
+// Maps a native key to the script object that stands for it, so that one native object keeps one script
+// object. The key is attached to the object as a component and the registry's HandleCache answers the
+// lookup; a tracked object may hold a tracking reference, which untracking removes.
+class HandleTracker
+{
+public:
+    template <typename T>
+    static void trackWith(LifetimeRegistry& registry, TypedObjectHandle<T> handle, const HandleKey<T>& key,
+                          bool addReference)
+    {
+        OV_ASSERT(!handle.empty(), "Attempting to track an empty handle");
+        registry.attach<HandleKey<T>, const HandleKey<T>&>(handle, key);
+        registry.getHandleCache()._add(internal::hashTrackedType<T>(), internal::hashKey(key), handle);
+        if (addReference)
+        {
+            registry.addReference(handle);
+        }
+    }
+
+    // A new strong handle of the object tracked under `key`, nothing if there is none or no registry.
+    template <typename T>
+    static std::optional<StrongTypedObjectHandle<T>> fetch(WeakLifetimeScope scope, const HandleKey<T>& key)
+    {
+        LifetimeRegistry* registry = scope.getLifetimeRegistry();
+        if (registry == nullptr)
+        {
+            return std::nullopt;
+        }
+        const std::optional<ObjectHandle> found =
+            registry->getHandleCache()._find(internal::hashTrackedType<T>(), internal::hashKey(key));
+        if (!found)
+        {
+            return std::nullopt;
+        }
+        return std::optional<StrongTypedObjectHandle<T>>(std::in_place, std::move(scope), *found, true);
+    }
+
+    // Detaches the key, forgets it and removes the tracking reference, which may destroy the object.
+    template <typename T>
+    static void untrack(LifetimeRegistry& registry, TypedObjectHandle<T> handle)
+    {
+        registry.detach<HandleKey<T>>(handle);
+        registry.getHandleCache().removeHandle(handle);
+        registry.removeReference<T>(handle);
+    }
+
+    // Untracks every object that has a key component of `T`'s key type.
+    template <typename T>
+    static void untrackAll(LifetimeRegistry& registry)
+    {
+        // Copied first: untracking changes the key storage under the view.
+        auto view = registry.registry.view<HandleKey<T>>();
+        const std::vector<ObjectHandleValue> entities(view.begin(), view.end());
+        for (const ObjectHandleValue entity : entities)
+        {
+            const ObjectHandle handle(entity, registry.getContextId());
+            // An earlier untrack may have taken this object along, through a destructor.
+            if (registry.isValid(handle))
+            {
+                untrack<T>(registry, handle);
+            }
+        }
+    }
+
+    // How many objects of `T` are tracked; 0 for a type never tracked.
+    template <typename T>
+    static std::size_t getTrackedHandleCount(const LifetimeRegistry& registry)
+    {
+        const HandleCache::KeyCache* cache = registry.getHandleCache()._findType(internal::hashTrackedType<T>());
+        return cache != nullptr ? cache->size() : 0;
+    }
+};
+} // namespace Scripting

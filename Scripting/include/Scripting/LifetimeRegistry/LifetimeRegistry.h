@@ -1,0 +1,658 @@
+#pragma once
+
+#include "Scripting/LifetimeRegistry/SmartObjectHandleImplementation.h"
+
+#include "Diagnostics/Assert.h"
+#include "Scripting/Reflection/Reflection.h"
+
+#include <entt/entity/registry.hpp>
+#include <entt/entity/view.hpp>
+#include <entt/meta/meta.hpp>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace Scripting
+{
+// The script side's reference object of one native object. The count crossing between 1 (only the script
+// holds it) and 2 (native holders share it) is reported, not each change.
+class IScriptRef
+{
+public:
+    virtual ~IScriptRef() = default;
+    virtual void onReferenceCountLoweredToOne() = 0;
+    virtual void onReferenceCountRaisedToTwo() = 0;
+    virtual void onObjectDestroyed() = 0;
+};
+
+class ILifetimeObjectListener
+{
+public:
+    virtual ~ILifetimeObjectListener() = default;
+    // Told before the object's `T` is attached: the type is known, the object not yet readable.
+    virtual void onObjectCreated(LifetimeRegistry& registry, ObjectHandle handle, const entt::meta_type& type,
+                                 unsigned objectSize) = 0;
+    virtual void onObjectDestroyed(LifetimeRegistry& registry, ObjectHandle handle, const entt::meta_type& type,
+                                   unsigned objectSize) = 0;
+};
+
+class ILifetimeScopeListener
+{
+public:
+    virtual ~ILifetimeScopeListener() = default;
+    virtual void onScopeDestroying(LifetimeRegistry& registry) = 0;
+    virtual void onScopeDestroyed(LifetimeRegistry& registry) = 0;
+};
+
+// Which handle belongs to a native key, in constant time. Knows only numbers: the hash of the object's
+// type, the hash of the key, and handles. HandleTracker keeps it in step with the key components; the
+// underscored operations bypass that and are meant for it.
+class HandleCache
+{
+public:
+    struct LookupData
+    {
+        uint64_t typeHash = 0;
+        uint64_t keyHash = 0;
+    };
+    using KeyCache = std::unordered_map<uint64_t, ObjectHandle>;
+
+    HandleCache() = default;
+    HandleCache(const HandleCache&) = delete;
+    HandleCache& operator=(const HandleCache&) = delete;
+    // Asserts when handles are left: they would leak their tracking references.
+    ~HandleCache();
+
+    void _add(uint64_t typeHash, uint64_t keyHash, const ObjectHandle& handle);
+    void _remove(uint64_t typeHash, uint64_t keyHash);
+    std::optional<ObjectHandle> _find(uint64_t typeHash, uint64_t keyHash) const
+    {
+        const KeyCache* cache = _findType(typeHash);
+        if (cache == nullptr)
+        {
+            return std::nullopt;
+        }
+        const auto entry = cache->find(keyHash);
+        if (entry == cache->end())
+        {
+            return std::nullopt;
+        }
+        return entry->second;
+    }
+    // The keys of a type, null if the type was never tracked. A type whose keys are all gone keeps its
+    // empty map.
+    const KeyCache* _findType(uint64_t typeHash) const
+    {
+        const auto types = mTypeCaches.find(typeHash);
+        return types == mTypeCaches.end() ? nullptr : &types->second;
+    }
+
+    // Drops whatever key `handle` stands under; nothing if it stands under none.
+    void removeHandle(const ObjectHandle& handle);
+
+private:
+    std::unordered_map<uint64_t, KeyCache> mTypeCaches;
+    std::unordered_map<ObjectHandle, LookupData> mHandleToLookupData;
+};
+
+namespace internal
+{
+using EntityRegistry = entt::basic_registry<ObjectHandleValue>;
+
+// Ends a call that must hand out an object where there is none, after its assert was swallowed.
+[[noreturn]] void throwMissingObject(const char* what);
+
+template <typename T>
+struct Traits
+{
+    using Type = T;
+};
+
+// Which typed handle BaseScriptComponent::typedHandleFunction builds.
+enum class TypedHandleKind : uint8_t
+{
+    Plain = 0,
+    Weak = 1,
+    Strong = 2,
+};
+
+// A native object that lives elsewhere and is only tracked.
+template <typename T>
+struct PointerStorageComponent
+{
+    static constexpr std::size_t page_size = 128;
+
+    explicit PointerStorageComponent(T* object) : pointer(object) {}
+
+    T* pointer;
+};
+
+// One heap copy of each reflected type per registry, so that components may point at their type.
+class TypeCache
+{
+public:
+    const entt::meta_type& get(const entt::meta_type& type);
+
+private:
+    std::unordered_map<entt::id_type, std::unique_ptr<entt::meta_type>> mTypes;
+};
+
+template <typename T>
+entt::meta_any fetchByValue(EntityRegistry& registry, const ObjectHandleValue& value)
+{
+    T* object = registry.try_get<T>(value);
+    return object != nullptr ? entt::forward_as_meta(Reflection::context(), *object)
+                             : entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
+}
+
+template <typename T>
+entt::meta_any fetchByPointer(EntityRegistry& registry, const ObjectHandleValue& value)
+{
+    auto* stored = registry.try_get<PointerStorageComponent<T>>(value);
+    return stored != nullptr ? entt::forward_as_meta(Reflection::context(), *stored->pointer)
+                             : entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
+}
+
+template <typename T>
+entt::meta_any makeTypedHandle(const ObjectHandle& handle, TypedHandleKind kind,
+                               std::span<LifetimeRegistry* const> registries);
+
+// The component every object has, by which the registry knows it, counts it and names its type.
+struct BaseScriptComponent
+{
+    static constexpr std::size_t page_size = 128;
+
+    using FetchFunction = entt::meta_any (*)(EntityRegistry&, const ObjectHandleValue&);
+    using TypedHandleFunction = entt::meta_any (*)(const ObjectHandle&, TypedHandleKind,
+                                                   std::span<LifetimeRegistry* const>);
+
+    template <typename T>
+    BaseScriptComponent(TypeCache& typeCache, bool pointerStorage, Traits<T>)
+        : isPointerStorage(pointerStorage), fetchFunction(pointerStorage ? &fetchByPointer<T> : &fetchByValue<T>),
+          typedHandleFunction(&makeTypedHandle<T>),
+          getTypeFn([cache = &typeCache]() -> const entt::meta_type& { return cache->get(Reflection::resolve<T>()); }),
+          objectSize(static_cast<uint32_t>(pointerStorage ? sizeof(T*) : sizeof(T)))
+    {
+    }
+    BaseScriptComponent(BaseScriptComponent&&) noexcept = default;
+    BaseScriptComponent& operator=(BaseScriptComponent&&) noexcept = default;
+    BaseScriptComponent(const BaseScriptComponent&) = delete;
+    BaseScriptComponent& operator=(const BaseScriptComponent&) = delete;
+
+    // Resolved on first use: most objects never need their type.
+    const entt::meta_type& getType();
+    entt::meta_any fetch(EntityRegistry& registry, const ObjectHandleValue& handle) const;
+
+    bool isPointerStorage;
+    bool matchesAnyType = false;
+    FetchFunction fetchFunction;
+    TypedHandleFunction typedHandleFunction;
+    std::function<const entt::meta_type&()> getTypeFn;
+    const entt::meta_type* scriptObjType = nullptr;
+    uint32_t objectSize;
+    uint32_t refCount = 1;
+    std::unique_ptr<IScriptRef> scriptRef;
+};
+
+// Component access on the entity registry alone.
+struct ObjectRegistryUtilities
+{
+    template <typename T>
+    static T* tryGet(EntityRegistry& registry, const ObjectHandleValue& handle)
+    {
+        const bool valid = registry.valid(handle);
+        OV_ASSERT(valid, "This handle is invalid");
+        return valid ? registry.try_get<T>(handle) : nullptr;
+    }
+
+    // Asserts on an invalid handle and on a `T` already there; the latter answers the existing `T`.
+    template <typename T, typename... Args>
+    static T& emplace(EntityRegistry& registry, const ObjectHandleValue& handle, Args&&... args)
+    {
+        static_assert(!std::is_empty_v<T>, "Components of no size have no object to hand out");
+        OV_ASSERT(registry.valid(handle), "This handle is invalid");
+        if (!registry.valid(handle))
+        {
+            throwMissingObject("attach on an invalid handle");
+        }
+        OV_ASSERT(!registry.all_of<T>(handle), "This handle already has this type attached");
+        if (T* existing = registry.try_get<T>(handle))
+        {
+            return *existing;
+        }
+        return registry.emplace<T>(handle, std::forward<Args>(args)...);
+    }
+};
+} // namespace internal
+
+// Every native object one script context can see. An object is an entity that lives by a reference count
+// kept beside it; handles reach it through the registry's slot, so they stay safe after its death.
+class LifetimeRegistry
+{
+public:
+    LifetimeRegistry(ContextId contextId, LifetimeRegistryReference& reference);
+    LifetimeRegistry(const LifetimeRegistry&) = delete;
+    LifetimeRegistry& operator=(const LifetimeRegistry&) = delete;
+    // Destroys the scope expecting it to be empty, then empties the slot and moves its generation on.
+    ~LifetimeRegistry();
+
+    ContextId getContextId() const { return mContextId; }
+    LifetimeRegistryReference& getRegistryReference() const { return *mReference; }
+    WeakLifetimeScope getScope() const { return WeakLifetimeScope(mReference); }
+    HandleCache& getHandleCache() { return mHandleCache; }
+    const HandleCache& getHandleCache() const { return mHandleCache; }
+
+    void addReference(ObjectHandle handle);
+    // True only when this call destroyed the object.
+    bool removeReference(ObjectHandle handle);
+    unsigned int getReferenceCount(ObjectHandle handle);
+    // Destroys the object whatever its count.
+    void destroyObject(ObjectHandle handle);
+    // Destroys every object, newest first, whatever the counts.
+    void destroyLifetimeScope(bool expectEmpty);
+
+    entt::meta_any resolveAsAny(ObjectHandle handle);
+    entt::meta_any resolveAsTypedObjectHandle(ObjectHandle handle);
+    entt::meta_any resolveAsWeakTypedObjectHandle(ObjectHandle handle);
+    entt::meta_any resolveAsStrongTypedObjectHandle(ObjectHandle handle);
+    const entt::meta_type& resolvedType(ObjectHandle handle);
+
+    void setScriptRef(ObjectHandle handle, std::unique_ptr<IScriptRef>&& scriptRef);
+    IScriptRef* getScriptRef(ObjectHandle handle);
+
+    void addObjectListener(std::weak_ptr<ILifetimeObjectListener> objectListener);
+    void removeObjectListener(std::shared_ptr<ILifetimeObjectListener> objectListener);
+    void setScopeListener(std::weak_ptr<ILifetimeScopeListener> scopeListener)
+    {
+        mScopeListener = std::move(scopeListener);
+    }
+
+    // False while the object is being destroyed.
+    bool isValid(ObjectHandle handle) const { return handle != removingEntity && registry.valid(handle.value); }
+
+    template <typename T, typename... Args>
+    T& attach(ObjectHandle handle, Args&&... args);
+    template <typename T>
+    T& get(ObjectHandle handle);
+    template <typename T>
+    bool has(ObjectHandle handle) const;
+    template <typename T>
+    void detach(ObjectHandle handle);
+    // The object as a `T`, also when it is of a class derived from `T`.
+    template <typename T>
+    T& resolve(TypedObjectHandle<T> handle);
+    template <typename T>
+    bool removeReference(TypedObjectHandle<T> handle);
+
+    // Records a native object that lives elsewhere; the returned handle owns its first reference.
+    template <typename T>
+    StrongObjectHandle trackObjectWithPointer(T* object);
+    // Destroys the record of `object` whatever its count; the object itself is left alone.
+    template <typename T>
+    void untrackObjectWithPointer(T* object);
+
+private:
+    friend class WeakLifetimeScope;
+    friend class WeakObjectHandle;
+
+    ObjectHandle _createObject(internal::BaseScriptComponent&& component);
+    void _destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp);
+    bool _doTypesMatch(ObjectHandle handle, const entt::meta_type& type);
+    entt::meta_any _resolveAsTypedHandle(ObjectHandle handle, internal::TypedHandleKind kind);
+    internal::BaseScriptComponent* _tryGetBase(ObjectHandleValue value)
+    {
+        return mBaseComponents.contains(value) ? &mBaseComponents.get(value) : nullptr;
+    }
+    void _notifyObjectCreated(ObjectHandle handle, const entt::meta_type& type, unsigned objectSize);
+    void _notifyObjectDestroyed(ObjectHandle handle, const entt::meta_type& type, unsigned objectSize);
+
+    ContextId mContextId;
+    LifetimeRegistryReference* mReference; // not owning
+
+    internal::TypeCache mTypeCache;
+
+public:
+    internal::EntityRegistry registry;
+    // The object being destroyed right now, the null handle otherwise. One slot, not a stack.
+    ObjectHandle removingEntity;
+
+private:
+    std::weak_ptr<ILifetimeScopeListener> mScopeListener;
+    std::vector<std::weak_ptr<ILifetimeObjectListener>> mObjectListeners;
+    HandleCache mHandleCache;
+    // The storage every object has, looked up once: reference counting is on every handle's path.
+    decltype(registry.storage<internal::BaseScriptComponent>())& mBaseComponents;
+};
+
+// ---- Templates of the registry ----
+
+template <typename T, typename... Args>
+T& LifetimeRegistry::attach(ObjectHandle handle, Args&&... args)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    return internal::ObjectRegistryUtilities::emplace<T>(registry, handle.value, std::forward<Args>(args)...);
+}
+
+template <typename T>
+T& LifetimeRegistry::get(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    T* component = internal::ObjectRegistryUtilities::tryGet<T>(registry, handle.value);
+    if (component == nullptr)
+    {
+        internal::throwMissingObject("get of a component the object does not have");
+    }
+    return *component;
+}
+
+template <typename T>
+bool LifetimeRegistry::has(ObjectHandle handle) const
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    const bool valid = registry.valid(handle.value);
+    OV_ASSERT(valid, "This handle is invalid");
+    return valid && registry.all_of<T>(handle.value);
+}
+
+template <typename T>
+void LifetimeRegistry::detach(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    const bool valid = registry.valid(handle.value);
+    OV_ASSERT(valid, "This handle is invalid");
+    const bool attached = valid && registry.all_of<T>(handle.value);
+    // The words are attach's, kept although the sense is reversed.
+    OV_ASSERT(attached, "This handle already has this type attached");
+    if (attached)
+    {
+        registry.remove<T>(handle.value);
+    }
+}
+
+template <typename T>
+T& LifetimeRegistry::resolve(TypedObjectHandle<T> handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    OV_ASSERT(registry.valid(handle.value), "This handle is invalid");
+    entt::meta_any any = resolveAsAny(handle);
+    OV_ASSERT(any, "could not resolve as a any");
+    T* object = any.try_cast<T>();
+    if (object == nullptr)
+    {
+        internal::throwMissingObject("resolve of an object that is not of the handle's type");
+    }
+    return *object;
+}
+
+template <typename T>
+bool LifetimeRegistry::removeReference(TypedObjectHandle<T> handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    OV_ASSERT(_doTypesMatch(handle, Reflection::resolve<T>()),
+              "type of handle provided doesnt match the type of the object we stored");
+    return removeReference(static_cast<const ObjectHandle&>(handle));
+}
+
+template <typename T>
+StrongObjectHandle LifetimeRegistry::trackObjectWithPointer(T* object)
+{
+    const ObjectHandle handle = _createObject(internal::BaseScriptComponent(mTypeCache, true, internal::Traits<T>{}));
+    if (!handle.empty())
+    {
+        registry.emplace<internal::PointerStorageComponent<T>>(handle.value, object);
+        if constexpr (std::is_base_of_v<EnableWeakHandleFromThis, T>)
+        {
+            static_cast<EnableWeakHandleFromThis&>(*object).mWeakHandleFromThis = WeakObjectHandle(getScope(), handle);
+        }
+    }
+    return StrongObjectHandle(getScope(), handle, false);
+}
+
+template <typename T>
+void LifetimeRegistry::untrackObjectWithPointer(T* object)
+{
+    if constexpr (std::is_base_of_v<EnableWeakHandleFromThis, T>)
+    {
+        static_cast<EnableWeakHandleFromThis&>(*object).mWeakHandleFromThis = WeakObjectHandle();
+    }
+
+    // A linear scan on purpose: no map from pointers to handles is kept.
+    auto& pointers = registry.storage<internal::PointerStorageComponent<T>>();
+    const auto* entities = pointers.data();
+    std::optional<ObjectHandleValue> found;
+    for (auto pos = pointers.size(); pos > 0 && !found; --pos)
+    {
+        const ObjectHandleValue entity = entities[pos - 1];
+        if (entity != entt::tombstone && pointers.get(entity).pointer == object)
+        {
+            found = entity;
+        }
+    }
+    if (!found)
+    {
+        OV_ASSERT(false,
+                  "Object of the same type was not found, has the typed changed from when you started tracking it?");
+        return;
+    }
+
+    const ObjectHandle handle(*found, mContextId);
+    OV_ASSERT(_doTypesMatch(handle, Reflection::resolve<T>()),
+              "type of handle provided doesnt match the type of the object we stored");
+    if (internal::BaseScriptComponent* comp = _tryGetBase(handle.value))
+    {
+        _destroyObject(handle, *comp);
+    }
+}
+
+namespace internal
+{
+template <typename T>
+entt::meta_any makeTypedHandle(const ObjectHandle& handle, TypedHandleKind kind,
+                               std::span<LifetimeRegistry* const> registries)
+{
+    entt::meta_ctx& context = Reflection::context();
+    if (kind == TypedHandleKind::Plain)
+    {
+        return entt::meta_any{context, std::in_place_type<TypedObjectHandle<T>>, handle};
+    }
+    if (registries.size() != 1 || registries.front() == nullptr)
+    {
+        return entt::meta_any{entt::meta_ctx_arg, context};
+    }
+    if (kind == TypedHandleKind::Weak)
+    {
+        return entt::meta_any{context, std::in_place_type<WeakTypedObjectHandle<T>>, registries.front()->getScope(),
+                              handle};
+    }
+    return entt::meta_any{context, std::in_place_type<StrongTypedObjectHandle<T>>, registries.front()->getScope(),
+                          handle, true};
+}
+} // namespace internal
+
+// ---- Templates of the scope and the handles ----
+
+inline ContextId WeakLifetimeScope::getContextId() const
+{
+    const LifetimeRegistry* registry = getLifetimeRegistry();
+    return registry != nullptr ? registry->getContextId() : ContextId{};
+}
+
+template <typename T, typename... Args>
+StrongTypedObjectHandle<T> WeakLifetimeScope::makeObject(Args&&... args) const
+{
+    static_assert(!std::is_empty_v<T>, "An object needs state of its own to be reached through its handles");
+    OV_ASSERT(!empty(), "LifetimeScope is empty");
+    LifetimeRegistry* registry = getLifetimeRegistry();
+    if (registry == nullptr)
+    {
+        return StrongTypedObjectHandle<T>();
+    }
+
+    const ObjectHandle handle =
+        registry->_createObject(internal::BaseScriptComponent(registry->mTypeCache, false, internal::Traits<T>{}));
+    if (!handle.empty())
+    {
+        try
+        {
+            registry->registry.emplace<T>(handle.value, std::forward<Args>(args)...);
+        }
+        catch (...)
+        {
+            // Nobody owns the half-made object's reference: it must not outlive the failed construction.
+            registry->destroyObject(handle);
+            throw;
+        }
+        if constexpr (std::is_base_of_v<EnableWeakHandleFromThis, T>)
+        {
+            EnableWeakHandleFromThis& self = registry->get<T>(handle);
+            self.mWeakHandleFromThis = WeakObjectHandle(WeakLifetimeScope(*this), handle);
+        }
+    }
+    return StrongTypedObjectHandle<T>(*this, handle, false);
+}
+
+namespace internal
+{
+inline bool SmartObjectHandleBase::valid() const
+{
+    if (mHandle.empty())
+    {
+        return false;
+    }
+    const LifetimeRegistry* registry = mScope.getLifetimeRegistry();
+    return registry != nullptr && registry->isValid(mHandle);
+}
+
+template <typename T, typename... Args>
+T& SmartObjectHandleBase::attach(Args&&... args) const
+{
+    OV_ASSERT(valid(), "Cannot attach a component if its invalid");
+    LifetimeRegistry* registry = getLifetimeRegistry();
+    if (registry == nullptr)
+    {
+        throwMissingObject("attach through a handle without registry");
+    }
+    return registry->attach<T>(mHandle, std::forward<Args>(args)...);
+}
+
+template <typename T>
+void SmartObjectHandleBase::detach() const
+{
+    OV_ASSERT(valid(), "Cannot detach a component if its invalid");
+    OV_ASSERT(has<T>(), "Cannot detach a component if it isnt on the object already");
+    if (LifetimeRegistry* registry = getLifetimeRegistry())
+    {
+        registry->detach<T>(mHandle);
+    }
+}
+
+template <typename T>
+bool SmartObjectHandleBase::has() const
+{
+    const bool isValid = valid();
+    OV_ASSERT(isValid, "Cannot check if object has a component if its invalid");
+    return isValid && getLifetimeRegistry()->has<T>(mHandle);
+}
+
+template <typename T>
+T* SmartObjectHandleBase::tryGet() const
+{
+    const bool isValid = valid();
+    OV_ASSERT(isValid, "Cannot check if object has a component if its invalid");
+    return isValid ? ObjectRegistryUtilities::tryGet<T>(getLifetimeRegistry()->registry, mHandle.value) : nullptr;
+}
+
+template <typename T>
+T& SmartObjectHandleBase::get() const
+{
+    OV_ASSERT(valid(), "Cannot get a component if its invalid");
+    LifetimeRegistry* registry = getLifetimeRegistry();
+    OV_ASSERT(registry != nullptr && registry->has<T>(mHandle),
+              "Cannot get a component if it doesnt have the component");
+    if (registry == nullptr)
+    {
+        throwMissingObject("get through a handle without registry");
+    }
+    return registry->get<T>(mHandle);
+}
+} // namespace internal
+
+template <typename T>
+WeakTypedObjectHandle<T> WeakObjectHandle::tryCast() const
+{
+    LifetimeRegistry* registry = getLifetimeRegistry();
+    if (!valid() || registry == nullptr || !registry->isValid(mHandle) ||
+        !registry->_doTypesMatch(mHandle, Reflection::resolve<T>()))
+    {
+        return WeakTypedObjectHandle<T>();
+    }
+    return WeakTypedObjectHandle<T>(getScope(), mHandle);
+}
+
+template <typename T>
+T& WeakTypedObjectHandle<T>::operator*() const
+{
+    OV_ASSERT(valid(), "ObjectHandle is not valid!");
+    LifetimeRegistry* registry = getLifetimeRegistry();
+    if (registry == nullptr)
+    {
+        internal::throwMissingObject("dereference of a handle without registry");
+    }
+    return registry->resolve<T>(mHandle);
+}
+
+template <typename T>
+T* WeakTypedObjectHandle<T>::operator->() const
+{
+    return &**this;
+}
+
+template <typename T>
+T& StrongTypedObjectHandle<T>::operator*() const
+{
+    OV_ASSERT(Base::valid(), "ObjectHandle is not valid!");
+    LifetimeRegistry* registry = getLifetimeRegistry();
+    if (registry == nullptr)
+    {
+        internal::throwMissingObject("dereference of a handle without registry");
+    }
+    return registry->resolve<T>(mHandle);
+}
+
+template <typename T>
+T* StrongTypedObjectHandle<T>::operator->() const
+{
+    return &**this;
+}
+
+template <typename T>
+StrongObjectHandle StrongTypedObjectHandle<T>::asGeneric() const
+{
+    if (valid())
+    {
+        return StrongObjectHandle(getScope(), mHandle, true);
+    }
+    OV_ASSERT(false, "Trying to make an invalid handle generic.");
+    return StrongObjectHandle();
+}
+
+template <typename T>
+StrongObjectHandle StrongTypedObjectHandle<T>::toGeneric(StrongTypedObjectHandle<T>&& handle)
+{
+    if (handle.valid())
+    {
+        WeakLifetimeScope scope = handle.getScope();
+        const ObjectHandle objectHandle = handle.release();
+        return StrongObjectHandle(std::move(scope), objectHandle, false);
+    }
+    OV_ASSERT(false, "Trying to convert an invalid handle to a generic handle.");
+    return StrongObjectHandle();
+}
+} // namespace Scripting

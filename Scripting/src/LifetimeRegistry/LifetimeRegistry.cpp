@@ -1,0 +1,375 @@
+#include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
+
+#include "Diagnostics/Assert.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+namespace Scripting
+{
+namespace internal
+{
+void throwMissingObject(const char* what)
+{
+    throw std::logic_error(std::string("No object to hand out: ") + what);
+}
+
+const entt::meta_type& TypeCache::get(const entt::meta_type& type)
+{
+    std::unique_ptr<entt::meta_type>& cached = mTypes[type.id()];
+    if (cached == nullptr)
+    {
+        cached = std::make_unique<entt::meta_type>(type);
+    }
+    return *cached;
+}
+
+const entt::meta_type& BaseScriptComponent::getType()
+{
+    if (scriptObjType == nullptr)
+    {
+        scriptObjType = &getTypeFn();
+        OV_ASSERT(scriptObjType != nullptr, "Should have set the type in constructor or returned with getTypeFn");
+    }
+    return *scriptObjType;
+}
+
+entt::meta_any BaseScriptComponent::fetch(EntityRegistry& registry, const ObjectHandleValue& handle) const
+{
+    OV_ASSERT(fetchFunction != nullptr, "We need a valid fetch function if we are to return this object as a Any");
+    OV_ASSERT(registry.valid(handle), "The handle you are trying to convert to a Any is invalid");
+    if (fetchFunction == nullptr || !registry.valid(handle))
+    {
+        return entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
+    }
+    return fetchFunction(registry, handle);
+}
+} // namespace internal
+
+LifetimeRegistry::LifetimeRegistry(ContextId contextId, LifetimeRegistryReference& reference)
+    : mContextId(contextId), mReference(&reference), mBaseComponents(registry.storage<internal::BaseScriptComponent>())
+{
+    // Last of all: the registry is reachable through its slot only once it is whole.
+    reference.set(this);
+}
+
+LifetimeRegistry::~LifetimeRegistry()
+{
+    destroyLifetimeScope(true);
+    mReference->_release();
+}
+
+ObjectHandle LifetimeRegistry::_createObject(internal::BaseScriptComponent&& component)
+{
+    const ObjectHandleValue entity = registry.create();
+    internal::BaseScriptComponent& stored = mBaseComponents.emplace(entity, std::move(component));
+    const ObjectHandle handle(entity, mContextId);
+    if (!mObjectListeners.empty())
+    {
+        const unsigned objectSize = stored.objectSize;
+        _notifyObjectCreated(handle, stored.getType(), objectSize);
+    }
+    return handle;
+}
+
+void LifetimeRegistry::_notifyObjectCreated(ObjectHandle handle, const entt::meta_type& type, unsigned objectSize)
+{
+    // Listeners must not add or remove listeners from within a notification.
+    const size_t count = mObjectListeners.size();
+    for (size_t index = 0; index < count; ++index)
+    {
+        if (const std::shared_ptr<ILifetimeObjectListener> listener = mObjectListeners[index].lock())
+        {
+            listener->onObjectCreated(*this, handle, type, objectSize);
+        }
+    }
+}
+
+void LifetimeRegistry::_notifyObjectDestroyed(ObjectHandle handle, const entt::meta_type& type, unsigned objectSize)
+{
+    const size_t count = mObjectListeners.size();
+    for (size_t index = 0; index < count; ++index)
+    {
+        if (const std::shared_ptr<ILifetimeObjectListener> listener = mObjectListeners[index].lock())
+        {
+            listener->onObjectDestroyed(*this, handle, type, objectSize);
+        }
+    }
+}
+
+void LifetimeRegistry::addReference(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    if (baseScriptComp == nullptr)
+    {
+        return;
+    }
+    OV_ASSERT(baseScriptComp->refCount != 0, "This objects Ref Count is 0, why is it still alive");
+    ++baseScriptComp->refCount;
+    if (baseScriptComp->refCount == 2 && baseScriptComp->scriptRef != nullptr)
+    {
+        baseScriptComp->scriptRef->onReferenceCountRaisedToTwo();
+    }
+}
+
+bool LifetimeRegistry::removeReference(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    if (baseScriptComp == nullptr)
+    {
+        return false;
+    }
+    OV_ASSERT(baseScriptComp->refCount != 0, "This objects Ref Count is already 0, why is it still alive");
+    if (baseScriptComp->refCount != 0)
+    {
+        --baseScriptComp->refCount;
+    }
+    if (baseScriptComp->refCount == 1)
+    {
+        if (baseScriptComp->scriptRef != nullptr)
+        {
+            baseScriptComp->scriptRef->onReferenceCountLoweredToOne();
+        }
+        return false;
+    }
+    if (baseScriptComp->refCount == 0)
+    {
+        _destroyObject(handle, *baseScriptComp);
+        return true;
+    }
+    return false;
+}
+
+unsigned int LifetimeRegistry::getReferenceCount(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    const internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    return baseScriptComp != nullptr ? baseScriptComp->refCount : 0;
+}
+
+void LifetimeRegistry::destroyObject(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    if (internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value))
+    {
+        _destroyObject(handle, *baseScriptComp);
+    }
+}
+
+void LifetimeRegistry::_destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    OV_ASSERT(registry.valid(handle.value), "This object is not valid :O");
+    if (!registry.valid(handle.value))
+    {
+        return;
+    }
+
+    // An object that dies leaves the cache whether or not anybody untracked it, before anybody is told.
+    mHandleCache.removeHandle(handle);
+    removingEntity = handle;
+
+    if (!mObjectListeners.empty())
+    {
+        const unsigned objectSize = comp.objectSize;
+        _notifyObjectDestroyed(handle, comp.getType(), objectSize);
+    }
+
+    // Listeners may have released other objects, and a removal moves components within their storage.
+    if (internal::BaseScriptComponent* current = _tryGetBase(handle.value);
+        current != nullptr && current->scriptRef != nullptr)
+    {
+        current->scriptRef->onObjectDestroyed();
+    }
+
+    if (registry.valid(handle.value))
+    {
+        registry.destroy(handle.value);
+    }
+    // A nested destruction has cleared this already; the outer object stays unmarked from then on.
+    removingEntity = ObjectHandle();
+}
+
+void LifetimeRegistry::destroyLifetimeScope(bool expectEmpty)
+{
+    // A snapshot, newest first: destructors may destroy or create objects while it is walked.
+    std::vector<ObjectHandleValue> entitiesToDestroy;
+    entitiesToDestroy.reserve(mBaseComponents.size());
+    const auto* packed = mBaseComponents.data();
+    for (auto pos = mBaseComponents.size(); pos > 0; --pos)
+    {
+        if (packed[pos - 1] != entt::tombstone)
+        {
+            entitiesToDestroy.push_back(packed[pos - 1]);
+        }
+    }
+
+    if (expectEmpty)
+    {
+        OV_ASSERT(entitiesToDestroy.empty(), "You expected all objects owned by this LifetimeRegistry would be dead, "
+                                             "but it still has objects");
+    }
+    if (entitiesToDestroy.empty())
+    {
+        return;
+    }
+
+    if (const std::shared_ptr<ILifetimeScopeListener> scopeListener = mScopeListener.lock())
+    {
+        scopeListener->onScopeDestroying(*this);
+    }
+
+    for (const ObjectHandleValue entity : entitiesToDestroy)
+    {
+        // An earlier death may have taken this object along.
+        if (!registry.valid(entity))
+        {
+            continue;
+        }
+        const ObjectHandle handle(entity, mContextId);
+        removingEntity = handle;
+        mHandleCache.removeHandle(handle);
+
+        internal::BaseScriptComponent* baseScriptComp = _tryGetBase(entity);
+        OV_ASSERT(baseScriptComp != nullptr, "One of the objects owned by this LifetimeScope doesn't have a "
+                                             "BaseScriptComponent, which is very bad");
+        if (baseScriptComp != nullptr && !mObjectListeners.empty())
+        {
+            const unsigned objectSize = baseScriptComp->objectSize;
+            _notifyObjectDestroyed(handle, baseScriptComp->getType(), objectSize);
+            baseScriptComp = _tryGetBase(entity);
+        }
+        if (baseScriptComp != nullptr && baseScriptComp->scriptRef != nullptr)
+        {
+            baseScriptComp->scriptRef->onObjectDestroyed();
+        }
+
+        if (registry.valid(entity))
+        {
+            registry.destroy(entity);
+        }
+        removingEntity = ObjectHandle();
+    }
+
+    if (const std::shared_ptr<ILifetimeScopeListener> scopeListener = mScopeListener.lock())
+    {
+        scopeListener->onScopeDestroyed(*this);
+    }
+}
+
+entt::meta_any LifetimeRegistry::resolveAsAny(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    const internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    if (baseScriptComp == nullptr)
+    {
+        return entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
+    }
+    return baseScriptComp->fetch(registry, handle.value);
+}
+
+entt::meta_any LifetimeRegistry::_resolveAsTypedHandle(ObjectHandle handle, internal::TypedHandleKind kind)
+{
+    // No check against removingEntity: listeners and script refs may still resolve a dying object.
+    OV_ASSERT(registry.valid(handle.value), "This handle is invalid");
+    const internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    if (baseScriptComp == nullptr)
+    {
+        return entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
+    }
+    if (kind == internal::TypedHandleKind::Plain)
+    {
+        return baseScriptComp->typedHandleFunction(handle, kind, {});
+    }
+    LifetimeRegistry* const self = this;
+    return baseScriptComp->typedHandleFunction(handle, kind, std::span<LifetimeRegistry* const>(&self, 1));
+}
+
+entt::meta_any LifetimeRegistry::resolveAsTypedObjectHandle(ObjectHandle handle)
+{
+    return _resolveAsTypedHandle(handle, internal::TypedHandleKind::Plain);
+}
+
+entt::meta_any LifetimeRegistry::resolveAsWeakTypedObjectHandle(ObjectHandle handle)
+{
+    return _resolveAsTypedHandle(handle, internal::TypedHandleKind::Weak);
+}
+
+entt::meta_any LifetimeRegistry::resolveAsStrongTypedObjectHandle(ObjectHandle handle)
+{
+    return _resolveAsTypedHandle(handle, internal::TypedHandleKind::Strong);
+}
+
+const entt::meta_type& LifetimeRegistry::resolvedType(ObjectHandle handle)
+{
+    static const entt::meta_type EMPTY_TYPE{};
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    OV_ASSERT(registry.valid(handle.value), "This handle is invalid");
+    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    return baseScriptComp != nullptr ? baseScriptComp->getType() : EMPTY_TYPE;
+}
+
+void LifetimeRegistry::setScriptRef(ObjectHandle handle, std::unique_ptr<IScriptRef>&& scriptRef)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    if (internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value))
+    {
+        baseScriptComp->scriptRef = std::move(scriptRef);
+    }
+}
+
+IScriptRef* LifetimeRegistry::getScriptRef(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    const internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    return baseScriptComp != nullptr ? baseScriptComp->scriptRef.get() : nullptr;
+}
+
+void LifetimeRegistry::addObjectListener(std::weak_ptr<ILifetimeObjectListener> objectListener)
+{
+    OV_ASSERT(std::find_if(mObjectListeners.begin(), mObjectListeners.end(),
+                           [strongListener = objectListener.lock()](const auto& list)
+                           {
+                               const auto alreadyInsideStrongListener = list.lock();
+                               return alreadyInsideStrongListener != nullptr &&
+                                      alreadyInsideStrongListener == strongListener;
+                           }) == mObjectListeners.end(),
+              "This Listener is already inserted");
+    mObjectListeners.push_back(std::move(objectListener));
+}
+
+void LifetimeRegistry::removeObjectListener(std::shared_ptr<ILifetimeObjectListener> objectListener)
+{
+    // Expired entries stay: only a live entry can be the given listener.
+    const auto listenerIter = std::remove_if(mObjectListeners.begin(), mObjectListeners.end(),
+                                             [&objectListener](const std::weak_ptr<ILifetimeObjectListener>& entry)
+                                             {
+                                                 const auto locked = entry.lock();
+                                                 return locked != nullptr && locked == objectListener;
+                                             });
+    OV_ASSERT(listenerIter != mObjectListeners.end(), "Listener not in list");
+    mObjectListeners.erase(listenerIter, mObjectListeners.end());
+}
+
+bool LifetimeRegistry::_doTypesMatch(ObjectHandle handle, const entt::meta_type& type)
+{
+    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    if (baseScriptComp == nullptr)
+    {
+        return false;
+    }
+    if (baseScriptComp->matchesAnyType)
+    {
+        return true;
+    }
+    const entt::meta_type& objectType = baseScriptComp->getType();
+    if (objectType == type || objectType.id() == type.id())
+    {
+        return true;
+    }
+    return Reflection::HasBaseType(type, objectType);
+}
+} // namespace Scripting

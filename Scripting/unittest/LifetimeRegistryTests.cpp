@@ -1,0 +1,618 @@
+#include "Diagnostics/Assert.h"
+#include "Scripting/LifetimeRegistry/HandleTracker.h"
+#include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
+
+#include <entt/meta/factory.hpp>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace
+{
+using namespace Scripting;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<std::string> collectAsserts(const std::function<void()>& body)
+{
+    std::vector<std::string> messages;
+    Ovelith::Diagnostics::interceptAsserts(body, [&](std::string message) { messages.push_back(std::move(message)); });
+    return messages;
+}
+
+using Log = std::vector<std::string>;
+
+std::string idOf(ObjectHandle handle)
+{
+    return std::to_string(static_cast<uint64_t>(handle.value) & 0xFFFFFFFFull);
+}
+
+// Writes its name into a log when it dies, and can run something from its destructor.
+struct Traced
+{
+    Traced(Log& log, std::string name) : mLog(&log), mName(std::move(name)) {}
+    Traced(Traced&& other) noexcept
+        : mLog(other.mLog), mName(std::move(other.mName)), mOnDestroy(std::move(other.mOnDestroy))
+    {
+        other.mLog = nullptr;
+    }
+    Traced& operator=(Traced&& other) noexcept
+    {
+        std::swap(mLog, other.mLog);
+        std::swap(mName, other.mName);
+        std::swap(mOnDestroy, other.mOnDestroy);
+        return *this;
+    }
+    ~Traced()
+    {
+        if (mLog != nullptr)
+        {
+            mLog->push_back("destructor " + mName);
+            if (mOnDestroy)
+            {
+                mOnDestroy();
+            }
+        }
+    }
+
+    Log* mLog;
+    std::string mName;
+    std::function<void()> mOnDestroy;
+};
+
+class RecordingScriptRef : public IScriptRef
+{
+public:
+    RecordingScriptRef(Log& log, std::string name) : mLog(log), mName(std::move(name)) {}
+    ~RecordingScriptRef() override { mLog.push_back("script ref deleted " + mName); }
+    void onReferenceCountLoweredToOne() override { mLog.push_back("lowered to one " + mName); }
+    void onReferenceCountRaisedToTwo() override { mLog.push_back("raised to two " + mName); }
+    void onObjectDestroyed() override { mLog.push_back("script ref told " + mName); }
+
+private:
+    Log& mLog;
+    std::string mName;
+};
+
+class RecordingObjectListener : public ILifetimeObjectListener
+{
+public:
+    RecordingObjectListener(Log& log, std::string name) : mLog(log), mName(std::move(name)) {}
+    void onObjectCreated(LifetimeRegistry&, ObjectHandle handle, const entt::meta_type& type,
+                         unsigned objectSize) override
+    {
+        mLog.push_back(mName + " created " + idOf(handle) + " " + std::string(type.info().name()) + " " +
+                       std::to_string(objectSize));
+    }
+    void onObjectDestroyed(LifetimeRegistry& registry, ObjectHandle handle, const entt::meta_type&, unsigned) override
+    {
+        mLog.push_back(mName + " destroyed " + idOf(handle));
+        if (mOnDestroyed)
+        {
+            mOnDestroyed(registry, handle);
+        }
+    }
+
+    std::function<void(LifetimeRegistry&, ObjectHandle)> mOnDestroyed;
+
+private:
+    Log& mLog;
+    std::string mName;
+};
+
+class RecordingScopeListener : public ILifetimeScopeListener
+{
+public:
+    explicit RecordingScopeListener(Log& log) : mLog(log) {}
+    void onScopeDestroying(LifetimeRegistry&) override { mLog.push_back("scope destroying"); }
+    void onScopeDestroyed(LifetimeRegistry&) override { mLog.push_back("scope destroyed"); }
+
+private:
+    Log& mLog;
+};
+
+struct Base
+{
+    int mBaseValue = 1;
+};
+
+struct Derived : Base
+{
+    int mDerivedValue = 2;
+};
+
+struct Unrelated
+{
+    int mValue = 3;
+};
+
+struct Tracked
+{
+    using HandleKey = int;
+    int mValue = 0;
+};
+
+// Every case gets a registry with id 1 on a slot of its own; what a case leaves alive dies with it.
+class LifetimeRegistryTest : public testing::Test
+{
+protected:
+    ~LifetimeRegistryTest() override { mRegistry.destroyLifetimeScope(false); }
+
+    Log mLog;
+    LifetimeRegistryReference mReference;
+    LifetimeRegistry mRegistry{ContextId{1}, mReference};
+    WeakLifetimeScope mScope{&mReference};
+};
+
+TEST_F(LifetimeRegistryTest, ANewObjectHasOneReferenceAndNoScriptRef)
+{
+    const StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    EXPECT_EQ(mRegistry.getReferenceCount(handle.getHandle()), 1u);
+    EXPECT_EQ(mRegistry.getScriptRef(handle.getHandle()), nullptr);
+    EXPECT_EQ(handle.getHandle().contextId.value, 1);
+    EXPECT_EQ(mRegistry.resolvedType(handle.getHandle()), Reflection::resolve<int>());
+}
+
+TEST_F(LifetimeRegistryTest, TheLastReferenceDestroysAndTheIdComesBackWithANewVersion)
+{
+    StrongTypedObjectHandle<int> first = mScope.makeObject<int>(1);
+    const ObjectHandle old = first.release();
+    const WeakObjectHandle weak(mScope.getLifetimeRegistry()->getScope(), old);
+    EXPECT_TRUE(mRegistry.removeReference(old));
+    EXPECT_FALSE(mRegistry.registry.valid(old.value));
+    EXPECT_FALSE(weak.valid());
+    EXPECT_FALSE(weak.empty()) << "A dead object's handle is stale, not empty";
+
+    const StrongTypedObjectHandle<int> second = mScope.makeObject<int>(2);
+    using Traits = entt::entt_traits<ObjectHandleValue>;
+    EXPECT_EQ(Traits::to_entity(second.getHandle().value), Traits::to_entity(old.value));
+    EXPECT_EQ(Traits::to_version(second.getHandle().value), Traits::to_version(old.value) + 1);
+    EXPECT_FALSE(weak.valid()) << "The reused id does not revive the old handle";
+    EXPECT_FALSE(mRegistry.removeReference(old)) << "A stale handle is a quiet no-op";
+    EXPECT_EQ(second.getReferenceCount(), 1u);
+}
+
+TEST_F(LifetimeRegistryTest, DestroyObjectKillsWhateverTheCountAndLeavesHoldersHarmless)
+{
+    const StrongTypedObjectHandle<int> first = mScope.makeObject<int>(1);
+    const StrongTypedObjectHandle<int> second = first;
+    const StrongTypedObjectHandle<int> third = first;
+    EXPECT_EQ(first.getReferenceCount(), 3u);
+    mRegistry.destroyObject(first.getHandle());
+    for (const auto* holder : {&first, &second, &third})
+    {
+        EXPECT_FALSE(holder->valid());
+        EXPECT_EQ(holder->getReferenceCount(), 0u);
+        EXPECT_FALSE(mRegistry.removeReference(holder->getHandle()));
+    }
+}
+
+TEST_F(LifetimeRegistryTest, ScriptRefHearsOnlyTheCrossingsBetweenOneAndTwo)
+{
+    StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    mRegistry.setScriptRef(handle.getHandle(), std::make_unique<RecordingScriptRef>(mLog, "a"));
+    {
+        const StrongTypedObjectHandle<int> two = handle;
+        {
+            const StrongTypedObjectHandle<int> three = handle;
+            EXPECT_EQ(handle.getReferenceCount(), 3u);
+        }
+    }
+    EXPECT_THAT(mLog, ElementsAre("raised to two a", "lowered to one a"));
+    mLog.clear();
+    handle = StrongTypedObjectHandle<int>();
+    EXPECT_THAT(mLog, ElementsAre("script ref told a", "script ref deleted a"));
+}
+
+TEST_F(LifetimeRegistryTest, SettingAScriptRefAgainDeletesThePreviousOne)
+{
+    const StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    mRegistry.setScriptRef(handle.getHandle(), std::make_unique<RecordingScriptRef>(mLog, "first"));
+    mRegistry.setScriptRef(handle.getHandle(), std::make_unique<RecordingScriptRef>(mLog, "second"));
+    EXPECT_THAT(mLog, ElementsAre("script ref deleted first"));
+    EXPECT_NE(mRegistry.getScriptRef(handle.getHandle()), nullptr);
+
+    // Without an object there is nobody to take the script ref: the caller keeps it.
+    std::unique_ptr<IScriptRef> unused = std::make_unique<RecordingScriptRef>(mLog, "unused");
+    mRegistry.setScriptRef(ObjectHandle(ObjectHandleValue{77}, ContextId{1}), std::move(unused));
+    EXPECT_NE(unused, nullptr);
+}
+
+TEST_F(LifetimeRegistryTest, ListenersAreToldInOrderAndExpiredOnesAreSkipped)
+{
+    auto first = std::make_shared<RecordingObjectListener>(mLog, "first");
+    auto expired = std::make_shared<RecordingObjectListener>(mLog, "expired");
+    auto last = std::make_shared<RecordingObjectListener>(mLog, "last");
+    mRegistry.addObjectListener(first);
+    mRegistry.addObjectListener(expired);
+    mRegistry.addObjectListener(last);
+    expired.reset();
+
+    {
+        const StrongTypedObjectHandle<double> handle = mScope.makeObject<double>(2.0);
+        const std::string id = idOf(handle.getHandle());
+        EXPECT_THAT(mLog, ElementsAre("first created " + id + " double 8", "last created " + id + " double 8"));
+        mLog.clear();
+    }
+    EXPECT_THAT(mLog, ElementsAre("first destroyed 0", "last destroyed 0"));
+
+    mLog.clear();
+    mRegistry.removeObjectListener(first);
+    {
+        const StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    }
+    EXPECT_THAT(mLog, ElementsAre("last created 0 int 4", "last destroyed 0"));
+}
+
+TEST_F(LifetimeRegistryTest, ListenerMisuseAssertsAndContinues)
+{
+    auto listener = std::make_shared<RecordingObjectListener>(mLog, "twice");
+    mRegistry.addObjectListener(listener);
+    EXPECT_THAT(collectAsserts([&] { mRegistry.addObjectListener(listener); }),
+                ElementsAre("This Listener is already inserted"));
+    {
+        const StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    }
+    EXPECT_EQ(mLog.size(), 4u) << "The duplicate was inserted all the same";
+
+    mRegistry.removeObjectListener(listener);
+    EXPECT_THAT(collectAsserts([&] { mRegistry.removeObjectListener(listener); }), ElementsAre("Listener not in list"));
+}
+
+TEST_F(LifetimeRegistryTest, DestructionLeavesTheCacheThenTellsListenersThenTheScriptRefThenDestroys)
+{
+    auto listener = std::make_shared<RecordingObjectListener>(mLog, "listener");
+    mRegistry.addObjectListener(listener);
+    StrongTypedObjectHandle<Traced> handle = mScope.makeObject<Traced>(mLog, "object");
+    const ObjectHandle objectHandle = handle.getHandle();
+    HandleTracker::trackWith<Tracked>(mRegistry, objectHandle, 5, false);
+    mRegistry.setScriptRef(objectHandle, std::make_unique<RecordingScriptRef>(mLog, "object"));
+
+    listener->mOnDestroyed = [&](LifetimeRegistry& registry, ObjectHandle dying)
+    {
+        EXPECT_EQ(registry.removingEntity, dying);
+        EXPECT_FALSE(registry.isValid(dying));
+        EXPECT_FALSE(handle.valid()) << "Handles of the dying object answer invalid";
+        EXPECT_FALSE(HandleTracker::fetch<Tracked>(mScope, 5).has_value()) << "The object left the cache first";
+        EXPECT_TRUE(registry.registry.all_of<Traced>(dying.value)) << "The object itself is still there";
+        EXPECT_FALSE(registry.resolveAsTypedObjectHandle(dying).type() == entt::meta_type{})
+            << "A dying object may still be resolved as a typed handle";
+        EXPECT_THAT(collectAsserts([&] { (void)registry.getReferenceCount(dying); }),
+                    ElementsAre("This handle is being removed"));
+    };
+    mLog.clear();
+    handle = StrongTypedObjectHandle<Traced>();
+    EXPECT_THAT(mLog, ElementsAre("listener destroyed " + idOf(objectHandle), "script ref told object",
+                                  "destructor object", "script ref deleted object"));
+    EXPECT_EQ(mRegistry.removingEntity, ObjectHandle());
+}
+
+TEST_F(LifetimeRegistryTest, ScopeDestructionTakesTheNewestFirstBetweenTheScopeListenerCalls)
+{
+    auto scopeListener = std::make_shared<RecordingScopeListener>(mLog);
+    mRegistry.setScopeListener(scopeListener);
+    auto listener = std::make_shared<RecordingObjectListener>(mLog, "listener");
+
+    mRegistry.destroyLifetimeScope(false);
+    EXPECT_THAT(mLog, IsEmpty()) << "An empty scope tells the scope listener nothing";
+
+    StrongTypedObjectHandle<Traced> a = mScope.makeObject<Traced>(mLog, "a");
+    StrongTypedObjectHandle<Traced> b = mScope.makeObject<Traced>(mLog, "b");
+    StrongTypedObjectHandle<Traced> c = mScope.makeObject<Traced>(mLog, "c");
+    const StrongTypedObjectHandle<Traced> extra = b;
+    mRegistry.setScriptRef(b.getHandle(), std::make_unique<RecordingScriptRef>(mLog, "b"));
+    mRegistry.addObjectListener(listener);
+
+    mRegistry.destroyLifetimeScope(false);
+    EXPECT_THAT(mLog, ElementsAre("scope destroying", "listener destroyed 2", "destructor c", "listener destroyed 1",
+                                  "script ref told b", "destructor b", "script ref deleted b", "listener destroyed 0",
+                                  "destructor a", "scope destroyed"));
+    EXPECT_FALSE(extra.valid());
+    EXPECT_EQ(mRegistry.removingEntity, ObjectHandle());
+    EXPECT_THAT(collectAsserts([&] { mRegistry.destroyLifetimeScope(true); }), IsEmpty());
+}
+
+TEST_F(LifetimeRegistryTest, ExpectingAnEmptyScopeAssertsWhenObjectsLiveAndDestroysThemAnyway)
+{
+    const StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    EXPECT_THAT(collectAsserts([&] { mRegistry.destroyLifetimeScope(true); }),
+                ElementsAre("You expected all objects owned by this LifetimeRegistry would be dead, but it still has "
+                            "objects"));
+    EXPECT_FALSE(handle.valid());
+}
+
+TEST_F(LifetimeRegistryTest, ADestructorReleasingAnotherObjectDuringScopeDestructionIsTolerated)
+{
+    StrongTypedObjectHandle<Traced> held = mScope.makeObject<Traced>(mLog, "held");
+    StrongTypedObjectHandle<Traced> holder = mScope.makeObject<Traced>(mLog, "holder");
+    // The holder owns the only other reference of the held object and drops it when it dies.
+    auto keepAlive = std::make_shared<StrongObjectHandle>(held);
+    holder->mOnDestroy = [keepAlive]() mutable { *keepAlive = StrongObjectHandle(); };
+    held = StrongTypedObjectHandle<Traced>();
+    holder = StrongTypedObjectHandle<Traced>();
+    keepAlive.reset();
+    EXPECT_THAT(mLog, ElementsAre("destructor holder", "destructor held"))
+        << "Releasing the last reference from a destructor destroys the held object at once";
+
+    mLog.clear();
+    StrongTypedObjectHandle<Traced> second = mScope.makeObject<Traced>(mLog, "second held");
+    StrongTypedObjectHandle<Traced> secondHolder = mScope.makeObject<Traced>(mLog, "second holder");
+    auto secondKeepAlive = std::make_shared<StrongObjectHandle>(second);
+    secondHolder->mOnDestroy = [secondKeepAlive]() mutable { *secondKeepAlive = StrongObjectHandle(); };
+    secondKeepAlive.reset();
+    second = StrongTypedObjectHandle<Traced>();
+    mRegistry.destroyLifetimeScope(false);
+    // The holder is newer and dies first; the held object dies within it and is skipped afterwards.
+    EXPECT_THAT(mLog, ElementsAre("destructor second holder", "destructor second held"));
+    EXPECT_EQ(mRegistry.removingEntity, ObjectHandle());
+}
+
+TEST_F(LifetimeRegistryTest, ANestedDestructionClearsTheMarkOfTheOuterOne)
+{
+    StrongTypedObjectHandle<Traced> inner = mScope.makeObject<Traced>(mLog, "inner");
+    StrongTypedObjectHandle<Traced> outer = mScope.makeObject<Traced>(mLog, "outer");
+    auto keepAlive = std::make_shared<StrongObjectHandle>(inner);
+    inner = StrongTypedObjectHandle<Traced>();
+    const ObjectHandle outerHandle = outer.getHandle();
+    std::vector<ObjectHandle> marks;
+    outer->mOnDestroy = [&, keepAlive]() mutable
+    {
+        marks.push_back(mRegistry.removingEntity);
+        *keepAlive = StrongObjectHandle();
+        marks.push_back(mRegistry.removingEntity);
+    };
+    keepAlive.reset();
+    outer = StrongTypedObjectHandle<Traced>();
+    EXPECT_THAT(marks, ElementsAre(outerHandle, ObjectHandle()));
+}
+
+TEST_F(LifetimeRegistryTest, ObjectsCreatedByDestructorsDuringScopeDestructionSurvive)
+{
+    StrongTypedObjectHandle<Traced> creator = mScope.makeObject<Traced>(mLog, "creator");
+    auto created = std::make_shared<StrongObjectHandle>();
+    creator->mOnDestroy = [this, created] { *created = mScope.makeObject<int>(5); };
+    creator.release();
+    mRegistry.destroyLifetimeScope(false);
+    EXPECT_TRUE(created->valid()) << "Nothing re-scans the scope";
+    EXPECT_EQ(created->getReferenceCount(), 1u);
+    created.reset();
+    EXPECT_THAT(collectAsserts([&] { mRegistry.destroyLifetimeScope(true); }), IsEmpty());
+}
+
+TEST_F(LifetimeRegistryTest, AssigningTheOnlyHandleToItselfDestroysTheObject)
+{
+    StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    StrongTypedObjectHandle<int>& alias = handle;
+    handle = alias;
+    EXPECT_FALSE(handle.valid());
+    EXPECT_EQ(handle.getReferenceCount(), 0u);
+
+    StrongTypedObjectHandle<int> moved = mScope.makeObject<int>(2);
+    StrongTypedObjectHandle<int>& movedAlias = moved;
+    moved = std::move(movedAlias);
+    EXPECT_TRUE(moved.valid()) << "Move-assignment to itself does nothing";
+}
+
+TEST_F(LifetimeRegistryTest, HandlesStayHarmlessAfterTheRegistryAndTheSlotMovedOn)
+{
+    LifetimeRegistryReference reference;
+    auto registry = std::make_unique<LifetimeRegistry>(ContextId{2}, reference);
+    const WeakLifetimeScope scope = registry->getScope();
+    auto strong = std::make_unique<StrongTypedObjectHandle<int>>(scope.makeObject<int>(1));
+    const WeakTypedObjectHandle<int> weak(*strong);
+    const StrongTypedObjectHandle<int> sameNumbers(*strong);
+    registry->destroyLifetimeScope(false);
+    registry.reset();
+
+    auto successor = std::make_unique<LifetimeRegistry>(ContextId{2}, reference);
+    const StrongTypedObjectHandle<int> fresh = successor->getScope().makeObject<int>(2);
+    EXPECT_EQ(fresh.getHandle().value, strong->getHandle().value) << "The new object has the old numbers";
+    EXPECT_FALSE(strong->valid());
+    EXPECT_FALSE(weak.valid());
+    EXPECT_TRUE(weak.empty()) << "The dead scope has no registry";
+    EXPECT_EQ(scope.getContextId().value, 0);
+    EXPECT_TRUE(*strong == sameNumbers) << "Handles of a dead registry compare by their numbers";
+    EXPECT_FALSE(*strong == fresh);
+    strong.reset();
+    EXPECT_EQ(fresh.getReferenceCount(), 1u) << "The stale handle's destructor did not reach the new object";
+    EXPECT_EQ(*fresh, 2);
+}
+
+TEST_F(LifetimeRegistryTest, TrackedPointersAreReachedAsAnyButAreNoComponent)
+{
+    Unrelated native;
+    const StrongObjectHandle handle = mRegistry.trackObjectWithPointer(&native);
+    EXPECT_EQ(handle.getReferenceCount(), 1u);
+    EXPECT_EQ(handle.asAny().data(), &native);
+    EXPECT_FALSE(handle.has<Unrelated>());
+    EXPECT_EQ(handle.tryGet<Unrelated>(), nullptr);
+    EXPECT_EQ(mRegistry.resolve<Unrelated>(handle.getHandle()).mValue, 3);
+
+    Unrelated other;
+    EXPECT_THAT(collectAsserts([&] { mRegistry.untrackObjectWithPointer(&other); }),
+                ElementsAre("Object of the same type was not found, has the typed changed from when you started "
+                            "tracking it?"));
+    EXPECT_TRUE(handle.valid());
+    mRegistry.untrackObjectWithPointer(&native);
+    EXPECT_FALSE(handle.valid());
+}
+
+TEST_F(LifetimeRegistryTest, ObjectsOfOneTypeShareOneCachedType)
+{
+    const StrongTypedObjectHandle<int> first = mScope.makeObject<int>(1);
+    const StrongTypedObjectHandle<int> second = mScope.makeObject<int>(2);
+    EXPECT_EQ(&mRegistry.resolvedType(first.getHandle()), &mRegistry.resolvedType(second.getHandle()));
+}
+
+TEST_F(LifetimeRegistryTest, TypedHandlesOfAllThreeKinds)
+{
+    const StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(6);
+    const entt::meta_any plain = mRegistry.resolveAsTypedObjectHandle(handle.getHandle());
+    ASSERT_NE(plain.try_cast<const TypedObjectHandle<int>>(), nullptr);
+    EXPECT_EQ(plain.cast<const TypedObjectHandle<int>&>(), handle.getHandle());
+
+    const entt::meta_any weak = mRegistry.resolveAsWeakTypedObjectHandle(handle.getHandle());
+    ASSERT_NE(weak.try_cast<const WeakTypedObjectHandle<int>>(), nullptr);
+    EXPECT_EQ(*weak.cast<const WeakTypedObjectHandle<int>&>(), 6);
+    EXPECT_EQ(handle.getReferenceCount(), 1u);
+
+    {
+        const entt::meta_any strong = mRegistry.resolveAsStrongTypedObjectHandle(handle.getHandle());
+        ASSERT_NE(strong.try_cast<const StrongTypedObjectHandle<int>>(), nullptr);
+        EXPECT_EQ(handle.getReferenceCount(), 2u);
+    }
+    EXPECT_EQ(handle.getReferenceCount(), 1u);
+}
+
+TEST_F(LifetimeRegistryTest, HandleTemplatesAreClassTemplatesToReflectionAndConvertToBases)
+{
+    EXPECT_EQ(Reflection::resolve<StrongTypedObjectHandle<int>>().template_type(),
+              Reflection::resolve<entt::meta_class_template_tag<StrongTypedObjectHandle>>());
+    EXPECT_EQ(Reflection::resolve<WeakTypedObjectHandle<int>>().template_type(),
+              Reflection::resolve<entt::meta_class_template_tag<WeakTypedObjectHandle>>());
+    EXPECT_EQ(Reflection::resolve<TypedObjectHandle<int>>().template_type(),
+              Reflection::resolve<entt::meta_class_template_tag<TypedObjectHandle>>());
+
+    // What a class binding registers for a base: the handle conversions must exist.
+    entt::meta<Derived>(Reflection::context()).base<Base>();
+    entt::meta<StrongTypedObjectHandle<Derived>>(Reflection::context()).conv<StrongTypedObjectHandle<Base>>();
+    StrongTypedObjectHandle<Derived> derived = mScope.makeObject<Derived>();
+    entt::meta_any any = entt::forward_as_meta(Reflection::context(), derived);
+    ASSERT_TRUE(any.allow_cast<StrongTypedObjectHandle<Base>>());
+    EXPECT_EQ(any.cast<StrongTypedObjectHandle<Base>&>()->mBaseValue, 1);
+    EXPECT_EQ(derived.getReferenceCount(), 2u) << "The converted copy holds a reference of its own";
+}
+
+TEST_F(LifetimeRegistryTest, TypeChecksFollowReflectedBases)
+{
+    entt::meta<Derived>(Reflection::context()).base<Base>();
+    const StrongTypedObjectHandle<Derived> derived = mScope.makeObject<Derived>();
+    const WeakObjectHandle weak(derived.getScope(), derived.getHandle());
+    EXPECT_TRUE(weak.tryCast<Base>().valid());
+    EXPECT_TRUE(weak.tryCast<Unrelated>().empty());
+
+    const StrongTypedObjectHandle<Derived> extra = derived;
+    EXPECT_THAT(collectAsserts([&] { mRegistry.removeReference<Unrelated>(extra.getHandle()); }),
+                ElementsAre("type of handle provided doesnt match the type of the object we stored"));
+    EXPECT_EQ(derived.getReferenceCount(), 1u) << "The reference went all the same";
+    // Give back what the mistyped call took, so that both handles own one.
+    mRegistry.addReference(derived.getHandle());
+}
+
+TEST_F(LifetimeRegistryTest, ComponentMisuseAssertsWithTheStatedWords)
+{
+    const StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    const ObjectHandle objectHandle = handle.getHandle();
+
+    EXPECT_THAT(collectAsserts([&] { mRegistry.detach<Unrelated>(objectHandle); }),
+                ElementsAre("This handle already has this type attached"));
+    Unrelated& attached = mRegistry.attach<Unrelated>(objectHandle);
+    attached.mValue = 11;
+    Unrelated* again = nullptr;
+    EXPECT_THAT(collectAsserts([&] { again = &mRegistry.attach<Unrelated>(objectHandle, Unrelated{99}); }),
+                ElementsAre("This handle already has this type attached"));
+    EXPECT_EQ(again, &attached) << "The component already there is answered";
+    EXPECT_EQ(again->mValue, 11);
+
+    const WeakObjectHandle weak(handle.getScope(), objectHandle);
+    EXPECT_THAT(collectAsserts([&] { weak.detach<Base>(); }),
+                ElementsAre("Cannot detach a component if it isnt on the object already",
+                            "This handle already has this type attached"));
+}
+
+TEST_F(LifetimeRegistryTest, AStaleHandleAnswersQuietlyAfterItsAsserts)
+{
+    StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    const WeakTypedObjectHandle<int> weak(handle);
+    handle = StrongTypedObjectHandle<int>();
+
+    bool has = true;
+    int* component = reinterpret_cast<int*>(&has);
+    entt::meta_any any{42};
+    const auto asserted = collectAsserts(
+        [&]
+        {
+            has = weak.has<int>();
+            component = weak.tryGet<int>();
+            any = weak.asAny();
+        });
+    EXPECT_THAT(asserted, ElementsAre("Cannot check if object has a component if its invalid",
+                                      "Cannot check if object has a component if its invalid",
+                                      "Cannot fetch asAny on a invalid objectCopy"));
+    EXPECT_FALSE(has);
+    EXPECT_EQ(component, nullptr);
+    EXPECT_FALSE(any);
+
+    // Where an object must be handed out and there is none, the call ends after its assert.
+    EXPECT_THROW(collectAsserts([&] { (void)weak.get<int>(); }), std::logic_error);
+    EXPECT_THROW(collectAsserts([&] { (void)*weak; }), std::logic_error);
+    EXPECT_THROW(collectAsserts([&] { weak.attach<Unrelated>(); }), std::logic_error);
+
+    StrongObjectHandle promoted;
+    EXPECT_THAT(collectAsserts([&] { promoted = StrongObjectHandle::promote(weak); }),
+                ElementsAre("Trying to promote an invalid weak handle."));
+    EXPECT_FALSE(promoted.valid());
+    EXPECT_EQ(promoted.getHandle(), ObjectHandle());
+}
+
+TEST_F(LifetimeRegistryTest, InvalidTypedHandlesAssertWhenMadeGeneric)
+{
+    StrongTypedObjectHandle<int> empty;
+    StrongObjectHandle generic = mScope.makeObject<int>(1);
+    EXPECT_THAT(collectAsserts([&] { generic = empty.asGeneric(); }),
+                ElementsAre("Trying to make an invalid handle generic."));
+    EXPECT_FALSE(generic.valid());
+    EXPECT_THAT(collectAsserts([&] { generic = StrongTypedObjectHandle<int>::toGeneric(std::move(empty)); }),
+                ElementsAre("Trying to convert an invalid handle to a generic handle."));
+    EXPECT_FALSE(generic.valid());
+
+    const StrongTypedObjectHandle<int> typed = mScope.makeObject<int>(1);
+    generic = typed.asGeneric();
+    EXPECT_EQ(typed.getReferenceCount(), 2u);
+}
+
+TEST_F(LifetimeRegistryTest, AStrongHandleOfTheEmptyHandleAssertsAndNeverReachesTheRegistry)
+{
+    const auto asserted = collectAsserts([&] { StrongObjectHandle handle(mScope, ObjectHandle(), true); });
+    EXPECT_THAT(asserted, ElementsAre("Do not construct a strong object handle with an empty object handle"));
+}
+
+TEST_F(LifetimeRegistryTest, AFailedConstructionLeavesNoObjectBehind)
+{
+    struct Throws
+    {
+        explicit Throws(int) { throw std::runtime_error("no"); }
+        int mValue = 0;
+    };
+    auto listener = std::make_shared<RecordingObjectListener>(mLog, "listener");
+    mRegistry.addObjectListener(listener);
+    EXPECT_THROW(mScope.makeObject<Throws>(1), std::runtime_error);
+    EXPECT_EQ(mLog.size(), 2u) << "The listener hears of the death of what it heard being born";
+    EXPECT_THAT(collectAsserts([&] { mRegistry.destroyLifetimeScope(true); }), IsEmpty());
+}
+
+TEST_F(LifetimeRegistryTest, ADeadScopeMakesNothing)
+{
+    LifetimeRegistryReference reference;
+    WeakLifetimeScope scope;
+    {
+        LifetimeRegistry registry(ContextId{3}, reference);
+        scope = registry.getScope();
+    }
+    StrongTypedObjectHandle<int> made;
+    EXPECT_THAT(collectAsserts([&] { made = scope.makeObject<int>(1); }), ElementsAre("LifetimeScope is empty"));
+    EXPECT_TRUE(made.empty());
+
+    const WeakLifetimeScope before = scope;
+    WeakLifetimeScope& alias = scope;
+    scope = std::move(alias);
+    EXPECT_EQ(scope, before) << "Move-assigning a scope to itself keeps it";
+    EXPECT_FALSE(scope == WeakLifetimeScope(&reference)) << "The slot moved on to the next generation";
+}
+} // namespace

@@ -1,9 +1,12 @@
 #include "TestHost/InProcessExecutor.h"
+#include "TestHost/WorkerExecutor.h"
 
 #include "ZentaryUnitTest/TestClass.h"
 #include "ZentaryUnitTest/TestModule.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/wait.h>
 
 #include <algorithm>
 #include <functional>
@@ -67,7 +70,7 @@ public:
     void onBeforeTest() override
     {
         mLog.push_back("before");
-        act(mBefore, nullptr, "before");
+        act(mBefore, mListener, "before");
     }
     void onAfterTest() override
     {
@@ -77,6 +80,7 @@ public:
 
     Behaviour mBefore = Behaviour::Pass;
     Behaviour mAfter = Behaviour::Pass;
+    TestResultListener* mListener = nullptr;
 
 private:
     std::string mName;
@@ -128,6 +132,7 @@ public:
         auto* object = new FakeObject(id.name, mLog, std::move(onDestroy));
         object->mBefore = mBefore;
         object->mAfter = mAfter;
+        object->mListener = mListener;
         return {object, &destroy};
     }
     bool runTest(ZentaryUnitTest::TestClassBase&, const TestFunctionId& id) const override
@@ -168,7 +173,6 @@ public:
                       const TestFailureReport& report) override
     {
         mLog.push_back("report " + fullName(testClass, testCase) + ": " + report.message);
-        reports.push_back(report);
         messages[fullName(testClass, testCase)].push_back(report.message);
     }
     void onCaseFinished(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
@@ -183,12 +187,10 @@ public:
     void reset()
     {
         outcomes.clear();
-        reports.clear();
         messages.clear();
     }
 
     std::map<std::string, CaseOutcome> outcomes;
-    std::vector<TestFailureReport> reports;
     std::map<std::string, std::vector<std::string>> messages;
 
 private:
@@ -215,6 +217,17 @@ protected:
     {
         InProcessExecutor executor(mModule);
         return executor.execute(mPlan, ExecutionSettings{failFast}, mListener);
+    }
+
+    std::optional<std::string> runInWorkers(size_t jobs)
+    {
+        mListener.reset();
+        WorkerExecutor executor(mModule, WorkerSettings{jobs, 0});
+        std::optional<std::string> error = executor.execute(mPlan, ExecutionSettings{}, mListener);
+        // Every worker was reaped: none is left running or as a zombie.
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+        EXPECT_EQ(errno, ECHILD);
+        return error;
     }
 
     Log mLog;
@@ -291,24 +304,6 @@ TEST_F(HostExecutorTest, ReportsDecideTheOutcomeNotTheReturnValue)
     }
 }
 
-TEST_F(HostExecutorTest, FailFastDeletesTheObjectAndSkipsTheRest)
-{
-    mModule.mScript = {{"A.A::generateTestDataFor_two", Behaviour::Report}};
-    EXPECT_EQ(run(true), std::nullopt);
-    // clang-format off
-    const Log expected = {
-        "initialize",
-        "started A.one", "create A", "before", "run A.A::generateTestDataFor_one", "after", "passed A.one",
-        "started A.two", "before", "run A.A::generateTestDataFor_two",
-            "report A.two: A.A::generateTestDataFor_two failed", "after", "delete A", "failed A.two",
-        "skipped A.three",
-        "skipped B.only",
-        "cleanup",
-    };
-    // clang-format on
-    EXPECT_EQ(mLog, expected);
-}
-
 TEST_F(HostExecutorTest, ClassLevelProblemsBelongToACase)
 {
     mModule.mUncreatable = "B";
@@ -316,30 +311,52 @@ TEST_F(HostExecutorTest, ClassLevelProblemsBelongToACase)
     EXPECT_EQ(run(), std::nullopt);
     EXPECT_EQ(mListener.outcomes["A.one"], CaseOutcome::Passed);
     // What the destructor reports arrives within the class's last case.
-    EXPECT_EQ(mListener.outcomes["A.three"], CaseOutcome::Failed);
+    EXPECT_EQ(mListener.messages["A.three"], std::vector<std::string>{"destructor"});
+    EXPECT_EQ(mListener.messages["B.only"], std::vector<std::string>{"the module could not create the test class"});
     EXPECT_EQ(mListener.outcomes["B.only"], CaseOutcome::Failed);
-    ASSERT_EQ(mListener.reports.size(), 2u);
-    EXPECT_EQ(mListener.reports[0].message, "destructor");
-    EXPECT_EQ(mListener.reports[1].message, "the module could not create the test class");
     EXPECT_EQ(std::count(mLog.begin(), mLog.end(), "before"), 3);
 }
 
-TEST_F(HostExecutorTest, ModuleFailuresAreReturned)
+TEST_F(HostExecutorTest, ModuleFailuresAreReturnedInProcessAndFromWorkers)
 {
-    mModule.mInitializeThrows = true;
-    EXPECT_EQ(run(), "the module failed to initialise: no platform");
-    EXPECT_EQ(mLog, Log{"initialize"});
+    // 0 jobs: in this process.
+    for (size_t jobs : {0, 1, 2})
+    {
+        const auto runWith = [&] { return jobs == 0 ? run() : runInWorkers(jobs); };
+        mModule.mInitializeThrows = true;
+        EXPECT_EQ(runWith(), "the module failed to initialise: no platform") << jobs;
+        // Workers report what they never ran as skipped.
+        EXPECT_EQ(mListener.outcomes.size(), jobs == 0 ? 0u : 4u) << jobs;
 
-    mLog.clear();
-    mModule.mInitializeThrows = false;
-    mModule.mCleanupThrows = true;
-    EXPECT_EQ(run(), "the module failed to clean up: unknown exception");
-    EXPECT_EQ(mListener.outcomes.size(), 4u);
-    EXPECT_EQ(mLog.back(), "cleanup");
+        mModule.mInitializeThrows = false;
+        mModule.mCleanupThrows = true;
+        mListener.reset();
+        EXPECT_EQ(runWith(), "the module failed to clean up: unknown exception") << jobs;
+        EXPECT_EQ(mListener.outcomes["B.only"], CaseOutcome::Passed) << jobs;
 
-    mLog.clear();
-    mModule.mCleanupThrows = false;
-    mModule.mReportWhileIdle = true;
-    EXPECT_EQ(run(), "1 failure report(s) arrived while no case was running, the first from idle.cpp:3: stray");
-    EXPECT_EQ(mListener.outcomes["A.one"], CaseOutcome::Passed);
+        mModule.mCleanupThrows = false;
+        mModule.mReportWhileIdle = true;
+        EXPECT_EQ(runWith(), "1 failure report(s) arrived while no case was running, the first from idle.cpp:3: stray")
+            << jobs;
+        EXPECT_EQ(mListener.outcomes["A.one"], CaseOutcome::Passed) << jobs;
+        mModule.mReportWhileIdle = false;
+        mListener.reset();
+    }
+}
+
+TEST_F(HostExecutorTest, WorkersReportWhatTheProcessItselfReports)
+{
+    mModule.mScript = {{"A.A::generateTestDataFor_two", Behaviour::Report},
+                       {"B.B::generateTestDataFor_only", Behaviour::ThrowStandard}};
+    mModule.mReportOnDestroy = "A";
+    EXPECT_EQ(run(), std::nullopt);
+    const auto outcomes = mListener.outcomes;
+    const auto messages = mListener.messages;
+    ASSERT_EQ(messages.size(), 3u);
+    for (size_t jobs : {1, 2})
+    {
+        EXPECT_EQ(runInWorkers(jobs), std::nullopt) << jobs;
+        EXPECT_EQ(mListener.outcomes, outcomes) << jobs;
+        EXPECT_EQ(mListener.messages, messages) << jobs;
+    }
 }

@@ -1,8 +1,11 @@
+#include "TestHost/PlanOrder.h"
 #include "TestHost/Selection.h"
 
 #include "ZentaryUnitTest/TestDescription.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 using namespace Ovelith::TestHost;
 using Ovelith::CoreTestFramework::TestClassDescription;
@@ -53,6 +56,46 @@ std::vector<std::string> selectedNames(const Selection& selection)
 }
 
 using Names = std::vector<std::string>;
+
+// Classes C0 to C7, class Cn with cases c0 to cn.
+std::vector<PlannedClass> growingClasses()
+{
+    std::vector<PlannedClass> classes;
+    for (int size = 1; size <= 8; ++size)
+    {
+        PlannedClass& testClass = classes.emplace_back(PlannedClass{"C" + std::to_string(size - 1), {}, {}});
+        for (int index = 0; index < size; ++index)
+        {
+            testClass.cases.push_back(PlannedCase{"", "c" + std::to_string(index), "", 0, {}});
+        }
+    }
+    return classes;
+}
+
+Names namesOf(const std::vector<PlannedClass>& classes)
+{
+    Names names;
+    for (const PlannedClass& testClass : classes)
+    {
+        for (const PlannedCase& testCase : testClass.cases)
+        {
+            names.push_back(fullName(testClass, testCase));
+        }
+    }
+    return names;
+}
+
+Names sorted(Names names)
+{
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<PlannedClass> shuffled(std::vector<PlannedClass> classes, uint64_t seed)
+{
+    shuffleClasses(classes, seed);
+    return classes;
+}
 } // namespace
 
 TEST(HostSelectionTest, TagsExclusionsAndFilterCombine)
@@ -99,4 +142,81 @@ TEST(HostSelectionTest, TagHeldByBothCaseAndClassDoesNotTrip)
     const std::vector<PlannedClass> plan = selectCases(classes, Selection{{"same"}, {}, {}});
     ASSERT_EQ(plan.size(), 1u);
     EXPECT_EQ(plan[0].cases.size(), 1u);
+}
+
+TEST(HostPlanOrderTest, ShardsDealWholeClassesEvenlyAndTogetherRunTheSelectionOnce)
+{
+    const std::vector<PlannedClass> classes = growingClasses();
+    for (size_t count : {1, 2, 3, 5, 9})
+    {
+        Names all;
+        size_t smallest = SIZE_MAX;
+        size_t largest = 0;
+        for (size_t index = 0; index < count; ++index)
+        {
+            const std::vector<PlannedClass> shard = shardClasses(classes, count, index);
+            const Names names = namesOf(shard);
+            // Whole classes, in the module's order.
+            EXPECT_EQ(names, sorted(names)) << count;
+            for (const PlannedClass& testClass : shard)
+            {
+                EXPECT_EQ(testClass.cases.size(), std::stoul(testClass.name.substr(1)) + 1);
+            }
+            all.insert(all.end(), names.begin(), names.end());
+            smallest = std::min(smallest, names.size());
+            largest = std::max(largest, names.size());
+        }
+        EXPECT_EQ(sorted(all), sorted(namesOf(classes))) << count;
+        // Dealt largest first, shards differ by no more than the largest class.
+        EXPECT_LE(largest - smallest, 8u) << count;
+    }
+}
+
+TEST(HostPlanOrderTest, ShuffleDependsOnTheSeedAloneAndKeepsTheOrderOfWhatRemains)
+{
+    const std::vector<PlannedClass> classes = growingClasses();
+    const std::vector<PlannedClass> once = shuffled(classes, 1);
+    EXPECT_EQ(namesOf(shuffled(classes, 1)), namesOf(once));
+    EXPECT_NE(namesOf(shuffled(classes, 2)), namesOf(once));
+    EXPECT_EQ(sorted(namesOf(once)), sorted(namesOf(classes)));
+    // Classes and the cases within them both move.
+    EXPECT_FALSE(std::is_sorted(once.begin(), once.end(),
+                                [](const PlannedClass& left, const PlannedClass& right)
+                                { return left.name < right.name; }));
+    EXPECT_TRUE(std::any_of(once.begin(), once.end(),
+                            [](const PlannedClass& testClass) { return testClass.cases.front().name != "c0"; }));
+
+    // A smaller selection: a class and every other case gone.
+    std::vector<PlannedClass> fewer = classes;
+    fewer.erase(fewer.begin() + 5);
+    for (PlannedClass& testClass : fewer)
+    {
+        for (size_t index = 1; index < testClass.cases.size(); ++index)
+        {
+            testClass.cases.erase(testClass.cases.begin() + static_cast<std::ptrdiff_t>(index));
+        }
+    }
+    const Names kept = namesOf(fewer);
+    const Names all = namesOf(once);
+    Names expected;
+    std::copy_if(all.begin(), all.end(), std::back_inserter(expected),
+                 [&](const std::string& name) { return std::find(kept.begin(), kept.end(), name) != kept.end(); });
+    EXPECT_EQ(namesOf(shuffled(fewer, 1)), expected);
+}
+
+TEST(HostPlanOrderTest, RepeatedRoundsAreEachShuffledWithTheNextSeed)
+{
+    const std::vector<PlannedClass> classes = growingClasses();
+    Names expected;
+    for (uint64_t seed : {5, 6, 7})
+    {
+        const Names round = namesOf(shuffled(classes, seed));
+        expected.insert(expected.end(), round.begin(), round.end());
+    }
+    EXPECT_EQ(namesOf(repeatClasses(classes, 3, 5)), expected);
+
+    const Names names = namesOf(classes);
+    Names twice = names;
+    twice.insert(twice.end(), names.begin(), names.end());
+    EXPECT_EQ(namesOf(repeatClasses(classes, 2, std::nullopt)), twice);
 }

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <ostream>
 
 namespace Ovelith::TestHost
@@ -32,6 +33,14 @@ std::string ConsoleReporter::_paint(const char* colorCode, const std::string& te
 void ConsoleReporter::onRunStarted(const TestPlan& plan)
 {
     mFailedCases.clear();
+    mPlanPosition.clear();
+    for (const PlannedClass& testClass : plan.classes)
+    {
+        for (const PlannedCase& testCase : testClass.cases)
+        {
+            mPlanPosition.emplace(&testCase, mPlanPosition.size());
+        }
+    }
     mOut << fmt::format("Running {} of {} from {} ({})\n", countOf(plan.caseCount(), "case", "cases"),
                         countOf(plan.classes.size(), "class", "classes"), plan.moduleName, plan.modulePath)
          << std::flush;
@@ -69,7 +78,7 @@ void ConsoleReporter::onCaseFinished(const PlannedClass& testClass, const Planne
         break;
     case CaseOutcome::Failed:
         mOut << fmt::format("{}  {} ({})\n", _paint(RED, "FAIL"), name, formatDuration(duration));
-        mFailedCases.push_back(name);
+        mFailedCases.emplace_back(mPlanPosition[&testCase], name);
         break;
     case CaseOutcome::Skipped:
         mOut << fmt::format("{}  {}\n", _paint(YELLOW, "SKIP"), name);
@@ -89,9 +98,11 @@ void ConsoleReporter::onRunFinished(const RunSummary& summary)
     if (!mFailedCases.empty())
     {
         mOut << "Failed cases:\n";
-        for (const std::string& name : mFailedCases)
+        std::stable_sort(mFailedCases.begin(), mFailedCases.end(),
+                         [](const auto& left, const auto& right) { return left.first < right.first; });
+        for (const auto& failed : mFailedCases)
         {
-            mOut << "    " << _paint(RED, name) << '\n';
+            mOut << "    " << _paint(RED, failed.second) << '\n';
         }
     }
     mOut << fmt::format("Ran {} in {}\n", countOf(summary.passed + summary.failed, "case", "cases"),

@@ -4,6 +4,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace Ovelith::TestHost
@@ -30,7 +31,9 @@ private:
     bool mColor;
     // The running case's failures, printed under its result line.
     std::vector<std::string> mPendingReports;
-    std::vector<std::string> mFailedCases;
+    // Where each case stands in the plan, so that failed cases are listed in plan order however they finished.
+    std::unordered_map<const PlannedCase*, size_t> mPlanPosition;
+    std::vector<std::pair<size_t, std::string>> mFailedCases;
 };
 
 // The selection without running it: each class with its tags, then one line per case with its own tags and

@@ -65,8 +65,9 @@ class IExecutor
 public:
     virtual ~IExecutor() = default;
 
-    // Emits onCaseStarted, onCaseReport and onCaseFinished for the plan's cases, in plan order; the run's own
-    // start and end are the caller's to announce. Returns a message when the module itself failed (its
+    // Emits onCaseStarted, onCaseReport and onCaseFinished for the plan's cases; the run's own start and end are
+    // the caller's to announce. Cases that run side by side may finish out of plan order, but the events of two
+    // cases never interleave. Returns a message when the module itself failed (its
     // initialisation or cleanup threw, or a failure arrived outside any case); the results reported so far
     // still stand.
     virtual std::optional<std::string> execute(const TestPlan& plan, const ExecutionSettings& settings,

@@ -5,6 +5,8 @@
 #include "TestHost/JUnitReporter.h"
 #include "TestHost/ModuleLoader.h"
 #include "TestHost/Options.h"
+#include "TestHost/PlanOrder.h"
+#include "TestHost/WorkerExecutor.h"
 #include "ZentaryUnitTest/TestModule.h"
 
 #include <fmt/format.h>
@@ -14,6 +16,7 @@
 #include <cstring>
 #include <fstream>
 #include <ostream>
+#include <random>
 
 namespace Ovelith::TestHost
 {
@@ -129,6 +132,21 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
         return fail(err, environment,
                     fmt::format("{} selects no case of {}", describeSelection(options.selection), plan.modulePath));
     }
+    // A shard may well be empty; that is no error, since the other shards run the selection.
+    if (options.shardCount)
+    {
+        plan.classes = shardClasses(std::move(plan.classes), *options.shardCount, *options.shardIndex);
+    }
+    std::optional<uint64_t> seed;
+    if (options.shuffle)
+    {
+        seed = options.seed ? *options.seed : std::random_device{}();
+        out << fmt::format("Shuffled with seed {}; --shuffle --seed {} replays this order\n", *seed, *seed);
+    }
+    if (options.repeat > 1 || seed)
+    {
+        plan.classes = repeatClasses(plan.classes, options.repeat, seed);
+    }
     if (options.list)
     {
         writeListing(plan, out);
@@ -158,10 +176,18 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
         listeners.add(junit);
     }
 
-    InProcessExecutor executor(module);
+    std::unique_ptr<IExecutor> executor;
+    if (options.usesWorkers())
+    {
+        executor = std::make_unique<WorkerExecutor>(module, WorkerSettings{options.jobs, options.timeoutSeconds});
+    }
+    else
+    {
+        executor = std::make_unique<InProcessExecutor>(module);
+    }
     listeners.onRunStarted(plan);
     const Clock::time_point start = Clock::now();
-    const std::optional<std::string> executionError = executor.execute(plan, {options.failFast}, listeners);
+    const std::optional<std::string> executionError = executor->execute(plan, {options.failFast}, listeners);
     RunSummary summary = counter.summary();
     summary.duration = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start);
     listeners.onRunFinished(summary);

@@ -10,7 +10,7 @@ class TestModule;
 namespace Ovelith::TestHost
 {
 // Runs every case in this process, one object per class, in the order of the plan. A crash or a hang of a case
-// is the host's crash or hang.
+// is the host's crash or hang; WorkerExecutor is the one that survives them.
 class InProcessExecutor final : public IExecutor
 {
 public:

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <optional>
+#include <type_traits>
 
 namespace Ovelith::TestHost
 {
@@ -21,10 +23,52 @@ struct OptionSpec
 };
 
 constexpr OptionSpec OPTIONS[] = {
-    {"--help", OptionKind::Flag},      {"-h", OptionKind::Flag},       {"--list", OptionKind::Flag},
-    {"--fail-fast", OptionKind::Flag}, {"--tag", OptionKind::Value},   {"--exclude-tag", OptionKind::Value},
-    {"--filter", OptionKind::Value},   {"--junit", OptionKind::Value}, {"--color", OptionKind::Value},
+    {"--help", OptionKind::Flag},
+    {"-h", OptionKind::Flag},
+    {"--list", OptionKind::Flag},
+    {"--fail-fast", OptionKind::Flag},
+    {"--tag", OptionKind::Value},
+    {"--exclude-tag", OptionKind::Value},
+    {"--filter", OptionKind::Value},
+    {"--junit", OptionKind::Value},
+    {"--color", OptionKind::Value},
+    {"--isolate", OptionKind::Flag},
+    {"-j", OptionKind::Value},
+    {"--jobs", OptionKind::Value},
+    {"--timeout", OptionKind::Value},
+    {"--shuffle", OptionKind::Flag},
+    {"--seed", OptionKind::Value},
+    {"--repeat", OptionKind::Value},
+    {"--shard-count", OptionKind::Value},
+    {"--shard-index", OptionKind::Value},
 };
+
+// A whole number of at least `minimum` into `target`, or an error line.
+std::optional<std::string> readNumber(std::string_view name, std::string_view value, uint64_t minimum, auto& target)
+{
+    uint64_t number = 0;
+    const char* end = value.data() + value.size();
+    const auto [stop, error] = std::from_chars(value.data(), end, number);
+    if (error != std::errc() || stop != end || number < minimum)
+    {
+        return fmt::format("{} takes a whole number{}, not '{}'", name,
+                           minimum > 0 ? fmt::format(" of at least {}", minimum) : std::string(), value);
+    }
+    target = static_cast<std::remove_cvref_t<decltype(target)>>(number);
+    return std::nullopt;
+}
+
+std::optional<std::string> readSeconds(std::string_view value, double& seconds)
+{
+    const char* end = value.data() + value.size();
+    const auto [stop, error] = std::from_chars(value.data(), end, seconds);
+    // A day is far beyond any case; the bound keeps the clock arithmetic in range.
+    if (error != std::errc() || stop != end || !(seconds > 0) || seconds > 86400)
+    {
+        return fmt::format("--timeout takes seconds above 0 and up to 86400, not '{}'", value);
+    }
+    return std::nullopt;
+}
 
 const OptionSpec* findOption(std::string_view name)
 {
@@ -96,7 +140,57 @@ std::optional<std::string> apply(HostOptions& options, std::string_view name, st
             return fmt::format("--color takes auto, always or never, not '{}'", value);
         }
     }
+    else if (name == "--isolate")
+    {
+        options.isolate = true;
+    }
+    else if (name == "-j" || name == "--jobs")
+    {
+        return readNumber(name, value, 1, options.jobs);
+    }
+    else if (name == "--timeout")
+    {
+        return readSeconds(value, options.timeoutSeconds);
+    }
+    else if (name == "--shuffle")
+    {
+        options.shuffle = true;
+    }
+    else if (name == "--seed")
+    {
+        return readNumber(name, value, 0, options.seed.emplace());
+    }
+    else if (name == "--repeat")
+    {
+        return readNumber(name, value, 1, options.repeat);
+    }
+    else if (name == "--shard-count")
+    {
+        return readNumber(name, value, 1, options.shardCount.emplace());
+    }
+    else if (name == "--shard-index")
+    {
+        return readNumber(name, value, 0, options.shardIndex.emplace());
+    }
     return std::nullopt;
+}
+
+// What no single option can tell: options that need one another.
+std::string checkCombination(const HostOptions& options)
+{
+    if (options.seed && !options.shuffle)
+    {
+        return "--seed needs --shuffle";
+    }
+    if (options.shardCount.has_value() != options.shardIndex.has_value())
+    {
+        return options.shardCount ? "--shard-count needs --shard-index" : "--shard-index needs --shard-count";
+    }
+    if (options.shardCount && *options.shardIndex >= *options.shardCount)
+    {
+        return fmt::format("--shard-index {} is not below --shard-count {}", *options.shardIndex, *options.shardCount);
+    }
+    return {};
 }
 } // namespace
 
@@ -125,8 +219,10 @@ ParsedArguments parseArguments(const std::vector<std::string_view>& arguments)
             continue;
         }
 
-        const size_t equals = argument.find('=');
-        const std::string_view name = argument.substr(0, equals);
+        // make's -j4 as well as -j 4 and -j=4.
+        const bool attachedJobs = argument.size() > 2 && argument.starts_with("-j") && argument[2] != '=';
+        const size_t equals = attachedJobs ? 1 : argument.find('=');
+        const std::string_view name = argument.substr(0, attachedJobs ? 2 : equals);
         const OptionSpec* spec = findOption(name);
         if (spec == nullptr)
         {
@@ -166,6 +262,7 @@ ParsedArguments parseArguments(const std::vector<std::string_view>& arguments)
             return parsed;
         }
     }
+    parsed.error = checkCombination(parsed.options);
     return parsed;
 }
 
@@ -190,7 +287,22 @@ Running and reporting:
   --color WHEN        auto (default: when the output is a terminal and NO_COLOR is not set), always, never
   -h, --help          print this text
 
-Exit codes: 0 every selected case passed, 1 a case failed, 2 bad command line or module.
+Isolation (a case that crashes, exits or hangs fails alone, and the reports are still written):
+  --isolate           run the cases in a worker process, one class at a time
+  -j, --jobs N        run N workers at once (implies --isolate); a class's cases stay in one worker
+  --timeout SECONDS   fail a case that runs longer and replace its worker (implies --isolate)
+
+Order and repetition:
+  --shuffle           run classes, and cases within each class, in an order drawn from a seed; the seed
+                      is printed first
+  --seed N            the seed for --shuffle, to replay an order
+  --repeat N          run the selection N times; shuffled rounds each get the next seed
+  --shard-count K, --shard-index I
+                      run shard I (from 0) of K: whole classes, dealt so that the K shards together run
+                      the selection once
+
+Exit codes: 0 every selected case passed, 1 a case failed, crashed or timed out, 2 bad command line or
+module.
 )",
                        program);
 }

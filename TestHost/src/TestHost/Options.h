@@ -2,6 +2,8 @@
 
 #include "TestHost/Selection.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +29,21 @@ struct HostOptions
     // Empty: no JUnit report.
     std::string junitPath;
     ColorMode color = ColorMode::Auto;
+
+    // Run cases in worker processes; more than one job, or a timeout, implies it.
+    bool isolate = false;
+    size_t jobs = 1;
+    // Seconds a case may run in a worker; 0 for no limit.
+    double timeoutSeconds = 0;
+    bool shuffle = false;
+    // Without one, a shuffled run picks its own and prints it.
+    std::optional<uint64_t> seed;
+    size_t repeat = 1;
+    // Run only shard `shardIndex` of `shardCount`; the parser accepts one only with the other.
+    std::optional<size_t> shardCount;
+    std::optional<size_t> shardIndex;
+
+    bool usesWorkers() const { return isolate || jobs > 1 || timeoutSeconds > 0; }
 };
 
 struct ParsedArguments

@@ -204,6 +204,29 @@ TEST_F(EnttMetaAny, EqualityComparesValuesOrIdentity)
     EXPECT_NE(none, nothing);
 }
 
+TEST_F(EnttMetaAny, OpaquePointersAndTagsMakeReferencesOrValues)
+{
+    Tracked object{1};
+    const auto type = entt::resolve<Tracked>(ctx);
+
+    entt::meta_any fromPointer = type.from_void(static_cast<void*>(&object));
+    ASSERT_TRUE(fromPointer);
+    EXPECT_EQ(fromPointer.data(), &object);
+    entt::meta_any fromConstPointer = type.from_void(static_cast<const void*>(&object));
+    EXPECT_EQ(fromConstPointer.data(), nullptr);
+    EXPECT_EQ(std::as_const(fromConstPointer).data(), &object);
+    EXPECT_FALSE(type.from_void(static_cast<void*>(nullptr)));
+
+    entt::meta_any byTag{ctx, std::in_place_type<Tracked&>, object};
+    EXPECT_EQ(byTag.data(), &object);
+    entt::meta_any made = entt::make_meta<Tracked>(2);
+    EXPECT_EQ(made.cast<const Tracked&>().value, 2);
+    entt::meta_any moved = entt::forward_as_meta(ctx, Tracked{3});
+    EXPECT_NE(moved.data(), nullptr);
+    EXPECT_EQ(moved.cast<const Tracked&>().value, 3) << "an rvalue is taken over, not referred to";
+    EXPECT_EQ(Tracked::alive, 3);
+}
+
 enum class Colour : std::uint8_t
 {
     Red = 1,

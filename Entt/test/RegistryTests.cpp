@@ -381,6 +381,52 @@ TEST(EnttRegistry, PackedPageSizeComesFromTheComponentOrItsTraits)
     static_assert(!entt::component_traits<int>::in_place_delete);
 }
 
+// Movable, but asks to be deleted in place: compact may then move it into the holes.
+struct Stable
+{
+    static constexpr bool in_place_delete = true;
+    int value;
+};
+
+TEST(EnttRegistry, CompactClearAndHintsKeepIdsAndComponentsConsistent)
+{
+    Registry registry;
+    std::vector<Handle> entities;
+    for (int i = 0; i < 6; ++i)
+    {
+        entities.push_back(registry.create());
+        registry.emplace<Stable>(entities.back(), i);
+    }
+    registry.erase<Stable>(entities[0]);
+    registry.erase<Stable>(entities[3]);
+    auto& stable = registry.storage<Stable>();
+    ASSERT_EQ(stable.size(), 6u);
+
+    registry.compact<Stable>();
+    EXPECT_EQ(stable.size(), 4u);
+    EXPECT_EQ(liveBackToFront(stable).size(), 4u);
+    for (const int i : {1, 2, 4, 5})
+    {
+        EXPECT_EQ(registry.get<Stable>(entities[static_cast<std::size_t>(i)]).value, i);
+    }
+
+    // A released id can be asked for with any version; an id in use cannot.
+    registry.destroy(entities[2]);
+    EXPECT_EQ(registry.create(makeHandle(2u, 7u)), makeHandle(2u, 7u));
+    const Handle other = registry.create(entities[1]);
+    EXPECT_NE(Traits::to_entity(other), Traits::to_entity(entities[1]));
+
+    registry.clear();
+    for (const Handle entity : entities)
+    {
+        EXPECT_FALSE(registry.valid(entity));
+    }
+    EXPECT_TRUE(stable.empty());
+    const Handle fresh = registry.create();
+    EXPECT_EQ(Traits::to_version(fresh), registry.current(fresh));
+    EXPECT_NE(Traits::to_version(fresh), 0u) << "every id was released once by clear";
+}
+
 struct Tag
 {
 };
@@ -447,6 +493,10 @@ TEST(EnttRegistry, QueriesAndViewsSeeExactlyTheMatchingEntities)
     const Registry& constRegistry = registry;
     EXPECT_EQ(constRegistry.try_get<float>(both), nullptr);
     EXPECT_FALSE(constRegistry.all_of<float>(both));
+    EXPECT_EQ(constRegistry.view<const float>().begin(), constRegistry.view<const float>().end());
+    std::size_t constMatches = 0;
+    constRegistry.view<const int, const double>().each([&](const int&, const double&) { ++constMatches; });
+    EXPECT_EQ(constMatches, 2u);
     std::size_t after = 0;
     for ([[maybe_unused]] auto&& pool : registry.storage())
     {

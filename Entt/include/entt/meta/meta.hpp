@@ -554,7 +554,8 @@ template <typename Type, typename... Args>
 template <typename Type, typename... Args>
 [[nodiscard]] meta_any make_meta(Args&&... args)
 {
-    return make_meta<Type>(locator<meta_ctx>::value_or(), std::forward<Args>(args)...);
+    // Not through the overload above: a non-const context argument would pick this one again.
+    return meta_any{std::in_place_type<Type>, std::forward<Args>(args)...};
 }
 
 namespace internal

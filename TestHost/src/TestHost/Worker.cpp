@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <deque>
 #include <iostream>
 
 namespace Ovelith::TestHost::internal
@@ -28,16 +29,14 @@ void flushOutput()
     std::fflush(nullptr);
 }
 
-// Tells the host each event as it happens, so that a case that never finishes has told all it could.
+// Tells the host each report as it happens, so that a case that never finishes has told all it could, and each
+// case's end. A case's start needs no word: cases run in the order the host sent them, each as soon as the one
+// before has ended.
 class HostChannel final : public IRunListener
 {
 public:
     explicit HostChannel(int socket) : mSocket(socket) {}
 
-    void onCaseStarted(const PlannedClass& testClass, const PlannedCase& testCase) override
-    {
-        send(RecordWriter(RecordType::Started).add(indexOf(testClass, testCase)));
-    }
     void onCaseReport(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/,
                       const CoreTestFramework::TestFailureReport& report) override
     {
@@ -107,17 +106,47 @@ void detachFromHost(int socket, pid_t host)
     closeDescriptorsFrom(WORKER_SOCKET + 1);
 }
 
-// Between cases: whether the host asked the class to end, or went away.
-bool stopRequested()
+// What the host sends, in order. The host hands out the next class before the running one ends, so that the
+// worker never waits for it; the check for a stop between cases may read that class early, and keeps it.
+class HostInbox
 {
-    pollfd entry{WORKER_SOCKET, POLLIN, 0};
-    if (poll(&entry, 1, 0) <= 0)
+public:
+    // Blocks for the next record; nothing once the host closed its side.
+    std::optional<Record> next()
     {
-        return false;
+        if (mPending.empty())
+        {
+            return receiveRecord(WORKER_SOCKET);
+        }
+        Record record = std::move(mPending.front());
+        mPending.pop_front();
+        return record;
     }
-    const std::optional<Record> record = receiveRecord(WORKER_SOCKET);
-    return !record || record->type == RecordType::Stop;
-}
+
+    // Between cases: whether the host asked to stop, or went away. Once it did, no further class runs.
+    bool stopRequested()
+    {
+        pollfd entry{WORKER_SOCKET, POLLIN, 0};
+        while (!mStopped && poll(&entry, 1, 0) > 0)
+        {
+            std::optional<Record> record = receiveRecord(WORKER_SOCKET);
+            if (!record || record->type == RecordType::Stop)
+            {
+                mStopped = true;
+                break;
+            }
+            mPending.push_back(std::move(*record));
+        }
+        return mStopped;
+    }
+
+    void stop() { mStopped = true; }
+    bool stopped() const { return mStopped; }
+
+private:
+    std::deque<Record> mPending;
+    bool mStopped = false;
+};
 
 void serve(CoreTestFramework::TestModule& module, const TestPlan& plan, const ExecutionSettings& settings)
 {
@@ -131,22 +160,37 @@ void serve(CoreTestFramework::TestModule& module, const TestPlan& plan, const Ex
     channel.send(RecordWriter(RecordType::Ready));
 
     // The host closing its side is the end of the work.
-    while (const std::optional<Record> record = receiveRecord(WORKER_SOCKET))
+    HostInbox inbox;
+    while (const std::optional<Record> record = inbox.next())
     {
-        // A stop that arrives after its class ended asks nothing more.
-        if (record->type != RecordType::Run)
+        // A stop while idle asks nothing more of this class, and a new class comes only after it.
+        if (record->type == RecordType::Stop)
         {
+            inbox.stop();
             continue;
         }
         PayloadReader reader(record->payload);
         const uint64_t classIndex = reader.number();
         const uint64_t firstCase = reader.number();
-        if (!reader.ok() || classIndex >= plan.classes.size())
+        if (record->type != RecordType::Run || !reader.ok() || classIndex >= plan.classes.size())
         {
             break;
         }
-        runner.runClass(plan.classes[classIndex], firstCase,
-                        [&](bool failed) { return (settings.failFast && failed) || stopRequested(); });
+        // After a stop, classes handed out before it are given back unrun.
+        if (!inbox.stopped())
+        {
+            runner.runClass(plan.classes[classIndex], firstCase,
+                            [&](bool failed)
+                            {
+                                if (settings.failFast && failed)
+                                {
+                                    inbox.stop();
+                                }
+                                // Only a failure elsewhere makes the host ask for a stop; without fail-fast the
+                                // check would cost a call per case for nothing.
+                                return inbox.stopped() || (settings.failFast && inbox.stopRequested());
+                            });
+        }
         channel.send(RecordWriter(RecordType::ClassDone));
     }
     if (std::optional<std::string> error = runner.cleanup())

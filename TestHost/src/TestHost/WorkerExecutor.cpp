@@ -28,7 +28,7 @@ namespace
 using CoreTestFramework::TestFailureReport;
 using Clock = std::chrono::steady_clock;
 
-// Cases of one class still to run, from `nextCase` on.
+// Cases of one class still to run, from `nextCase` on; a busy worker is running `nextCase`.
 struct Assignment
 {
     size_t classIndex;
@@ -49,9 +49,11 @@ struct WorkerProcess
     // It said why the module could not be initialised; how it ends adds nothing.
     bool failedToInitialise = false;
     bool killedForTime = false;
-    std::optional<Assignment> assignment;
-    std::optional<size_t> runningCase;
+    // What it was handed, the running class first. A second class waits in the worker, so that it goes on
+    // without waiting for the host between classes.
+    std::deque<Assignment> assignments;
     Clock::time_point caseStart;
+    // Those of the running case.
     std::vector<TestFailureReport> reports;
     std::optional<Clock::time_point> deadline;
 };
@@ -155,7 +157,7 @@ private:
     {
         size_t spare = static_cast<size_t>(std::count_if(mWorkers.begin(), mWorkers.end(),
                                                          [](const WorkerProcess& worker)
-                                                         { return !worker.assignment && !worker.closing; }));
+                                                         { return worker.assignments.empty() && !worker.closing; }));
         while (!mStopped && mWorkers.size() < mJobs && mQueue.size() > spare)
         {
             if (!_spawn())
@@ -211,33 +213,38 @@ private:
         return true;
     }
 
-    // Gives each idle worker the next class, or, when there is none, tells it to finish.
+    // Keeps each worker two classes deep while there is work, and tells an idle one to finish when there is none.
     void _dispatch()
     {
         for (WorkerProcess& worker : mWorkers)
         {
-            if (!worker.ready || worker.assignment || worker.closing || worker.socket < 0)
+            if (!worker.ready || worker.closing || worker.socket < 0)
             {
                 continue;
             }
-            if (!mStopped && !mQueue.empty())
+            while (!mStopped && !mQueue.empty() && worker.assignments.size() < 2)
             {
                 const Assignment next = mQueue.front();
-                mQueue.pop_front();
-                if (sendAll(worker.socket,
-                            RecordWriter(RecordType::Run).add(next.classIndex).add(next.nextCase).bytes()))
+                if (!sendAll(worker.socket,
+                             RecordWriter(RecordType::Run).add(next.classIndex).add(next.nextCase).bytes()))
                 {
-                    worker.assignment = next;
-                    continue;
+                    // It is ending; its end is seen through its pidfd.
+                    closeIfOpen(worker.socket);
+                    break;
                 }
-                // It is ending; its end is seen through its pidfd.
-                mQueue.push_front(next);
-                closeIfOpen(worker.socket);
-                continue;
+                mQueue.pop_front();
+                worker.assignments.push_back(next);
+                if (worker.assignments.size() == 1)
+                {
+                    _caseStarts(worker);
+                }
             }
-            shutdown(worker.socket, SHUT_WR);
-            worker.closing = true;
-            worker.deadline = _deadlineFromNow();
+            if (worker.assignments.empty() && worker.socket >= 0)
+            {
+                shutdown(worker.socket, SHUT_WR);
+                worker.closing = true;
+                worker.deadline = _deadlineFromNow();
+            }
         }
     }
 
@@ -306,6 +313,11 @@ private:
             if (received > 0)
             {
                 worker.inbox.append(buffer, static_cast<size_t>(received));
+                // A short read took all there was; asking again would only cost a call.
+                if (static_cast<size_t>(received) < sizeof(buffer))
+                {
+                    break;
+                }
                 continue;
             }
             if (received < 0 && errno == EINTR)
@@ -338,12 +350,6 @@ private:
             worker.ready = true;
             worker.deadline.reset();
             break;
-        case RecordType::Started:
-            worker.runningCase = reader.number();
-            worker.caseStart = Clock::now();
-            worker.reports.clear();
-            worker.deadline = _deadlineFromNow();
-            break;
         case RecordType::Report:
             worker.reports.push_back(reader.report());
             break;
@@ -352,19 +358,28 @@ private:
             const size_t caseIndex = reader.number();
             const auto outcome = static_cast<CaseOutcome>(reader.number());
             const std::chrono::nanoseconds duration{reader.number()};
-            if (worker.assignment)
+            if (!worker.assignments.empty())
             {
-                _finishCase(worker.assignment->classIndex, caseIndex, outcome, duration, worker.reports);
-                worker.assignment->nextCase = caseIndex + 1;
+                Assignment& running = worker.assignments.front();
+                _finishCase(running.classIndex, caseIndex, outcome, duration, worker.reports);
+                running.nextCase = caseIndex + 1;
+                _caseStarts(worker);
             }
-            worker.runningCase.reset();
-            worker.reports.clear();
-            worker.deadline.reset();
             break;
         }
         case RecordType::ClassDone:
-            worker.assignment.reset();
-            worker.runningCase.reset();
+            if (!worker.assignments.empty())
+            {
+                worker.assignments.pop_front();
+            }
+            if (worker.assignments.empty())
+            {
+                worker.deadline.reset();
+            }
+            else
+            {
+                _caseStarts(worker);
+            }
             break;
         case RecordType::ModuleFailure:
             _addError(reader.text());
@@ -378,6 +393,14 @@ private:
         case RecordType::Stop:
             break;
         }
+    }
+
+    // The worker goes on with the next case of its class at once; the clock of the timeout starts.
+    void _caseStarts(WorkerProcess& worker)
+    {
+        worker.caseStart = Clock::now();
+        worker.reports.clear();
+        worker.deadline = _deadlineFromNow();
     }
 
     void _reap(WorkerProcess& worker)
@@ -396,7 +419,7 @@ private:
         }
         const std::string cause =
             worker.killedForTime ? fmt::format("timed out after {} s", mTimeoutSeconds) : describeEnd(status);
-        if (worker.assignment)
+        if (!worker.assignments.empty())
         {
             _blame(worker, cause);
         }
@@ -415,26 +438,28 @@ private:
         }
     }
 
-    // The case a worker was running when it ended fails with the cause, and the rest of its class goes back to
-    // the front of the queue. A worker that ended after taking a class but before starting a case ends its next
-    // case, so that every lost worker costs one case and the run always moves on.
+    // The case a worker was running when it ended fails with the cause, after what it reported, and the rest of
+    // its class, with the class waiting behind it, goes back to the front of the queue. So every lost worker
+    // costs one case, and the run moves on.
     void _blame(WorkerProcess& worker, const std::string& cause)
     {
-        const Assignment assignment = *worker.assignment;
+        const Assignment assignment = worker.assignments.front();
+        if (!mStopped)
+        {
+            for (size_t index = worker.assignments.size() - 1; index > 0; --index)
+            {
+                mQueue.push_front(worker.assignments[index]);
+            }
+        }
         const PlannedClass& testClass = mPlan.classes[assignment.classIndex];
-        const size_t caseIndex = worker.runningCase.value_or(assignment.nextCase);
+        const size_t caseIndex = assignment.nextCase;
         if (caseIndex >= testClass.cases.size())
         {
             return;
         }
         const PlannedCase& testCase = testClass.cases[caseIndex];
-        std::vector<TestFailureReport> reports;
-        std::chrono::nanoseconds duration{0};
-        if (worker.runningCase)
-        {
-            reports = std::move(worker.reports);
-            duration = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - worker.caseStart);
-        }
+        std::vector<TestFailureReport> reports = std::move(worker.reports);
+        const auto duration = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - worker.caseStart);
         reports.push_back(
             TestFailureReport{testCase.function, testCase.file, std::to_string(testCase.line), cause, {}});
         _finishCase(assignment.classIndex, caseIndex, CaseOutcome::Failed, duration, reports);
@@ -478,7 +503,7 @@ private:
         mQueue.clear();
         for (WorkerProcess& worker : mWorkers)
         {
-            if (worker.assignment && worker.socket >= 0)
+            if (!worker.assignments.empty() && worker.socket >= 0)
             {
                 sendAll(worker.socket, RecordWriter(RecordType::Stop).bytes());
             }

@@ -19,11 +19,10 @@ namespace Ovelith::TestHost
 enum class RecordType : uint8_t
 {
     // Host to worker.
-    Run = 1,  // class index, first case index: run those cases on one new object
-    Stop = 2, // end the class after the running case
-              // Worker to host.
+    Run = 1,            // class index, first case index: run those cases on one new object
+    Stop = 2,           // end the class after the running case
+                        // Worker to host.
     Ready = 10,         // the module is initialised
-    Started = 11,       // case index
     Report = 12,        // a failure report of the running case
     Finished = 13,      // case index, outcome, duration in nanoseconds
     ClassDone = 14,     // the cases of the last Run have run, or a stop ended them

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# What worker processes cost the test host: the ScriptingTests pull-request selection in process, with
-# --isolate and with -j 2; then in process against -j 2 with more work to share: the selection --repeat'ed, and
-# every case (the perf suite included, whose cases are heavier) repeated too. Times come from hyperfine when it
-# is installed, else from /usr/bin/time over a batch of runs.
+# What worker processes cost the test host: ScriptingTests run in process, with --isolate and with -j 2, for
+# the pull-request selection once, the same repeated (many small cases), and every case repeated (the perf
+# suite's cases carry more work). Times come from hyperfine when it is installed, else from /usr/bin/time over
+# a batch of runs.
 #
 #   cmake --preset release && cmake --build --preset release
 #   bench/host_isolation.sh [BUILD_DIR]        # BUILD_DIR defaults to build/release
@@ -32,9 +32,9 @@ trap 'rm -f "$scratch"' EXIT
 "$host" --list "${selection[@]}" "$module" >"$scratch"
 cases=$(sed -E -n '1s/.* ([0-9]+) cases? .*/\1/p' "$scratch")
 
-# Prints the mean wall time of one run of the command, in seconds.
 useHyperfine() { [ "${TIMER:-}" != time ] && command -v hyperfine >/dev/null; }
 
+# Prints the mean wall time of one run of the command, in seconds.
 measure() {
     if useHyperfine; then
         hyperfine --style none --shell=none --warmup 3 --runs "$runs" --export-csv "$scratch" -- "$*" >/dev/null
@@ -47,30 +47,25 @@ measure() {
     fi
 }
 
-milliseconds() { awk -v s="$1" 'BEGIN { printf "%.1f ms", s * 1000 }'; }
-
 timer=$(useHyperfine && echo "hyperfine, $runs runs" || echo "/usr/bin/time, batches of $runs")
-echo "ScriptingTests ${selection[*]}: $cases cases; $(nproc) cores; $timer"
+echo "ScriptingTests: $(nproc) cores; $timer; mean wall time per run"
+printf '%-52s %12s %12s %16s %12s %12s\n' "run" "in process" "--isolate" "per case" "-j 2" "speed-up"
 
-serial=$(measure "$host" "${selection[@]}" "$module")
-isolated=$(measure "$host" --isolate "${selection[@]}" "$module")
-parallel=$(measure "$host" -j 2 "${selection[@]}" "$module")
-printf '%-32s %12s\n' "in process" "$(milliseconds "$serial")"
-printf '%-32s %12s   %s\n' "--isolate" "$(milliseconds "$isolated")" \
-    "$(awk -v a="$isolated" -v b="$serial" -v n="$cases" 'BEGIN { printf "%+.4f ms per case", (a - b) * 1000 / n }')"
-printf '%-32s %12s   %s\n' "-j 2" "$(milliseconds "$parallel")" \
-    "$(awk -v a="$serial" -v b="$parallel" 'BEGIN { printf "%.2fx in process", a / b }')"
-
-# In process against -j 2 on the same arguments.
-compare() {
-    local label=$1
-    shift
-    local inProcess parallel
+# One line: the run in process, isolated and with two workers. Arguments: label, case count, host arguments.
+row() {
+    local label=$1 count=$2
+    shift 2
+    local inProcess isolated parallel
     inProcess=$(measure "$host" "$@" "$module")
+    isolated=$(measure "$host" --isolate "$@" "$module")
     parallel=$(measure "$host" -j 2 "$@" "$module")
-    printf '%-32s %12s\n' "$label, in process" "$(milliseconds "$inProcess")"
-    printf '%-32s %12s   %s\n' "$label, -j 2" "$(milliseconds "$parallel")" \
-        "$(awk -v a="$inProcess" -v b="$parallel" 'BEGIN { printf "%.2fx in process", a / b }')"
+    awk -v label="$label" -v a="$inProcess" -v b="$isolated" -v c="$parallel" -v n="$count" 'BEGIN {
+        printf "%-52s %9.1f ms %9.1f ms %+13.4f ms %9.1f ms %11.2fx\n",
+               label, a * 1000, b * 1000, (b - a) * 1000 / n, c * 1000, a / c }'
 }
-compare "--repeat $repeat" --repeat "$repeat" "${selection[@]}"
-compare "--tag all --repeat $repeatAll" --repeat "$repeatAll" --tag all
+
+row "${selection[*]} ($cases cases)" "$cases" "${selection[@]}"
+row "${selection[*]} --repeat $repeat ($((cases * repeat)) cases)" $((cases * repeat)) --repeat "$repeat" "${selection[@]}"
+"$host" --list --tag all "$module" >"$scratch"
+all=$(sed -E -n '1s/.* ([0-9]+) cases? .*/\1/p' "$scratch")
+row "--tag all --repeat $repeatAll ($((all * repeatAll)) cases)" $((all * repeatAll)) --repeat "$repeatAll" --tag all

@@ -213,38 +213,49 @@ private:
         return true;
     }
 
-    // Keeps each worker two classes deep while there is work, and tells an idle one to finish when there is none.
+    // Gives each idle worker a class, then each busy one a class to wait in it, as long as that leaves one for
+    // every worker still starting. A worker left idle has nothing more to do and is told to finish.
     void _dispatch()
     {
+        const size_t starting = static_cast<size_t>(
+            std::count_if(mWorkers.begin(), mWorkers.end(), [](const WorkerProcess& worker) { return !worker.ready; }));
+        for (const size_t depth : {size_t{1}, size_t{2}})
+        {
+            const size_t reserved = depth == 1 ? 0 : starting;
+            for (WorkerProcess& worker : mWorkers)
+            {
+                while (worker.ready && !worker.closing && worker.socket >= 0 && !mStopped && mQueue.size() > reserved &&
+                       worker.assignments.size() < depth)
+                {
+                    _send(worker, mQueue.front());
+                }
+            }
+        }
         for (WorkerProcess& worker : mWorkers)
         {
-            if (!worker.ready || worker.closing || worker.socket < 0)
-            {
-                continue;
-            }
-            while (!mStopped && !mQueue.empty() && worker.assignments.size() < 2)
-            {
-                const Assignment next = mQueue.front();
-                if (!sendAll(worker.socket,
-                             RecordWriter(RecordType::Run).add(next.classIndex).add(next.nextCase).bytes()))
-                {
-                    // It is ending; its end is seen through its pidfd.
-                    closeIfOpen(worker.socket);
-                    break;
-                }
-                mQueue.pop_front();
-                worker.assignments.push_back(next);
-                if (worker.assignments.size() == 1)
-                {
-                    _caseStarts(worker);
-                }
-            }
-            if (worker.assignments.empty() && worker.socket >= 0)
+            if (worker.ready && !worker.closing && worker.socket >= 0 && worker.assignments.empty())
             {
                 shutdown(worker.socket, SHUT_WR);
                 worker.closing = true;
                 worker.deadline = _deadlineFromNow();
             }
+        }
+    }
+
+    void _send(WorkerProcess& worker, const Assignment assignment)
+    {
+        if (!sendAll(worker.socket,
+                     RecordWriter(RecordType::Run).add(assignment.classIndex).add(assignment.nextCase).bytes()))
+        {
+            // It is ending; its end is seen through its pidfd.
+            closeIfOpen(worker.socket);
+            return;
+        }
+        mQueue.pop_front();
+        worker.assignments.push_back(assignment);
+        if (worker.assignments.size() == 1)
+        {
+            _caseStarts(worker);
         }
     }
 

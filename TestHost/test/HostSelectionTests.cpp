@@ -63,10 +63,11 @@ std::vector<PlannedClass> growingClasses()
     std::vector<PlannedClass> classes;
     for (int size = 1; size <= 8; ++size)
     {
-        PlannedClass& testClass = classes.emplace_back(PlannedClass{"C" + std::to_string(size - 1), {}, {}});
+        PlannedClass& testClass =
+            classes.emplace_back(PlannedClass{std::string{'C', static_cast<char>('0' + size - 1)}, {}, {}});
         for (int index = 0; index < size; ++index)
         {
-            testClass.cases.push_back(PlannedCase{"", "c" + std::to_string(index), "", 0, {}});
+            testClass.cases.push_back(PlannedCase{"", std::string{'c', static_cast<char>('0' + index)}, "", 0, {}});
         }
     }
     return classes;

@@ -282,11 +282,18 @@ private:
         // A negative descriptor is ignored by poll, so closed sockets keep their place in the list.
         if (poll(entries.data(), entries.size(), timeout) < 0 && errno != EINTR)
         {
+            // Without a way to watch them the workers cannot be run; what they did not finish counts as skipped.
             _addError(fmt::format("cannot wait for the workers: {}", std::strerror(errno)));
+            _stop();
             for (WorkerProcess& worker : mWorkers)
             {
                 kill(worker.pid, SIGKILL);
+                waitpid(worker.pid, nullptr, 0);
+                closeIfOpen(worker.socket);
+                closeIfOpen(worker.pidfd);
             }
+            mWorkers.clear();
+            return;
         }
 
         size_t entry = 0;

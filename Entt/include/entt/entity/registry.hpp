@@ -3,6 +3,7 @@
 
 #include "../config/config.h"
 #include "../core/fwd.hpp"
+#include "../core/id_table.hpp"
 #include "../core/iterator.hpp"
 #include "../core/type_info.hpp"
 #include "../core/type_traits.hpp"
@@ -67,68 +68,6 @@ public:
 
 private:
     It it;
-};
-
-// Open-addressing index from pool identifiers to pools; pools are never removed.
-template <typename Common>
-class registry_pool_index
-{
-    struct slot
-    {
-        id_type key;
-        Common* value;
-    };
-
-    void place(const id_type key, Common* value) noexcept
-    {
-        const auto mask = slots.size() - 1u;
-        auto pos = static_cast<std::size_t>(key) & mask;
-        while (slots[pos].value != nullptr)
-        {
-            pos = (pos + 1u) & mask;
-        }
-        slots[pos] = slot{key, value};
-    }
-
-public:
-    [[nodiscard]] Common* find(const id_type key) const noexcept
-    {
-        if (slots.empty())
-        {
-            return nullptr;
-        }
-        const auto mask = slots.size() - 1u;
-        for (auto pos = static_cast<std::size_t>(key) & mask;; pos = (pos + 1u) & mask)
-        {
-            const auto& curr = slots[pos];
-            if (curr.value == nullptr || curr.key == key)
-            {
-                return curr.value;
-            }
-        }
-    }
-
-    void insert(const id_type key, Common* value)
-    {
-        if ((count + 1u) * 2u > slots.size())
-        {
-            std::vector<slot> old(std::max<std::size_t>(slots.size() * 2u, 16u), slot{0u, nullptr});
-            old.swap(slots);
-            for (auto&& curr : old)
-            {
-                if (curr.value != nullptr)
-                {
-                    place(curr.key, curr.value);
-                }
-            }
-        }
-        place(key, value);
-        ++count;
-    }
-
-private:
-    std::vector<slot> slots{};
-    std::size_t count{};
 };
 
 } // namespace internal
@@ -566,7 +505,7 @@ public:
 
 private:
     pool_container_type pools;
-    internal::registry_pool_index<base_type> index;
+    internal::id_table<base_type> index;
     storage_for_type<entity_type> entities;
 };
 

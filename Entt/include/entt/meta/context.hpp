@@ -2,6 +2,7 @@
 #define ENTT_META_CONTEXT_HPP
 
 #include "../core/fwd.hpp"
+#include "../core/id_table.hpp"
 #include "node.hpp"
 #include <algorithm>
 #include <cstddef>
@@ -16,75 +17,6 @@ class meta_ctx;
 
 namespace internal
 {
-
-// Open-addressing index from type hashes to descriptors. Keys are FNV-1a hashes already,
-// so their low bits pick the slot directly.
-class meta_type_table
-{
-    struct slot
-    {
-        id_type key;
-        meta_type_descriptor* value;
-    };
-
-    void place(const id_type key, meta_type_descriptor* value) noexcept
-    {
-        const auto mask = slots.size() - 1u;
-        auto pos = static_cast<std::size_t>(key) & mask;
-        while (slots[pos].value != nullptr)
-        {
-            pos = (pos + 1u) & mask;
-        }
-        slots[pos] = slot{key, value};
-    }
-
-public:
-    [[nodiscard]] meta_type_descriptor* find(const id_type key) const noexcept
-    {
-        if (slots.empty())
-        {
-            return nullptr;
-        }
-        const auto mask = slots.size() - 1u;
-        for (auto pos = static_cast<std::size_t>(key) & mask;; pos = (pos + 1u) & mask)
-        {
-            const auto& curr = slots[pos];
-            if (curr.value == nullptr || curr.key == key)
-            {
-                return curr.value;
-            }
-        }
-    }
-
-    void insert(const id_type key, meta_type_descriptor* value)
-    {
-        // Half full at most, so that a miss ends after a probe or two.
-        if ((count + 1u) * 2u > slots.size())
-        {
-            std::vector<slot> old(std::max<std::size_t>(slots.size() * 2u, 16u), slot{0u, nullptr});
-            old.swap(slots);
-            for (auto&& curr : old)
-            {
-                if (curr.value != nullptr)
-                {
-                    place(curr.key, curr.value);
-                }
-            }
-        }
-        place(key, value);
-        ++count;
-    }
-
-    void clear() noexcept
-    {
-        slots.clear();
-        count = 0u;
-    }
-
-private:
-    std::vector<slot> slots{};
-    std::size_t count{};
-};
 
 struct meta_context
 {
@@ -134,7 +66,7 @@ struct meta_context
     }
 
     std::vector<std::unique_ptr<meta_type_descriptor>> value{};
-    meta_type_table index{};
+    id_table<meta_type_descriptor> index{};
     std::vector<std::unique_ptr<meta_type_descriptor>> retired{};
 };
 

@@ -128,15 +128,13 @@ TEST_F(RunTestTests, OtherExceptionsLeaveRunTest)
 
 TEST_F(RunTestTests, UnknownIdsAssert)
 {
-    std::vector<std::string> asserts;
-    Ovelith::Diagnostics::interceptAsserts(
+    const auto asserts = Ovelith::Diagnostics::collectAsserts(
         [&]
         {
             EXPECT_EQ(mModule.createTestClass({"Nope%d"}), nullptr);
             auto object = mModule.createTestClass({"Framework_OutcomeTests"});
             EXPECT_TRUE(mModule.runTest(*object, {"Framework_OutcomeTests.Missing"}));
-        },
-        [&](std::string message) { asserts.push_back(std::move(message)); });
+        });
     ASSERT_EQ(asserts.size(), 2u);
     // The finished text is read as a format, so a '%' in a name is taken as a directive.
     EXPECT_TRUE(asserts[0].starts_with("Test class Nope")) << asserts[0];

@@ -144,10 +144,8 @@ TEST(TestTagsTests, HashIsOrderedFoldOfFnv)
 
 TEST(TestTagsTests, DuplicateRaisesAssertAndKeepsOne)
 {
-    std::vector<std::string> asserts;
     TestTags tags{"unit_test"};
-    Ovelith::Diagnostics::interceptAsserts([&] { tags.insert(TestTags{"Unit_Test"}); },
-                                           [&](std::string message) { asserts.push_back(std::move(message)); });
+    const auto asserts = Ovelith::Diagnostics::collectAsserts([&] { tags.insert(TestTags{"Unit_Test"}); });
     ASSERT_EQ(asserts.size(), 1u);
     EXPECT_EQ(asserts[0], "Found a duplicate test tag: unit_test. Test tags must be unique. Note: test class names "
                           "are tags already.");

@@ -15,16 +15,10 @@
 
 namespace
 {
+using Ovelith::Diagnostics::collectAsserts;
 using namespace Scripting;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-std::vector<std::string> collectAsserts(const std::function<void()>& body)
-{
-    std::vector<std::string> messages;
-    Ovelith::Diagnostics::interceptAsserts(body, [&](std::string message) { messages.push_back(std::move(message)); });
-    return messages;
-}
 
 using Log = std::vector<std::string>;
 

@@ -115,8 +115,7 @@ void CheckDebugAssertsImpl(const std::function<void()>& body, const std::vector<
         return;
     }
 
-    std::vector<std::string> asserted;
-    Diagnostics::interceptAsserts(body, [&asserted](std::string text) { asserted.push_back(std::move(text)); });
+    const std::vector<std::string> asserted = Diagnostics::collectAsserts(body);
     if (asserted.empty())
     {
         fail(message(), location, fatal);

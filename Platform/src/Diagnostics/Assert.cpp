@@ -96,6 +96,13 @@ void interceptAsserts(const std::function<void()>& body, const std::function<voi
     body();
 }
 
+std::vector<std::string> collectAsserts(const std::function<void()>& body)
+{
+    std::vector<std::string> messages;
+    interceptAsserts(body, [&messages](std::string message) { messages.push_back(std::move(message)); });
+    return messages;
+}
+
 template <>
 void throwOnAssert<std::string>(const std::function<void()>& body)
 {

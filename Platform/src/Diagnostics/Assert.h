@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace Ovelith::Diagnostics
 {
@@ -22,6 +23,9 @@ extern bool assertsBreakIntoDebugger;
 // Runs `body` with every library assert on this thread handed to `handler` as its formatted message.
 // Captures do not nest: the capture ends, by return or by exception, with no capture active.
 void interceptAsserts(const std::function<void()>& body, const std::function<void(std::string)>& handler);
+
+// Runs `body` under interceptAsserts and returns the messages of the asserts it raised, in order.
+std::vector<std::string> collectAsserts(const std::function<void()>& body);
 
 // Runs `body`; the first library assert it raises is thrown as its message, a T.
 template <typename T>

@@ -190,21 +190,9 @@ public:
     {                                                                                                                  \
         return ::ZentaryUnitTest::TestClass<ClassName>::registerClass(#ClassName, std::move(tags));                    \
     }                                                                                                                  \
-    static ::ZentaryUnitTest::TestClassRegistration zutClassRegistration_##ClassName                                   \
-    {                                                                                                                  \
+    static ::ZentaryUnitTest::TestClassRegistration zutClassRegistration_##ClassName(                                  \
         &zutRegisterClass_##ClassName,                                                                                 \
-        {                                                                                                              \
-#ClassName, "unit_test" __VA_OPT__(, ) __VA_ARGS__                                                         \
-        }                                                                                                              \
-    }
-
-// Until every suite has moved to the plain class form above.
-#define ZUT_TEST_CLASS_BASE(ClassName)                                                                                 \
-    class ClassName;                                                                                                   \
-    struct ClassName##Base : ::ZentaryUnitTest::TestClass<ClassName>
-#define ZUT_TEST_CLASS_WITH_BASE(ClassName, ...)                                                                       \
-    ZUT_REGISTER_TEST_CLASS(ClassName __VA_OPT__(, ) __VA_ARGS__);                                                     \
-    class ClassName final : public ClassName##Base
+        ::Ovelith::CoreTestFramework::TestTags({#ClassName, "unit_test" __VA_OPT__(, ) __VA_ARGS__}))
 
 // Declares a case: a member function without arguments, and its registration stub.
 #define ZUT_TEST(CaseName)                                                                                             \

@@ -2,6 +2,7 @@
 # One entry point for people and CI.
 #   tools/build.sh run    build (Release) and run the test host over the built-in test module
 #   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest
+#   tools/build.sh bench  build (Release) and run every benchmark, writing JSON to build/release/bench-results
 #   tools/build.sh deps   only install what is missing
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -45,8 +46,13 @@ test)
     build asan
     ctest --preset asan -j "$(nproc)"
     ;;
+bench)
+    install_missing
+    build release
+    bench/run_all.sh build/release
+    ;;
 *)
-    echo "usage: tools/build.sh run [host options] | test | deps" >&2
+    echo "usage: tools/build.sh run [host options] | test | bench | deps" >&2
     exit 2
     ;;
 esac

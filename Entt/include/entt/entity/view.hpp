@@ -20,6 +20,27 @@ namespace entt
 namespace internal
 {
 
+// Whether every set of `pools` holds `entt` and no set of `filter` does.
+template <typename Entity, typename Pools, typename Filter>
+[[nodiscard]] bool view_accepts(const Entity entt, const Pools& pools, const Filter& filter) noexcept
+{
+    for (const auto* curr : pools)
+    {
+        if (!curr->contains(entt))
+        {
+            return false;
+        }
+    }
+    for (const auto* curr : filter)
+    {
+        if (curr->contains(entt))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
 // Entities of the leading set that every other set holds and no excluded set holds.
 template <typename Type, std::size_t Get, std::size_t Exclude>
 class view_iterator final
@@ -32,21 +53,7 @@ class view_iterator final
         {
             return false;
         }
-        for (const auto* curr : pools)
-        {
-            if (!curr->contains(entt))
-            {
-                return false;
-            }
-        }
-        for (const auto* curr : filter)
-        {
-            if (curr->contains(entt))
-            {
-                return false;
-            }
-        }
-        return true;
+        return view_accepts(entt, pools, filter);
     }
 
 public:
@@ -260,21 +267,7 @@ public:
         {
             return false;
         }
-        for (const auto* curr : pools)
-        {
-            if (!curr->contains(entt))
-            {
-                return false;
-            }
-        }
-        for (const auto* curr : filter)
-        {
-            if (curr->contains(entt))
-            {
-                return false;
-            }
-        }
-        return true;
+        return internal::view_accepts(entt, pools, filter);
     }
 
     /*! @brief One component by reference, or a tuple of them (of all, without arguments). */

@@ -74,10 +74,7 @@ class Scripting_HandleTrackerPerfTests final : public Scripting_HandleTrackerPer
         for (int key = 0; key < OBJECT_COUNT; ++key)
         {
             const auto fetched = HandleTracker::fetch<PerfTrackedClass>(context.scope, key);
-            if (!fetched.has_value())
-            {
-                Assert::IsTrue(fetched.has_value(), true, "Key {} was not found", key);
-            }
+            Assert::IsTrue(fetched.has_value(), true, "Key {} was not found", key);
         }
         context.registry.destroyLifetimeScope(false);
     }
@@ -89,10 +86,7 @@ class Scripting_HandleTrackerPerfTests final : public Scripting_HandleTrackerPer
         for (int round = 0; round < OBJECT_COUNT; ++round)
         {
             const auto fetched = HandleTracker::fetch<PerfTrackedClass>(context.scope, 0);
-            if (!fetched.has_value())
-            {
-                Assert::IsTrue(fetched.has_value(), true, "Round {} did not find key 0", round);
-            }
+            Assert::IsTrue(fetched.has_value(), true, "Round {} did not find key 0", round);
         }
         context.registry.destroyLifetimeScope(false);
     }
@@ -104,10 +98,7 @@ class Scripting_HandleTrackerPerfTests final : public Scripting_HandleTrackerPer
         for (int key = 0; key < OBJECT_COUNT; ++key)
         {
             const auto fetched = HandleTracker::fetch<PerfTrackedClass>(context.scope, key);
-            if (!fetched.has_value())
-            {
-                Assert::IsTrue(fetched.has_value(), true, "Key {} was not found", key);
-            }
+            Assert::IsTrue(fetched.has_value(), true, "Key {} was not found", key);
             HandleTracker::untrack<PerfTrackedClass>(context.registry, fetched->getHandle());
         }
         Assert::AreEqual(HandleTracker::getTrackedHandleCount<PerfTrackedClass>(context.registry), size_t{0});

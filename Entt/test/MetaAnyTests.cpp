@@ -7,6 +7,7 @@
 #include <entt/meta/factory.hpp>
 #include <entt/meta/meta.hpp>
 #include <entt/meta/resolve.hpp>
+#include <entt/meta/template.hpp>
 #include <gtest/gtest.h>
 
 namespace
@@ -55,7 +56,7 @@ protected:
 };
 
 template <typename Type>
-void expectOwningCopiesAreIndependent(entt::meta_ctx& ctx)
+void expectOwningCopiesAreIndependent(entt::meta_ctx& ctx, const bool inSitu)
 {
     {
         entt::meta_any original{ctx, Type{1}};
@@ -68,22 +69,50 @@ void expectOwningCopiesAreIndependent(entt::meta_ctx& ctx)
         copy.cast<Type&>().value = 2;
         EXPECT_EQ(original.cast<const Type&>().value, 1);
 
+        // A moved-from any shows nothing. An object it held inline was moved out of, and stays until the any
+        // is reset, assigned or destroyed; one on the heap changed hands by pointer.
         entt::meta_any moved = std::move(copy);
         EXPECT_FALSE(copy);
+        EXPECT_EQ(copy.data(), nullptr);
+        EXPECT_EQ(copy.try_cast<Type>(), nullptr);
         EXPECT_EQ(moved.cast<const Type&>().value, 2);
+        EXPECT_EQ(Tracked::alive, inSitu ? 3 : 2);
+        copy.reset();
         EXPECT_EQ(Tracked::alive, 2);
+
+        entt::meta_any again = std::move(moved);
+        EXPECT_EQ(Tracked::alive, inSitu ? 3 : 2);
+        moved = std::move(again);
+        EXPECT_EQ(Tracked::alive, inSitu ? 3 : 2) << "assigning to a moved-from any ends its leftover";
+        EXPECT_EQ(moved.cast<const Type&>().value, 2);
 
         moved.reset();
         EXPECT_FALSE(moved);
-        EXPECT_EQ(Tracked::alive, 1);
+        EXPECT_EQ(Tracked::alive, inSitu ? 2 : 1);
     }
     EXPECT_EQ(Tracked::alive, 0);
 }
 
 TEST_F(EnttMetaAny, OwningAnyOwnsItsValueInlineAndOnTheHeap)
 {
-    expectOwningCopiesAreIndependent<Tracked>(ctx);
-    expectOwningCopiesAreIndependent<BigTracked>(ctx);
+    expectOwningCopiesAreIndependent<Tracked>(ctx, true);
+    expectOwningCopiesAreIndependent<BigTracked>(ctx, false);
+}
+
+TEST_F(EnttMetaAny, PolicyTellsOwnersFromReferences)
+{
+    Tracked object{1};
+    const entt::meta_any value{ctx, Tracked{2}};
+    const entt::meta_any ref = entt::forward_as_meta(ctx, object);
+    const entt::meta_any cref = entt::forward_as_meta(ctx, std::as_const(object));
+
+    EXPECT_EQ(value.policy(), entt::meta_any_policy::owner);
+    EXPECT_EQ(ref.policy(), entt::meta_any_policy::ref);
+    EXPECT_EQ(cref.policy(), entt::meta_any_policy::cref);
+    EXPECT_EQ(entt::meta_any(ref).policy(), entt::meta_any_policy::owner) << "a copy owns its value";
+    EXPECT_EQ(std::as_const(value).as_ref().policy(), entt::meta_any_policy::cref);
+    EXPECT_EQ(entt::meta_any(entt::meta_ctx_arg, ctx).policy(), entt::meta_any_policy::owner);
+    EXPECT_EQ(entt::meta_any(ctx, std::in_place_type<void>).policy(), entt::meta_any_policy::owner);
 }
 
 TEST_F(EnttMetaAny, ReferenceSeesWritesAndCopyOfReferenceOwnsACopy)
@@ -219,7 +248,7 @@ TEST_F(EnttMetaAny, OpaquePointersAndTagsMakeReferencesOrValues)
 
     entt::meta_any byTag{ctx, std::in_place_type<Tracked&>, object};
     EXPECT_EQ(byTag.data(), &object);
-    entt::meta_any made = entt::make_meta<Tracked>(2);
+    entt::meta_any made{ctx, std::in_place_type<Tracked>, 2};
     EXPECT_EQ(made.cast<const Tracked&>().value, 2);
     entt::meta_any moved = entt::forward_as_meta(ctx, Tracked{3});
     EXPECT_NE(moved.data(), nullptr);

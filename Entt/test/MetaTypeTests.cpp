@@ -352,6 +352,45 @@ TEST_F(EnttMetaType, InvokeConvertsArgumentsAndSearchesBases)
     EXPECT_FALSE(account.invoke("deposit"_hs, wrong, 1.0)) << "an instance of another type is refused";
 }
 
+int addTo(const int& value, int other)
+{
+    return value + other;
+}
+
+void increment(int& value)
+{
+    ++value;
+}
+
+// Not only a class: a free function whose first parameter is the type itself is a member of it.
+TEST_F(EnttMetaType, FreeFunctionOfItsOwnTypeIsAMember)
+{
+    entt::meta<int>(ctx).func<&twice>("twice"_hs).func<&addTo>("addTo"_hs).func<&increment>("increment"_hs);
+    const auto type = entt::resolve<int>(ctx);
+
+    const auto byValue = type.func("twice"_hs);
+    EXPECT_FALSE(byValue.is_static());
+    EXPECT_FALSE(byValue.is_const());
+    EXPECT_EQ(byValue.arity(), 0u);
+    const auto byConstRef = type.func("addTo"_hs);
+    EXPECT_FALSE(byConstRef.is_static());
+    EXPECT_TRUE(byConstRef.is_const());
+    EXPECT_EQ(byConstRef.arity(), 1u);
+    EXPECT_EQ(byConstRef.arg(0u), entt::resolve<int>(ctx));
+
+    int value = 21;
+    entt::meta_any instance = entt::forward_as_meta(ctx, value);
+    EXPECT_EQ(type.invoke("twice"_hs, instance).cast<int>(), 42);
+    EXPECT_EQ(type.invoke("addTo"_hs, instance, 1).cast<int>(), 22);
+    EXPECT_FALSE(type.invoke("twice"_hs, instance, 21)) << "the object is not an argument";
+    ASSERT_TRUE(type.invoke("increment"_hs, instance));
+    EXPECT_EQ(value, 22);
+
+    const entt::meta_any& constInstance = instance;
+    EXPECT_FALSE(type.invoke("increment"_hs, constInstance)) << "a const object only sees const functions";
+    EXPECT_EQ(value, 22);
+}
+
 TEST_F(EnttMetaType, IdentifiersResetAndContextsAreSeparate)
 {
     entt::meta<B>(ctx).type("b"_hs).base<A>().func<&viewConst>("unused"_hs);

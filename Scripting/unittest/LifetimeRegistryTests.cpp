@@ -3,6 +3,7 @@
 #include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
 
 #include <entt/meta/factory.hpp>
+#include <entt/meta/template.hpp>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

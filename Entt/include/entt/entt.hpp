@@ -1,6 +1,7 @@
 // Umbrella header of the EnTT subset carried by this project (see Entt/README.md).
 #include "config/config.h"
 #include "config/version.h"
+#include "core/any.hpp"
 #include "core/fwd.hpp"
 #include "core/hashed_string.hpp"
 #include "core/iterator.hpp"

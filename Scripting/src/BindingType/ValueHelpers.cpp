@@ -3,6 +3,8 @@
 
 #include "Diagnostics/Assert.h"
 
+#include <entt/meta/template.hpp>
+
 namespace Scripting
 {
 namespace

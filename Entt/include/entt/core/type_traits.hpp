@@ -74,6 +74,7 @@ struct type_list_index<Type, type_list<First, Other...>>
 template <typename Type, typename... Other>
 struct type_list_index<Type, type_list<Type, Other...>>
 {
+    static_assert(type_list_index<Type, type_list<Other...>>::value == sizeof...(Other), "Non-unique type");
     using value_type = std::size_t;
     static constexpr value_type value = 0u;
 };

@@ -54,13 +54,6 @@ public:
         return *service;
     }
 
-    template <typename Type = Service, typename Allocator, typename... Args>
-    static Service& allocate_emplace(Allocator alloc, Args&&... args)
-    {
-        service = std::allocate_shared<Type>(alloc, std::forward<Args>(args)...);
-        return *service;
-    }
-
     [[nodiscard]] static node_type handle() noexcept
     {
         node_type node{};

@@ -191,14 +191,14 @@ private:
 };
 
 template <typename Type>
-auto meta(meta_ctx& ctx) noexcept
+[[nodiscard]] auto meta(meta_ctx& ctx) noexcept
 {
     return meta_factory<Type>{ctx};
 }
 
 /*! @brief Entry point of the registration of `Type` in the default context. */
 template <typename Type>
-auto meta() noexcept
+[[nodiscard]] auto meta() noexcept
 {
     return meta<Type>(locator<meta_ctx>::value_or());
 }

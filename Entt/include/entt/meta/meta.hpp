@@ -2,6 +2,7 @@
 #define ENTT_META_META_HPP
 
 #include "../config/config.h"
+#include "../core/any.hpp"
 #include "../core/fwd.hpp"
 #include "../core/type_info.hpp"
 #include "../core/type_traits.hpp"
@@ -10,7 +11,6 @@
 #include "fwd.hpp"
 #include "node.hpp"
 #include "range.hpp"
-#include "template.hpp"
 #include "type_traits.hpp"
 #include <cstddef>
 #include <cstdint>
@@ -82,13 +82,13 @@ const void* meta_vtable(const meta_any_op op, void* self, const void* other)
         }
         break;
     case meta_any_op::move:
-        // self: the empty storage to fill; other: the storage to move out of. In-situ values only.
+        // self: the empty storage to fill; other: the storage to move out of. In-situ values only. The
+        // moved-from object stays where it is until its own storage destroys it.
         if constexpr (meta_in_situ<Type>())
         {
             auto* from = static_cast<Type*>(static_cast<const meta_sbo*>(other)->instance);
             auto* to = static_cast<meta_sbo*>(self);
             to->instance = ::new (static_cast<void*>(to->buffer)) Type(std::move(*from));
-            std::destroy_at(from);
             return other;
         }
         break;
@@ -200,6 +200,9 @@ template <typename Node, typename Next>
 
 } // namespace internal
 
+/*! @brief What a meta_any does with its object: owns it, or refers to it (const or not). */
+using meta_any_policy = any_policy;
+
 /*! @brief Type-erased value of any type, owning it or referring to it. */
 class meta_any
 {
@@ -216,15 +219,26 @@ class meta_any
         cref
     };
 
+    // Destroys the object the storage owns, also a moved-from one that the any no longer shows.
     void release() noexcept
     {
-        if (mode == policy_type::owner)
+        if (vtable != nullptr)
         {
-            node->vtable(internal::meta_any_op::destroy, &storage, nullptr);
+            vtable(internal::meta_any_op::destroy, &storage, nullptr);
         }
     }
 
-    // Takes over the value of `other`, which is left empty.
+    void clear() noexcept
+    {
+        release();
+        vtable = nullptr;
+        node = nullptr;
+        mode = policy_type::empty;
+    }
+
+    // Takes over the value of `other`, which is left empty. An in-situ object is moved into this buffer and its
+    // moved-from original stays in `other` until `other` is destroyed, reset or assigned; a heap object changes
+    // hands by pointer.
     void steal(meta_any& other) noexcept
     {
         node = std::exchange(other.node, nullptr);
@@ -232,13 +246,19 @@ class meta_any
         if (mode == policy_type::owner && node->in_situ)
         {
             node->vtable(internal::meta_any_op::move, &storage, &other.storage);
+            vtable = node->vtable;
         }
         else
         {
             storage.instance = other.storage.instance;
+            if (mode == policy_type::owner)
+            {
+                vtable = std::exchange(other.vtable, nullptr);
+            }
         }
     }
 
+    // Expects a storage that owns nothing.
     void duplicate(const meta_any& other)
     {
         node = nullptr;
@@ -254,6 +274,7 @@ class meta_any
             {
                 node = other.node;
                 mode = policy_type::owner;
+                vtable = node->vtable;
             }
         }
     }
@@ -303,12 +324,15 @@ class meta_any
             mode = policy_type::owner;
         }
         node = &internal::resolve_node<plain_type>();
+        vtable = (mode == policy_type::owner) ? node->vtable : nullptr;
     }
 
 public:
     meta_any() noexcept : meta_any{meta_ctx_arg, locator<meta_ctx>::value_or()} {}
 
-    meta_any(meta_ctx_arg_t, const meta_ctx& area) noexcept : storage{}, node{}, ctx{&area}, mode{policy_type::empty} {}
+    meta_any(meta_ctx_arg_t, const meta_ctx& area) : storage{}, node{}, ctx{&area}, vtable{}, mode{policy_type::empty}
+    {
+    }
 
     template <typename Type, typename... Args>
     explicit meta_any(std::in_place_type_t<Type>, Args&&... args)
@@ -336,7 +360,7 @@ public:
 
     meta_any(const meta_ctx& area, const meta_any& other) : meta_any{meta_ctx_arg, area} { duplicate(other); }
 
-    meta_any(const meta_ctx& area, meta_any&& other) noexcept : meta_any{meta_ctx_arg, area} { steal(other); }
+    meta_any(const meta_ctx& area, meta_any&& other) : meta_any{meta_ctx_arg, area} { steal(other); }
 
     /*! @brief A copy always owns a copy of the value, also when the source is a reference. */
     meta_any(const meta_any& other) : meta_any{meta_ctx_arg, *other.ctx} { duplicate(other); }
@@ -349,7 +373,7 @@ public:
     {
         if (this != &other)
         {
-            release();
+            clear();
             ctx = other.ctx;
             duplicate(other);
         }
@@ -360,7 +384,7 @@ public:
     {
         if (this != &other)
         {
-            release();
+            clear();
             ctx = other.ctx;
             steal(other);
         }
@@ -465,9 +489,7 @@ public:
     template <typename Type, typename... Args>
     void emplace(Args&&... args)
     {
-        release();
-        mode = policy_type::empty;
-        node = nullptr;
+        clear();
         initialize<Type>(std::forward<Args>(args)...);
     }
 
@@ -476,11 +498,20 @@ public:
 
     inline bool assign(meta_any&& other);
 
-    void reset()
+    void reset() { clear(); }
+
+    /*! @brief `ref` or `cref` for a reference, `owner` otherwise (also when the any is empty). */
+    [[nodiscard]] meta_any_policy policy() const noexcept
     {
-        release();
-        node = nullptr;
-        mode = policy_type::empty;
+        switch (mode)
+        {
+        case policy_type::ref:
+            return meta_any_policy::ref;
+        case policy_type::cref:
+            return meta_any_policy::cref;
+        default:
+            return meta_any_policy::owner;
+        }
     }
 
     [[nodiscard]] const meta_ctx& context() const noexcept { return *ctx; }
@@ -529,6 +560,8 @@ private:
     internal::meta_sbo storage;
     const internal::meta_type_node* node;
     const meta_ctx* ctx;
+    // Destroys what the storage owns; set while it owns an object, also after a move left it a moved-from one.
+    internal::meta_vtable_fn* vtable;
     policy_type mode;
 };
 
@@ -543,19 +576,6 @@ template <typename Type>
 [[nodiscard]] meta_any forward_as_meta(Type&& value)
 {
     return forward_as_meta(locator<meta_ctx>::value_or(), std::forward<Type>(value));
-}
-
-template <typename Type, typename... Args>
-[[nodiscard]] meta_any make_meta(const meta_ctx& ctx, Args&&... args)
-{
-    return meta_any{ctx, std::in_place_type<Type>, std::forward<Args>(args)...};
-}
-
-template <typename Type, typename... Args>
-[[nodiscard]] meta_any make_meta(Args&&... args)
-{
-    // Not through the overload above: a non-const context argument would pick this one again.
-    return meta_any{std::in_place_type<Type>, std::forward<Args>(args)...};
 }
 
 namespace internal
@@ -637,10 +657,24 @@ template <typename Type>
            (std::is_pointer_v<Type> ? meta_traits::is_pointer : meta_traits::is_none);
 }
 
+template <typename>
+struct meta_is_type_template_specialization : std::false_type
+{
+};
+
+template <template <typename...> class Clazz, typename... Args>
+struct meta_is_type_template_specialization<Clazz<Args...>> : std::true_type
+{
+};
+
 template <typename Type>
 [[nodiscard]] const meta_type_node& resolve_node() noexcept
 {
     static_assert(std::is_same_v<Type, std::remove_cv_t<std::remove_reference_t<Type>>>, "Invalid type");
+    // Stricter than EnTT, which compiles on and silently gives the type no template information here while units
+    // that include the header give it some: two different nodes for one type in one program.
+    static_assert(!meta_is_type_template_specialization<Type>::value || is_complete_v<meta_template_traits<Type>>,
+                  "Include <entt/meta/template.hpp> in every unit that reflects a class template specialization");
     constexpr bool is_value = std::is_object_v<Type> && !std::is_array_v<Type>;
 
     static constexpr meta_type_node node{

@@ -25,11 +25,15 @@ struct meta_function_traits
     static constexpr bool is_const = Const;
 };
 
-// A free function whose first parameter is the registered type (or one of its bases)
-// acts as a member function of it; its constness is that of the parameter.
+template <typename Type, typename First>
+inline constexpr bool meta_is_self_or_base = std::is_same_v<std::remove_cv_t<std::remove_reference_t<First>>, Type> ||
+                                             std::is_base_of_v<std::remove_cv_t<std::remove_reference_t<First>>, Type>;
+
+// A free function whose first parameter is the registered type itself (a class or not) or one of its bases acts as
+// a member function of it; its constness is that of the parameter.
 template <typename Type, typename Ret, typename First, typename... Args>
 using meta_free_function_traits = std::conditional_t<
-    std::is_base_of_v<std::remove_cv_t<std::remove_reference_t<First>>, Type>,
+    meta_is_self_or_base<Type, First>,
     meta_function_traits<Ret, type_list<Args...>, false, std::is_const_v<std::remove_reference_t<First>>>,
     meta_function_traits<Ret, type_list<First, Args...>, true, false>>;
 

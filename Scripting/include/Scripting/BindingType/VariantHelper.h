@@ -4,6 +4,7 @@
 
 #include <entt/core/hashed_string.hpp>
 #include <entt/meta/factory.hpp>
+#include <entt/meta/template.hpp>
 
 #include <variant>
 

@@ -4,6 +4,9 @@
 #include <entt/meta/context.hpp>
 #include <entt/meta/meta.hpp>
 #include <entt/meta/resolve.hpp>
+// Every unit that reflects types sees the generic template information, so that a type such as std::optional<T>
+// gets the same meta node, with its template, in all of them.
+#include <entt/meta/template.hpp>
 
 #include <cstdint>
 #include <string>

@@ -36,32 +36,34 @@ struct ErrorsOf
 
 [[noreturn]] void throwWrongResultType();
 
-// Moves `source` in when it holds an error or a value of `T`; anything else is a programming error that
-// must not produce a result of the wrong type.
+// Whether a result of `T` takes `source` over: always for an error, never for a value when `T` is void (which
+// drops it), and for a value of `T`. Anything else is a programming error that must not produce a result of the
+// wrong type.
 template <typename T>
-ResultAny adoptResultAny(ResultAny&& source)
+bool keepsResultAny(const ResultAny& source)
 {
     if (source.isError())
     {
-        return std::move(source);
+        return true;
     }
     if constexpr (std::is_void_v<T>)
     {
-        return ResultAny();
+        return false;
     }
     else
     {
         if (source.any().type() == Reflection::resolve<T>() &&
             source.any().type().id() == Reflection::resolve<T>().id())
         {
-            return std::move(source);
+            return true;
         }
         OV_ASSERT(false, "ResultAny is not same type as Result<T>!");
         throwWrongResultType();
     }
 }
 
-// A typed view over a ResultAny, shared by Result and Result_deprecated.
+// A typed view over a ResultAny, shared by Result and Result_deprecated. Every hand-over below moves the
+// ResultAny once, so an inline value (see ResultAny) moves at most once and a heap value never.
 template <typename T>
 class TypedResult
 {
@@ -79,8 +81,35 @@ public:
     operator ResultAny() const& { return mResult; }
 
 protected:
+    struct InPlace
+    {
+    };
+
     TypedResult() = default;
     explicit TypedResult(ResultAny&& result) : mResult(std::move(result)) {}
+
+    template <typename... Args>
+    explicit TypedResult(InPlace, Args&&... args) : mResult(ResultAny::makeResult<T>(std::forward<Args>(args)...))
+    {
+    }
+
+    // Takes `source` over, or stays empty when `keep` is false.
+    TypedResult(ResultAny&& source, const bool keep)
+    {
+        if (keep)
+        {
+            mResult = std::move(source);
+        }
+    }
+
+    // A copy copies the value once, also when this result then drops it.
+    TypedResult(const ResultAny& source, const bool keep) : mResult(source)
+    {
+        if (!keep)
+        {
+            mResult = ResultAny();
+        }
+    }
 
     ResultAny mResult;
 };
@@ -105,7 +134,7 @@ public:
     requires(!std::is_void_v<T> && !std::derived_from<std::remove_cvref_t<V>, Error> &&
              !internal::IsResult<std::remove_cvref_t<V>>::value && !std::is_same_v<std::remove_cvref_t<V>, ResultAny> &&
              std::is_constructible_v<T, V&&>) Result(V&& value)
-        : Base(ResultAny::makeResult<T>(std::forward<V>(value)))
+        : Base(typename Base::InPlace{}, std::forward<V>(value))
     {
     }
 
@@ -122,7 +151,7 @@ public:
     requires(!std::is_same_v<Result<U, Others...>, Result> &&
              (std::is_same_v<U, T> || std::is_void_v<T>)&&internal::ErrorsOf<Others...>::template subsetOf<Errors...>)
         Result(Result<U, Others...>&& other)
-        : Base(_dropValueUnlessKept<U>(std::move(other.mResult)))
+        : Base(std::move(other.mResult), _keeps<U>(other.mResult))
     {
     }
 
@@ -130,22 +159,26 @@ public:
     requires(!std::is_same_v<Result<U, Others...>, Result> &&
              (std::is_same_v<U, T> || std::is_void_v<T>)&&internal::ErrorsOf<Others...>::template subsetOf<Errors...>)
         Result(const Result<U, Others...>& other)
-        : Base(_dropValueUnlessKept<U>(ResultAny(other.mResult)))
+        : Base(other.mResult, _keeps<U>(other.mResult))
     {
     }
 
-    static Result fromResultAny(ResultAny&& source) { return Result(internal::adoptResultAny<T>(std::move(source))); }
+    static Result fromResultAny(ResultAny&& source)
+    {
+        const bool keep = internal::keepsResultAny<T>(source);
+        return Result(std::move(source), keep);
+    }
 
     template <typename U = T>
     requires(!std::is_void_v<U>) static Result fromCopy(const U& value)
     {
-        return Result(ResultAny::makeResult<T>(value));
+        return Result(typename Base::InPlace{}, value);
     }
 
     template <typename... Args>
     static Result makeResult(Args&&... args) requires(!std::is_void_v<T>)
     {
-        return Result(ResultAny::makeResult<T>(std::forward<Args>(args)...));
+        return Result(typename Base::InPlace{}, std::forward<Args>(args)...);
     }
 
     // The held error, tried under each listed type and then as Error.
@@ -161,19 +194,18 @@ public:
     }
 
 private:
-    explicit Result(ResultAny&& result) : Base(std::move(result)) {}
-
-    template <typename U>
-    static ResultAny _dropValueUnlessKept(ResultAny&& source)
+    template <typename... Args>
+    explicit Result(typename Base::InPlace tag, Args&&... args) : Base(tag, std::forward<Args>(args)...)
     {
-        if constexpr (std::is_void_v<T> && !std::is_void_v<U>)
-        {
-            if (!source.isError())
-            {
-                return ResultAny();
-            }
-        }
-        return std::move(source);
+    }
+
+    Result(ResultAny&& source, const bool keep) : Base(std::move(source), keep) {}
+
+    // A void result drops the value of a source that has one; errors are always kept.
+    template <typename U>
+    static bool _keeps(const ResultAny& source)
+    {
+        return !(std::is_void_v<T> && !std::is_void_v<U>) || source.isError();
     }
 };
 
@@ -192,7 +224,7 @@ public:
              !std::is_same_v<std::remove_cvref_t<V>, Result_deprecated> &&
              !std::is_same_v<std::remove_cvref_t<V>, ResultAny> && std::is_constructible_v<T, V&&>)
         Result_deprecated(V&& value)
-        : Base(ResultAny::makeResult<T>(std::forward<V>(value)))
+        : Base(typename Base::InPlace{}, std::forward<V>(value))
     {
     }
 
@@ -204,12 +236,13 @@ public:
 
     static Result_deprecated fromResultAny(ResultAny&& source)
     {
-        return Result_deprecated(internal::adoptResultAny<T>(std::move(source)), 0);
+        const bool keep = internal::keepsResultAny<T>(source);
+        return Result_deprecated(std::move(source), keep);
     }
 
     const Error* tryGetError() const { return this->mResult.tryGetError(); }
 
 private:
-    Result_deprecated(ResultAny&& result, int) : Base(std::move(result)) {}
+    Result_deprecated(ResultAny&& source, const bool keep) : Base(std::move(source), keep) {}
 };
 } // namespace Scripting

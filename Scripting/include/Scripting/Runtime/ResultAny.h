@@ -12,7 +12,14 @@
 namespace Scripting
 {
 // A value or an error, type-erased: what crosses between native code and a script when a call can fail in
-// an expected way. Nothing here copies or moves the held object where that can be avoided.
+// an expected way. Nothing here copies the held object unless the result itself is copied, and building a value
+// in place never moves it.
+//
+// The value lives in the meta_any as EnTT stores it: a type of at most 16 bytes (8-byte aligned) with a noexcept
+// move constructor sits inside the meta_any, anything else on the heap. A move of the result, and toAny, hands a
+// heap value over by pointer, but moves an inline value once (the moved-from object stays behind in the source
+// until that is destroyed), so a pointer from tryGet or any() does not survive a move of the result for such
+// values. Keeping every value on the heap would cost an allocation per result instead.
 class ResultAny
 {
 public:
@@ -40,9 +47,7 @@ public:
     template <typename T, typename... Args>
     static ResultAny makeResult(Args&&... args)
     {
-        ResultAny result;
-        result.mValue.template emplace<T>(std::forward<Args>(args)...);
-        return result;
+        return ResultAny(std::in_place_type<T>, std::forward<Args>(args)...);
     }
 
     bool isError() const { return mIsError; }
@@ -54,6 +59,12 @@ public:
     entt::meta_any& any() { return mValue; }
 
 private:
+    template <typename T, typename... Args>
+    explicit ResultAny(std::in_place_type_t<T>, Args&&... args)
+    {
+        mValue.template emplace<T>(std::forward<Args>(args)...);
+    }
+
     static void _checkNotError(const entt::meta_any& resultAny);
 
     bool mIsError = false;

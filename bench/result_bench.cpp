@@ -5,6 +5,7 @@
 
 #include <any>
 #include <array>
+#include <memory>
 #include <string>
 
 namespace
@@ -86,6 +87,30 @@ void BM_ResultAny_Move_Large(benchmark::State& state)
     }
 }
 BENCHMARK(BM_ResultAny_Move_Large);
+
+// A small value lives inside the meta_any, so a move of the result moves it; keeping it on the heap instead (here a
+// meta_any behind a unique_ptr) would hand over a pointer but allocate for every result.
+void BM_ResultAny_MakeAndMove_Int(benchmark::State& state)
+{
+    for (auto _ : state)
+    {
+        auto result = Scripting::ResultAny::makeResult<int>(42);
+        Scripting::ResultAny moved(std::move(result));
+        benchmark::DoNotOptimize(moved);
+    }
+}
+BENCHMARK(BM_ResultAny_MakeAndMove_Int);
+
+void BM_HeapHeldAny_MakeAndMove_Int(benchmark::State& state)
+{
+    for (auto _ : state)
+    {
+        auto held = std::make_unique<entt::meta_any>(std::in_place_type<int>, 42);
+        auto moved(std::move(held));
+        benchmark::DoNotOptimize(moved);
+    }
+}
+BENCHMARK(BM_HeapHeldAny_MakeAndMove_Int);
 
 void BM_StdAny_Move_Large(benchmark::State& state)
 {

@@ -3,8 +3,10 @@
 #include "Diagnostics/Assert.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace Scripting
 {
@@ -60,9 +62,23 @@ LifetimeRegistry::~LifetimeRegistry()
     mReference->_release();
 }
 
+namespace
+{
+using EntityTraits = entt::entt_traits<ObjectHandleValue>;
+
+// The version an id comes back with after the object that had its last version: the next would wrap round
+// to 0 (the tombstone version is never handed out). Such an id is retired, kept as a bare entity and never
+// handed out again, so that no stale handle of one of its objects ever becomes valid again.
+constexpr auto RETIRED_VERSION = static_cast<EntityTraits::version_type>(EntityTraits::version_mask - 1u);
+} // namespace
+
 ObjectHandle LifetimeRegistry::_createObject(internal::BaseScriptComponent&& component)
 {
-    const ObjectHandleValue entity = registry.create();
+    ObjectHandleValue entity = registry.create();
+    while (EntityTraits::to_version(entity) == RETIRED_VERSION)
+    {
+        entity = registry.create();
+    }
     internal::BaseScriptComponent& stored = mBaseComponents.emplace(entity, std::move(component));
     const ObjectHandle handle(entity, mContextId);
     if (!mObjectListeners.empty())
@@ -102,11 +118,11 @@ void LifetimeRegistry::addReference(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
     internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-    if (baseScriptComp == nullptr)
+    // A dying object cannot be held again: the new holder finds it gone, as it will be.
+    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
     {
         return;
     }
-    OV_ASSERT(baseScriptComp->refCount != 0, "This objects Ref Count is 0, why is it still alive");
     ++baseScriptComp->refCount;
     if (baseScriptComp->refCount == 2 && baseScriptComp->scriptRef != nullptr)
     {
@@ -116,17 +132,14 @@ void LifetimeRegistry::addReference(ObjectHandle handle)
 
 bool LifetimeRegistry::removeReference(ObjectHandle handle)
 {
-    OV_ASSERT(handle != removingEntity, "This handle is being removed");
     internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-    if (baseScriptComp == nullptr)
+    // A dying object's references died with it. Its own handles among them: an object that holds itself
+    // releases that reference while it is being removed, which is no misuse.
+    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
     {
         return false;
     }
-    OV_ASSERT(baseScriptComp->refCount != 0, "This objects Ref Count is already 0, why is it still alive");
-    if (baseScriptComp->refCount != 0)
-    {
-        --baseScriptComp->refCount;
-    }
+    --baseScriptComp->refCount;
     if (baseScriptComp->refCount == 1)
     {
         if (baseScriptComp->scriptRef != nullptr)
@@ -153,44 +166,87 @@ unsigned int LifetimeRegistry::getReferenceCount(ObjectHandle handle)
 void LifetimeRegistry::destroyObject(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    if (internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value))
+    if (internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+        baseScriptComp != nullptr && baseScriptComp->refCount != 0)
     {
         _destroyObject(handle, *baseScriptComp);
     }
 }
 
+void LifetimeRegistry::_condemn(ObjectHandleValue value, internal::BaseScriptComponent& comp)
+{
+    // A count of 0 marks the object as dying, so that it is destroyed, and announced, once.
+    comp.refCount = 0;
+    mPendingDestruction.push_back(value);
+}
+
 void LifetimeRegistry::_destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp)
 {
-    OV_ASSERT(handle != removingEntity, "This handle is being removed");
     OV_ASSERT(registry.valid(handle.value), "This object is not valid :O");
-    if (!registry.valid(handle.value))
+    _condemn(handle.value, comp);
+    if (!mDestroying)
+    {
+        _destroyPendingObjects();
+    }
+}
+
+void LifetimeRegistry::_destroyPendingObjects()
+{
+    // Restored however the loop ends: a listener or a destructor may throw. What still waits then dies at the
+    // next destruction, or with the scope.
+    struct Destroying
+    {
+        bool& flag;
+        bool previous;
+        ~Destroying() { flag = previous; }
+    } destroying{mDestroying, std::exchange(mDestroying, true)};
+
+    while (!mPendingDestruction.empty())
+    {
+        const ObjectHandleValue value = mPendingDestruction.back();
+        mPendingDestruction.pop_back();
+        const size_t waiting = mPendingDestruction.size();
+        _destroyNow(value);
+        // What this object released goes on top, the first released topmost: objects die in the order in which
+        // a recursive release would have destroyed them.
+        std::reverse(mPendingDestruction.begin() +
+                         static_cast<std::ptrdiff_t>(std::min(waiting, mPendingDestruction.size())),
+                     mPendingDestruction.end());
+    }
+}
+
+void LifetimeRegistry::_destroyNow(ObjectHandleValue value)
+{
+    // Gone already when something outside the registry's operations destroyed it meanwhile.
+    internal::BaseScriptComponent* comp = _tryGetBase(value);
+    if (comp == nullptr)
     {
         return;
     }
 
+    const ObjectHandle handle(value, mContextId);
     // An object that dies leaves the cache whether or not anybody untracked it, before anybody is told.
     mHandleCache.removeHandle(handle);
-    removingEntity = handle;
+    const ObjectHandle outer = std::exchange(removingEntity, handle);
 
     if (!mObjectListeners.empty())
     {
-        const unsigned objectSize = comp.objectSize;
-        _notifyObjectDestroyed(handle, comp.getType(), objectSize);
+        const unsigned objectSize = comp->objectSize;
+        _notifyObjectDestroyed(handle, comp->getType(), objectSize);
     }
 
-    // Listeners may have released other objects, and a removal moves components within their storage.
-    if (internal::BaseScriptComponent* current = _tryGetBase(handle.value);
+    // Listeners may have created objects or removed components meanwhile.
+    if (internal::BaseScriptComponent* current = _tryGetBase(value);
         current != nullptr && current->scriptRef != nullptr)
     {
         current->scriptRef->onObjectDestroyed();
     }
 
-    if (registry.valid(handle.value))
+    if (registry.valid(value))
     {
-        registry.destroy(handle.value);
+        registry.destroy(value);
     }
-    // A nested destruction has cleared this already; the outer object stays unmarked from then on.
-    removingEntity = ObjectHandle();
+    removingEntity = outer;
 }
 
 void LifetimeRegistry::destroyLifetimeScope(bool expectEmpty)
@@ -229,29 +285,21 @@ void LifetimeRegistry::destroyLifetimeScope(bool expectEmpty)
         {
             continue;
         }
-        const ObjectHandle handle(entity, mContextId);
-        removingEntity = handle;
-        mHandleCache.removeHandle(handle);
-
         internal::BaseScriptComponent* baseScriptComp = _tryGetBase(entity);
         OV_ASSERT(baseScriptComp != nullptr, "One of the objects owned by this LifetimeScope doesn't have a "
                                              "BaseScriptComponent, which is very bad");
-        if (baseScriptComp != nullptr && !mObjectListeners.empty())
-        {
-            const unsigned objectSize = baseScriptComp->objectSize;
-            _notifyObjectDestroyed(handle, baseScriptComp->getType(), objectSize);
-            baseScriptComp = _tryGetBase(entity);
-        }
-        if (baseScriptComp != nullptr && baseScriptComp->scriptRef != nullptr)
-        {
-            baseScriptComp->scriptRef->onObjectDestroyed();
-        }
-
-        if (registry.valid(entity))
+        if (baseScriptComp == nullptr)
         {
             registry.destroy(entity);
+            continue;
         }
-        removingEntity = ObjectHandle();
+        // An object dying already is destroyed by the destruction under way; outside of one, it was left
+        // behind by a destruction that threw, and dies now.
+        if (baseScriptComp->refCount != 0 || !mDestroying)
+        {
+            _condemn(entity, *baseScriptComp);
+        }
+        _destroyPendingObjects();
     }
 
     if (const std::shared_ptr<ILifetimeScopeListener> scopeListener = mScopeListener.lock())

@@ -29,6 +29,7 @@ using Traits = entt::entt_traits<ObjectHandleValue>;
 // objects around; only the one that was not moved from writes.
 struct Node
 {
+    using HandleKey = uint32_t;
     static constexpr uint32_t MOVED_FROM = UINT32_MAX;
 
     Node(std::vector<uint32_t>& deaths, uint32_t index) : mDeaths(&deaths), mIndex(index) {}
@@ -227,10 +228,12 @@ TEST_F(LifetimeReleaseTest, AnObjectReleasedDuringADestructionDiesAfterItAndIsIn
     mRegistry.addObjectListener(listener);
     StrongTypedObjectHandle<Node> inner = makeNode(1);
     const WeakObjectHandle weakInner(inner.getScope(), inner.getHandle());
+    HandleTracker::trackWith<Node>(mRegistry, inner.getHandle(), 1, false);
 
     std::vector<ObjectHandle> marks;
     bool innerDiedWithin = true;
     bool innerValidWithin = true;
+    bool innerFoundWithin = true;
     unsigned innerCountWithin = 1;
     StrongTypedObjectHandle<Holder> outer =
         mScope.makeObject<Holder>(std::move(inner),
@@ -240,6 +243,7 @@ TEST_F(LifetimeReleaseTest, AnObjectReleasedDuringADestructionDiesAfterItAndIsIn
                                       innerDiedWithin = !mDeaths.empty();
                                       innerValidWithin = weakInner.valid();
                                       innerCountWithin = mRegistry.getReferenceCount(weakInner.getHandle());
+                                      innerFoundWithin = HandleTracker::fetch<Node>(mScope, 1).has_value();
                                   });
     const ObjectHandle outerHandle = outer.getHandle();
     outer = StrongTypedObjectHandle<Holder>();
@@ -248,6 +252,7 @@ TEST_F(LifetimeReleaseTest, AnObjectReleasedDuringADestructionDiesAfterItAndIsIn
     EXPECT_FALSE(innerDiedWithin) << "The released object waits for the outer destruction to end";
     EXPECT_FALSE(innerValidWithin) << "A waiting object is no longer valid";
     EXPECT_EQ(innerCountWithin, 0u);
+    EXPECT_FALSE(innerFoundWithin) << "A waiting object is gone for its key";
     EXPECT_EQ(mDeaths, std::vector<uint32_t>{1});
     EXPECT_EQ(listener->mDestroyed,
               (std::vector<std::pair<ObjectHandle, bool>>{{outerHandle, true}, {weakInner.getHandle(), true}}));

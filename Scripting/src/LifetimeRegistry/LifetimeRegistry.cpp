@@ -175,8 +175,10 @@ void LifetimeRegistry::destroyObject(ObjectHandle handle)
 
 void LifetimeRegistry::_condemn(ObjectHandleValue value, internal::BaseScriptComponent& comp)
 {
-    // A count of 0 marks the object as dying, so that it is destroyed, and announced, once.
+    // A count of 0 marks the object as dying, so that it is destroyed, and announced, once. It is gone for
+    // its key at once: native code may track another object under that key meanwhile.
     comp.refCount = 0;
+    mHandleCache.removeHandle(ObjectHandle(value, mContextId));
     mPendingDestruction.push_back(value);
 }
 
@@ -225,7 +227,8 @@ void LifetimeRegistry::_destroyNow(ObjectHandleValue value)
     }
 
     const ObjectHandle handle(value, mContextId);
-    // An object that dies leaves the cache whether or not anybody untracked it, before anybody is told.
+    // An object that dies leaves the cache whether or not anybody untracked it, before anybody is told; also
+    // when it was tracked again while it waited.
     mHandleCache.removeHandle(handle);
     const ObjectHandle outer = std::exchange(removingEntity, handle);
 

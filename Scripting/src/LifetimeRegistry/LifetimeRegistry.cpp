@@ -179,68 +179,81 @@ void LifetimeRegistry::_condemn(ObjectHandleValue value, internal::BaseScriptCom
     // its key at once: native code may track another object under that key meanwhile.
     comp.refCount = 0;
     mHandleCache.removeHandle(ObjectHandle(value, mContextId));
-    mPendingDestruction.push_back(value);
 }
 
 void LifetimeRegistry::_destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp)
 {
     OV_ASSERT(registry.valid(handle.value), "This object is not valid :O");
     _condemn(handle.value, comp);
-    if (!mDestroying)
+    if (mDestroying)
     {
-        _destroyPendingObjects();
+        // Released by a destruction under way: dies after it, so that a chain of objects holding each other
+        // dies in a loop, not a recursion.
+        mPendingDestruction.push_back(handle.value);
+        return;
     }
+    _destroyCondemned(handle.value, comp);
 }
 
-void LifetimeRegistry::_destroyPendingObjects()
+void LifetimeRegistry::_destroyCondemned(ObjectHandleValue value, internal::BaseScriptComponent& comp)
 {
-    // Restored however the loop ends: a listener or a destructor may throw. What still waits then dies at the
+    // Restored however this ends: a listener or a destructor may throw. What still waits then dies at the
     // next destruction, or with the scope.
     struct Destroying
     {
-        bool& flag;
+        LifetimeRegistry& registry;
         bool previous;
-        ~Destroying() { flag = previous; }
-    } destroying{mDestroying, std::exchange(mDestroying, true)};
+        ObjectHandle removing;
+        ~Destroying()
+        {
+            registry.mDestroying = previous;
+            registry.removingEntity = removing;
+        }
+    } destroying{*this, std::exchange(mDestroying, true), removingEntity};
 
-    while (!mPendingDestruction.empty())
+    size_t waiting = mPendingDestruction.size();
+    _destroyNow(value, comp);
+    for (;;)
     {
-        const ObjectHandleValue value = mPendingDestruction.back();
+        // What the object just destroyed released goes on top, the first released topmost: objects die in the
+        // order in which a recursive release would have destroyed them.
+        if (const size_t released = std::min(waiting, mPendingDestruction.size());
+            mPendingDestruction.size() - released > 1)
+        {
+            std::reverse(mPendingDestruction.begin() + static_cast<std::ptrdiff_t>(released),
+                         mPendingDestruction.end());
+        }
+        if (mPendingDestruction.empty())
+        {
+            break;
+        }
+        const ObjectHandleValue next = mPendingDestruction.back();
         mPendingDestruction.pop_back();
-        const size_t waiting = mPendingDestruction.size();
-        _destroyNow(value);
-        // What this object released goes on top, the first released topmost: objects die in the order in which
-        // a recursive release would have destroyed them.
-        std::reverse(mPendingDestruction.begin() +
-                         static_cast<std::ptrdiff_t>(std::min(waiting, mPendingDestruction.size())),
-                     mPendingDestruction.end());
+        waiting = mPendingDestruction.size();
+        // Gone already when something outside the registry's operations destroyed it meanwhile.
+        if (internal::BaseScriptComponent* nextComp = _tryGetBase(next))
+        {
+            // It may have been tracked again while it waited.
+            mHandleCache.removeHandle(ObjectHandle(next, mContextId));
+            _destroyNow(next, *nextComp);
+        }
     }
 }
 
-void LifetimeRegistry::_destroyNow(ObjectHandleValue value)
+void LifetimeRegistry::_destroyNow(ObjectHandleValue value, internal::BaseScriptComponent& comp)
 {
-    // Gone already when something outside the registry's operations destroyed it meanwhile.
-    internal::BaseScriptComponent* comp = _tryGetBase(value);
-    if (comp == nullptr)
-    {
-        return;
-    }
-
     const ObjectHandle handle(value, mContextId);
-    // An object that dies leaves the cache whether or not anybody untracked it, before anybody is told; also
-    // when it was tracked again while it waited.
-    mHandleCache.removeHandle(handle);
     const ObjectHandle outer = std::exchange(removingEntity, handle);
 
+    internal::BaseScriptComponent* current = &comp;
     if (!mObjectListeners.empty())
     {
-        const unsigned objectSize = comp->objectSize;
-        _notifyObjectDestroyed(handle, comp->getType(), objectSize);
+        const unsigned objectSize = comp.objectSize;
+        _notifyObjectDestroyed(handle, comp.getType(), objectSize);
+        // Listeners may have created objects or removed components meanwhile.
+        current = _tryGetBase(value);
     }
-
-    // Listeners may have created objects or removed components meanwhile.
-    if (internal::BaseScriptComponent* current = _tryGetBase(value);
-        current != nullptr && current->scriptRef != nullptr)
+    if (current != nullptr && current->scriptRef != nullptr)
     {
         current->scriptRef->onObjectDestroyed();
     }
@@ -298,11 +311,12 @@ void LifetimeRegistry::destroyLifetimeScope(bool expectEmpty)
         }
         // An object dying already is destroyed by the destruction under way; outside of one, it was left
         // behind by a destruction that threw, and dies now.
-        if (baseScriptComp->refCount != 0 || !mDestroying)
+        if (baseScriptComp->refCount == 0 && mDestroying)
         {
-            _condemn(entity, *baseScriptComp);
+            continue;
         }
-        _destroyPendingObjects();
+        _condemn(entity, *baseScriptComp);
+        _destroyCondemned(entity, *baseScriptComp);
     }
 
     if (const std::shared_ptr<ILifetimeScopeListener> scopeListener = mScopeListener.lock())

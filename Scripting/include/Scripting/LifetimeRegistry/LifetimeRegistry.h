@@ -332,10 +332,11 @@ public:
         mScopeListener = std::move(scopeListener);
     }
 
-    // False while the object is being destroyed or waits for it.
+    // False while the object is being destroyed or waits for it. Objects die only while mDestroying is set,
+    // which keeps the common case to one look at the entity.
     bool isValid(ObjectHandle handle) const
     {
-        return handle != removingEntity && registry.valid(handle.value) && (!mDestroying || !_isDying(handle.value));
+        return registry.valid(handle.value) && (!mDestroying || (handle != removingEntity && !_isDying(handle.value)));
     }
 
     template <typename T, typename... Args>
@@ -367,8 +368,9 @@ private:
     // Condemns the object and destroys it, at once or after the destruction under way.
     void _destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp);
     void _condemn(ObjectHandleValue value, internal::BaseScriptComponent& comp);
-    void _destroyPendingObjects();
-    void _destroyNow(ObjectHandleValue value);
+    // Destroys a condemned object, then whatever its destruction condemned, until nothing waits.
+    void _destroyCondemned(ObjectHandleValue value, internal::BaseScriptComponent& comp);
+    void _destroyNow(ObjectHandleValue value, internal::BaseScriptComponent& comp);
     // A dying object has no references left: it is being destroyed, or waits for it.
     bool _isDying(ObjectHandleValue value) const
     {

@@ -279,7 +279,8 @@ class LifetimeCycleTest : public LifetimeReleaseTest, public testing::WithParamI
 
 TEST_P(LifetimeCycleTest, EveryObjectOfACycleIsDestroyedAndAnnouncedOnce)
 {
-    const auto [length, teardown] = GetParam();
+    const uint32_t length = GetParam().length;
+    const Teardown teardown = GetParam().teardown;
     auto listener = std::make_shared<CountingObjectListener>();
     mRegistry.addObjectListener(listener);
     std::vector<int> scriptRefCalls(length, 0);

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -257,6 +258,59 @@ TEST_F(LifetimeReleaseTest, AnObjectReleasedDuringADestructionDiesAfterItAndIsIn
     EXPECT_EQ(listener->mDestroyed,
               (std::vector<std::pair<ObjectHandle, bool>>{{outerHandle, true}, {weakInner.getHandle(), true}}));
     EXPECT_FALSE(weakInner.valid());
+}
+
+TEST_F(LifetimeReleaseTest, AScopeDestroyedFromWithinADestructionEndsEveryObjectOnce)
+{
+    auto listener = std::make_shared<CountingObjectListener>();
+    mRegistry.addObjectListener(listener);
+    StrongTypedObjectHandle<Node> released = makeNode(0);
+    const StrongTypedObjectHandle<Node> bystander = makeNode(1);
+    const ObjectHandle releasedHandle = released.getHandle();
+    // The holder releases its node, which then waits, and destroys the scope while it is itself being removed.
+    StrongTypedObjectHandle<Holder> holder =
+        mScope.makeObject<Holder>(std::move(released), [this] { mRegistry.destroyLifetimeScope(false); });
+    const ObjectHandle holderHandle = holder.getHandle();
+
+    EXPECT_THAT(collectAsserts([&] { holder = StrongTypedObjectHandle<Holder>(); }), IsEmpty());
+    EXPECT_EQ(mDeaths, (std::vector<uint32_t>{1, 0})) << "The scope takes the newest first, then what waits";
+    for (const ObjectHandle handle : {releasedHandle, bystander.getHandle(), holderHandle})
+    {
+        EXPECT_EQ(listener->mDestroyed[handle.toU64()], 1);
+        EXPECT_FALSE(mRegistry.isValid(handle));
+    }
+    EXPECT_EQ(mRegistry.removingEntity, ObjectHandle());
+    EXPECT_THAT(collectAsserts([&] { mRegistry.destroyLifetimeScope(true); }), IsEmpty());
+}
+
+TEST_F(LifetimeReleaseTest, ADestructionThatThrowsLeavesTheRegistryUsableAndTheScopeEndsWhatIsLeft)
+{
+    struct Throwing : ILifetimeObjectListener
+    {
+        void onObjectCreated(LifetimeRegistry&, ObjectHandle, const entt::meta_type&, unsigned) override {}
+        void onObjectDestroyed(LifetimeRegistry&, ObjectHandle, const entt::meta_type&, unsigned) override
+        {
+            if (mThrow)
+            {
+                mThrow = false;
+                throw std::runtime_error("listener failed");
+            }
+        }
+        bool mThrow = true;
+    };
+    auto listener = std::make_shared<Throwing>();
+    StrongTypedObjectHandle<Node> dying = makeNode(0);
+    const StrongTypedObjectHandle<Node> bystander = makeNode(1);
+    const ObjectHandle dyingHandle = dying.getHandle();
+    mRegistry.addObjectListener(listener);
+
+    EXPECT_THROW(mRegistry.destroyObject(dyingHandle), std::runtime_error);
+    EXPECT_EQ(mRegistry.removingEntity, ObjectHandle());
+    EXPECT_TRUE(bystander.valid()) << "No destruction is under way any more";
+    EXPECT_TRUE(mDeaths.empty());
+
+    mRegistry.destroyLifetimeScope(false);
+    EXPECT_EQ(mDeaths, (std::vector<uint32_t>{1, 0})) << "The object whose destruction threw dies with the scope";
 }
 
 // How a cycle of objects, each holding the next, is ended from outside.

@@ -3,8 +3,10 @@
 #include "Diagnostics/Assert.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace Scripting
 {
@@ -60,9 +62,23 @@ LifetimeRegistry::~LifetimeRegistry()
     mReference->_release();
 }
 
+namespace
+{
+using EntityTraits = entt::entt_traits<ObjectHandleValue>;
+
+// The version an id comes back with after the object that had its last version: the next would wrap round
+// to 0 (the tombstone version is never handed out). Such an id is retired, kept as a bare entity and never
+// handed out again, so that no stale handle of one of its objects ever becomes valid again.
+constexpr auto RETIRED_VERSION = static_cast<EntityTraits::version_type>(EntityTraits::version_mask - 1u);
+} // namespace
+
 ObjectHandle LifetimeRegistry::_createObject(internal::BaseScriptComponent&& component)
 {
-    const ObjectHandleValue entity = registry.create();
+    ObjectHandleValue entity = registry.create();
+    while (EntityTraits::to_version(entity) == RETIRED_VERSION)
+    {
+        entity = registry.create();
+    }
     internal::BaseScriptComponent& stored = mBaseComponents.emplace(entity, std::move(component));
     const ObjectHandle handle(entity, mContextId);
     if (!mObjectListeners.empty())
@@ -102,11 +118,11 @@ void LifetimeRegistry::addReference(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
     internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-    if (baseScriptComp == nullptr)
+    // A dying object cannot be held again: the new holder finds it gone, as it will be.
+    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
     {
         return;
     }
-    OV_ASSERT(baseScriptComp->refCount != 0, "This objects Ref Count is 0, why is it still alive");
     ++baseScriptComp->refCount;
     if (baseScriptComp->refCount == 2 && baseScriptComp->scriptRef != nullptr)
     {
@@ -116,17 +132,14 @@ void LifetimeRegistry::addReference(ObjectHandle handle)
 
 bool LifetimeRegistry::removeReference(ObjectHandle handle)
 {
-    OV_ASSERT(handle != removingEntity, "This handle is being removed");
     internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-    if (baseScriptComp == nullptr)
+    // A dying object's references died with it. Its own handles among them: an object that holds itself
+    // releases that reference while it is being removed, which is no misuse.
+    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
     {
         return false;
     }
-    OV_ASSERT(baseScriptComp->refCount != 0, "This objects Ref Count is already 0, why is it still alive");
-    if (baseScriptComp->refCount != 0)
-    {
-        --baseScriptComp->refCount;
-    }
+    --baseScriptComp->refCount;
     if (baseScriptComp->refCount == 1)
     {
         if (baseScriptComp->scriptRef != nullptr)
@@ -153,44 +166,103 @@ unsigned int LifetimeRegistry::getReferenceCount(ObjectHandle handle)
 void LifetimeRegistry::destroyObject(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    if (internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value))
+    if (internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+        baseScriptComp != nullptr && baseScriptComp->refCount != 0)
     {
         _destroyObject(handle, *baseScriptComp);
     }
 }
 
+void LifetimeRegistry::_condemn(ObjectHandleValue value, internal::BaseScriptComponent& comp)
+{
+    // A count of 0 marks the object as dying, so that it is destroyed, and announced, once. It is gone for
+    // its key at once: native code may track another object under that key meanwhile.
+    comp.refCount = 0;
+    mHandleCache.removeHandle(ObjectHandle(value, mContextId));
+}
+
 void LifetimeRegistry::_destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp)
 {
-    OV_ASSERT(handle != removingEntity, "This handle is being removed");
     OV_ASSERT(registry.valid(handle.value), "This object is not valid :O");
-    if (!registry.valid(handle.value))
+    _condemn(handle.value, comp);
+    if (mDestroying)
     {
+        // Released by a destruction under way: dies after it, so that a chain of objects holding each other
+        // dies in a loop, not a recursion.
+        mPendingDestruction.push_back(handle.value);
         return;
     }
+    _destroyCondemned(handle.value, comp);
+}
 
-    // An object that dies leaves the cache whether or not anybody untracked it, before anybody is told.
-    mHandleCache.removeHandle(handle);
-    removingEntity = handle;
+void LifetimeRegistry::_destroyCondemned(ObjectHandleValue value, internal::BaseScriptComponent& comp)
+{
+    // Restored however this ends: a listener or a destructor may throw. What still waits then dies at the
+    // next destruction, or with the scope.
+    struct Destroying
+    {
+        LifetimeRegistry& registry;
+        bool previous;
+        ObjectHandle removing;
+        ~Destroying()
+        {
+            registry.mDestroying = previous;
+            registry.removingEntity = removing;
+        }
+    } destroying{*this, std::exchange(mDestroying, true), removingEntity};
 
+    size_t waiting = mPendingDestruction.size();
+    _destroyNow(value, comp);
+    for (;;)
+    {
+        // What the object just destroyed released goes on top, the first released topmost: objects die in the
+        // order in which a recursive release would have destroyed them.
+        if (const size_t released = std::min(waiting, mPendingDestruction.size());
+            mPendingDestruction.size() - released > 1)
+        {
+            std::reverse(mPendingDestruction.begin() + static_cast<std::ptrdiff_t>(released),
+                         mPendingDestruction.end());
+        }
+        if (mPendingDestruction.empty())
+        {
+            break;
+        }
+        const ObjectHandleValue next = mPendingDestruction.back();
+        mPendingDestruction.pop_back();
+        waiting = mPendingDestruction.size();
+        // Gone already when something outside the registry's operations destroyed it meanwhile.
+        if (internal::BaseScriptComponent* nextComp = _tryGetBase(next))
+        {
+            // It may have been tracked again while it waited.
+            mHandleCache.removeHandle(ObjectHandle(next, mContextId));
+            _destroyNow(next, *nextComp);
+        }
+    }
+}
+
+void LifetimeRegistry::_destroyNow(ObjectHandleValue value, internal::BaseScriptComponent& comp)
+{
+    const ObjectHandle handle(value, mContextId);
+    const ObjectHandle outer = std::exchange(removingEntity, handle);
+
+    internal::BaseScriptComponent* current = &comp;
     if (!mObjectListeners.empty())
     {
         const unsigned objectSize = comp.objectSize;
         _notifyObjectDestroyed(handle, comp.getType(), objectSize);
+        // Listeners may have created objects or removed components meanwhile.
+        current = _tryGetBase(value);
     }
-
-    // Listeners may have released other objects, and a removal moves components within their storage.
-    if (internal::BaseScriptComponent* current = _tryGetBase(handle.value);
-        current != nullptr && current->scriptRef != nullptr)
+    if (current != nullptr && current->scriptRef != nullptr)
     {
         current->scriptRef->onObjectDestroyed();
     }
 
-    if (registry.valid(handle.value))
+    if (registry.valid(value))
     {
-        registry.destroy(handle.value);
+        registry.destroy(value);
     }
-    // A nested destruction has cleared this already; the outer object stays unmarked from then on.
-    removingEntity = ObjectHandle();
+    removingEntity = outer;
 }
 
 void LifetimeRegistry::destroyLifetimeScope(bool expectEmpty)
@@ -229,29 +301,22 @@ void LifetimeRegistry::destroyLifetimeScope(bool expectEmpty)
         {
             continue;
         }
-        const ObjectHandle handle(entity, mContextId);
-        removingEntity = handle;
-        mHandleCache.removeHandle(handle);
-
         internal::BaseScriptComponent* baseScriptComp = _tryGetBase(entity);
         OV_ASSERT(baseScriptComp != nullptr, "One of the objects owned by this LifetimeScope doesn't have a "
                                              "BaseScriptComponent, which is very bad");
-        if (baseScriptComp != nullptr && !mObjectListeners.empty())
-        {
-            const unsigned objectSize = baseScriptComp->objectSize;
-            _notifyObjectDestroyed(handle, baseScriptComp->getType(), objectSize);
-            baseScriptComp = _tryGetBase(entity);
-        }
-        if (baseScriptComp != nullptr && baseScriptComp->scriptRef != nullptr)
-        {
-            baseScriptComp->scriptRef->onObjectDestroyed();
-        }
-
-        if (registry.valid(entity))
+        if (baseScriptComp == nullptr)
         {
             registry.destroy(entity);
+            continue;
         }
-        removingEntity = ObjectHandle();
+        // An object dying already is destroyed by the destruction under way; outside of one, it was left
+        // behind by a destruction that threw, and dies now.
+        if (baseScriptComp->refCount == 0 && mDestroying)
+        {
+            continue;
+        }
+        _condemn(entity, *baseScriptComp);
+        _destroyCondemned(entity, *baseScriptComp);
     }
 
     if (const std::shared_ptr<ILifetimeScopeListener> scopeListener = mScopeListener.lock())

@@ -42,6 +42,14 @@ uint64_t hashKey(const Key& key)
     }
 }
 
+// The key an object of `T` is tracked under. A type of its own per tracked `T`, so that tracking never mixes
+// with plain objects or components of the key's type, nor with the keys of another tracked type.
+template <typename T>
+struct TrackingKey
+{
+    HandleKey<T> key;
+};
+
 // The hash of the object type, not of the key.
 template <typename T>
 uint64_t hashTrackedType()
@@ -63,7 +71,7 @@ public:
                           bool addReference)
     {
         OV_ASSERT(!handle.empty(), "Attempting to track an empty handle");
-        registry.attach<HandleKey<T>, const HandleKey<T>&>(handle, key);
+        registry.attach<internal::TrackingKey<T>, const HandleKey<T>&>(handle, key);
         registry.getHandleCache()._add(internal::hashTrackedType<T>(), internal::hashKey(key), handle);
         if (addReference)
         {
@@ -93,18 +101,18 @@ public:
     template <typename T>
     static void untrack(LifetimeRegistry& registry, TypedObjectHandle<T> handle)
     {
-        registry.detach<HandleKey<T>>(handle);
+        registry.detach<internal::TrackingKey<T>>(handle);
         registry.getHandleCache().removeHandle(handle);
         registry.removeReference<T>(handle);
     }
 
-    // Untracks every object that has a key component of `T`'s key type.
+    // Untracks every tracked object of `T`.
     template <typename T>
     static void untrackAll(LifetimeRegistry& registry)
     {
-        // Copied first: untracking changes the key storage under the view.
-        auto view = registry.registry.view<HandleKey<T>>();
-        const std::vector<ObjectHandleValue> entities(view.begin(), view.end());
+        // Copied first: untracking changes the key storage under the walk.
+        const std::vector<ObjectHandleValue> entities =
+            internal::ObjectRegistryUtilities::entitiesWith<internal::TrackingKey<T>>(registry.registry);
         for (const ObjectHandleValue entity : entities)
         {
             const ObjectHandle handle(entity, registry.getContextId());

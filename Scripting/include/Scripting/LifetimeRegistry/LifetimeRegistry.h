@@ -5,6 +5,7 @@
 #include "Diagnostics/Assert.h"
 #include "Scripting/Reflection/Reflection.h"
 
+#include <entt/entity/component.hpp>
 #include <entt/entity/registry.hpp>
 #include <entt/entity/view.hpp>
 #include <entt/meta/meta.hpp>
@@ -123,6 +124,39 @@ enum class TypedHandleKind : uint8_t
     Strong = 2,
 };
 
+// How a native type sits in a registry. Every storage of a registry grows in packed pages of 128 elements,
+// which EnTT lets a type ask for through a member of its own; native types have no such member, so each is
+// kept in this wrapper, and the registry's operations unwrap it.
+template <typename T>
+struct Stored
+{
+    static constexpr std::size_t page_size = 128;
+    // Types that cannot move keep their place in the storage, as they would unwrapped.
+    static constexpr bool in_place_delete = entt::component_traits<T>::in_place_delete;
+
+    template <typename... Args>
+    explicit Stored(std::in_place_t, Args&&... args) : value(construct(std::forward<Args>(args)...))
+    {
+    }
+
+    T value;
+
+private:
+    // EnTT's rule for components: aggregates are initialised with braces once there is anything to give them.
+    template <typename... Args>
+    static T construct(Args&&... args)
+    {
+        if constexpr (std::is_aggregate_v<T> && (sizeof...(Args) != 0u || !std::is_default_constructible_v<T>))
+        {
+            return T{std::forward<Args>(args)...};
+        }
+        else
+        {
+            return T(std::forward<Args>(args)...);
+        }
+    }
+};
+
 // A native object that lives elsewhere and is only tracked.
 template <typename T>
 struct PointerStorageComponent
@@ -147,8 +181,8 @@ private:
 template <typename T>
 entt::meta_any fetchByValue(EntityRegistry& registry, const ObjectHandleValue& value)
 {
-    T* object = registry.try_get<T>(value);
-    return object != nullptr ? entt::forward_as_meta(Reflection::context(), *object)
+    Stored<T>* object = registry.try_get<Stored<T>>(value);
+    return object != nullptr ? entt::forward_as_meta(Reflection::context(), object->value)
                              : entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
 }
 
@@ -201,7 +235,7 @@ struct BaseScriptComponent
     std::unique_ptr<IScriptRef> scriptRef;
 };
 
-// Component access on the entity registry alone.
+// Component access on the entity registry alone. Native types are stored wrapped; these unwrap them.
 struct ObjectRegistryUtilities
 {
     template <typename T>
@@ -209,7 +243,8 @@ struct ObjectRegistryUtilities
     {
         const bool valid = registry.valid(handle);
         OV_ASSERT(valid, "This handle is invalid");
-        return valid ? registry.try_get<T>(handle) : nullptr;
+        Stored<T>* stored = valid ? registry.try_get<Stored<T>>(handle) : nullptr;
+        return stored != nullptr ? &stored->value : nullptr;
     }
 
     // Asserts on an invalid handle and on a `T` already there; the latter answers the existing `T`.
@@ -222,12 +257,32 @@ struct ObjectRegistryUtilities
         {
             throwMissingObject("attach on an invalid handle");
         }
-        OV_ASSERT(!registry.all_of<T>(handle), "This handle already has this type attached");
-        if (T* existing = registry.try_get<T>(handle))
+        OV_ASSERT(!registry.all_of<Stored<T>>(handle), "This handle already has this type attached");
+        if (Stored<T>* existing = registry.try_get<Stored<T>>(handle))
         {
-            return *existing;
+            return existing->value;
         }
-        return registry.emplace<T>(handle, std::forward<Args>(args)...);
+        return registry.emplace<Stored<T>>(handle, std::in_place, std::forward<Args>(args)...).value;
+    }
+
+    template <typename T>
+    static bool has(const EntityRegistry& registry, const ObjectHandleValue& handle)
+    {
+        return registry.all_of<Stored<T>>(handle);
+    }
+
+    template <typename T>
+    static void remove(EntityRegistry& registry, const ObjectHandleValue& handle)
+    {
+        registry.remove<Stored<T>>(handle);
+    }
+
+    // The objects that have a `T`, in the order a view of it walks them.
+    template <typename T>
+    static std::vector<ObjectHandleValue> entitiesWith(EntityRegistry& registry)
+    {
+        auto view = registry.view<Stored<T>>();
+        return std::vector<ObjectHandleValue>(view.begin(), view.end());
     }
 };
 } // namespace internal
@@ -249,11 +304,14 @@ public:
     HandleCache& getHandleCache() { return mHandleCache; }
     const HandleCache& getHandleCache() const { return mHandleCache; }
 
+    // Nothing for an object that is dying already: it cannot be held any more.
     void addReference(ObjectHandle handle);
-    // True only when this call destroyed the object.
+    // True only when this call released the last reference. The object is destroyed before the outermost
+    // release returns: one released by the destruction of another waits until that one is gone, so that a
+    // chain of objects holding each other dies in a loop, not a recursion.
     bool removeReference(ObjectHandle handle);
     unsigned int getReferenceCount(ObjectHandle handle);
-    // Destroys the object whatever its count.
+    // Destroys the object whatever its count; during another destruction, once that one is done.
     void destroyObject(ObjectHandle handle);
     // Destroys every object, newest first, whatever the counts.
     void destroyLifetimeScope(bool expectEmpty);
@@ -274,8 +332,12 @@ public:
         mScopeListener = std::move(scopeListener);
     }
 
-    // False while the object is being destroyed.
-    bool isValid(ObjectHandle handle) const { return handle != removingEntity && registry.valid(handle.value); }
+    // False while the object is being destroyed or waits for it. Objects die only while mDestroying is set,
+    // which keeps the common case to one look at the entity.
+    bool isValid(ObjectHandle handle) const
+    {
+        return registry.valid(handle.value) && (!mDestroying || (handle != removingEntity && !_isDying(handle.value)));
+    }
 
     template <typename T, typename... Args>
     T& attach(ObjectHandle handle, Args&&... args);
@@ -303,10 +365,21 @@ private:
     friend class WeakObjectHandle;
 
     ObjectHandle _createObject(internal::BaseScriptComponent&& component);
+    // Condemns the object and destroys it, at once or after the destruction under way.
     void _destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp);
+    void _condemn(ObjectHandleValue value, internal::BaseScriptComponent& comp);
+    // Destroys a condemned object, then whatever its destruction condemned, until nothing waits.
+    void _destroyCondemned(ObjectHandleValue value, internal::BaseScriptComponent& comp);
+    void _destroyNow(ObjectHandleValue value, internal::BaseScriptComponent& comp);
+    // A dying object has no references left: it is being destroyed, or waits for it.
+    bool _isDying(ObjectHandleValue value) const
+    {
+        const internal::BaseScriptComponent* comp = _tryGetBase(value);
+        return comp != nullptr && comp->refCount == 0;
+    }
     bool _doTypesMatch(ObjectHandle handle, const entt::meta_type& type);
     entt::meta_any _resolveAsTypedHandle(ObjectHandle handle, internal::TypedHandleKind kind);
-    internal::BaseScriptComponent* _tryGetBase(ObjectHandleValue value)
+    internal::BaseScriptComponent* _tryGetBase(ObjectHandleValue value) const
     {
         return mBaseComponents.contains(value) ? &mBaseComponents.get(value) : nullptr;
     }
@@ -329,6 +402,10 @@ private:
     HandleCache mHandleCache;
     // The storage every object has, looked up once: reference counting is on every handle's path.
     decltype(registry.storage<internal::BaseScriptComponent>())& mBaseComponents;
+    // Condemned objects waiting for the destruction under way to end, the next to die at the back.
+    std::vector<ObjectHandleValue> mPendingDestruction;
+    // True while objects are being destroyed: only then can an object be dying.
+    bool mDestroying = false;
 };
 
 // ---- Templates of the registry ----
@@ -358,7 +435,7 @@ bool LifetimeRegistry::has(ObjectHandle handle) const
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
     const bool valid = registry.valid(handle.value);
     OV_ASSERT(valid, "This handle is invalid");
-    return valid && registry.all_of<T>(handle.value);
+    return valid && internal::ObjectRegistryUtilities::has<T>(registry, handle.value);
 }
 
 template <typename T>
@@ -367,12 +444,12 @@ void LifetimeRegistry::detach(ObjectHandle handle)
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
     const bool valid = registry.valid(handle.value);
     OV_ASSERT(valid, "This handle is invalid");
-    const bool attached = valid && registry.all_of<T>(handle.value);
+    const bool attached = valid && internal::ObjectRegistryUtilities::has<T>(registry, handle.value);
     // The words are attach's, kept although the sense is reversed.
     OV_ASSERT(attached, "This handle already has this type attached");
     if (attached)
     {
-        registry.remove<T>(handle.value);
+        internal::ObjectRegistryUtilities::remove<T>(registry, handle.value);
     }
 }
 
@@ -445,7 +522,7 @@ void LifetimeRegistry::untrackObjectWithPointer(T* object)
     const ObjectHandle handle(*found, mContextId);
     OV_ASSERT(_doTypesMatch(handle, Reflection::resolve<T>()),
               "type of handle provided doesnt match the type of the object we stored");
-    if (internal::BaseScriptComponent* comp = _tryGetBase(handle.value))
+    if (internal::BaseScriptComponent* comp = _tryGetBase(handle.value); comp != nullptr && comp->refCount != 0)
     {
         _destroyObject(handle, *comp);
     }
@@ -501,7 +578,7 @@ StrongTypedObjectHandle<T> WeakLifetimeScope::makeObject(Args&&... args) const
     {
         try
         {
-            registry->registry.emplace<T>(handle.value, std::forward<Args>(args)...);
+            registry->registry.emplace<internal::Stored<T>>(handle.value, std::in_place, std::forward<Args>(args)...);
         }
         catch (...)
         {

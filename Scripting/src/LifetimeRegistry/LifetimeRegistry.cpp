@@ -132,9 +132,11 @@ void LifetimeRegistry::addReference(ObjectHandle handle)
 
 bool LifetimeRegistry::removeReference(ObjectHandle handle)
 {
+    // An object that holds a strong handle to itself is a leak its author should hear of: the handle can only
+    // go when the object is destroyed by force. Said once per such handle, then the release is a no-op.
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
     internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-    // A dying object's references died with it. Its own handles among them: an object that holds itself
-    // releases that reference while it is being removed, which is no misuse.
+    // A dying object's references died with it.
     if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
     {
         return false;

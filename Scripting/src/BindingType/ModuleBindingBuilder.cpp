@@ -14,14 +14,15 @@
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 namespace Scripting
 {
 namespace internal
 {
-// How many records of one name space carry each name. A name counted twice collides, whichever records
-// they are, so a build checks its names in linear time.
-class SymbolCounts
+// The names of one name space, sorted, so that a name found twice collides whichever records carry it and a
+// build checks its names in n log n. Cleared between classes, the table keeps its storage.
+class SymbolTable
 {
 public:
     template <typename Records>
@@ -29,21 +30,32 @@ public:
     {
         for (const auto& record : records)
         {
-            ++mCounts[record.name];
+            mNames.emplace_back(record.name);
         }
+        mSorted = false;
     }
 
-    void clear() { mCounts.clear(); }
-
-    bool collides(const std::string& name) const
+    void clear()
     {
-        const auto it = mCounts.find(name);
-        return it != mCounts.end() && it->second > 1;
+        mNames.clear();
+        mSorted = false;
+    }
+
+    bool collides(const std::string& name)
+    {
+        if (!mSorted)
+        {
+            std::sort(mNames.begin(), mNames.end());
+            mSorted = true;
+        }
+        const auto [first, last] = std::equal_range(mNames.begin(), mNames.end(), std::string_view(name));
+        return last - first > 1;
     }
 
 private:
     // Views into the records, which outlive every use of the table.
-    std::unordered_map<std::string_view, uint32_t> mCounts;
+    std::vector<std::string_view> mNames;
+    bool mSorted = false;
 };
 } // namespace internal
 
@@ -385,7 +397,7 @@ void ModuleBindingBuilder::_validateClassConstructors(const ModuleBinding& modul
 
 void ModuleBindingBuilder::_checkSymbols(const ModuleBinding& module)
 {
-    internal::SymbolCounts moduleSymbols;
+    internal::SymbolTable moduleSymbols;
     moduleSymbols.add(module.functionBindings);
     moduleSymbols.add(module.objectFactories);
     moduleSymbols.add(module.constants);
@@ -400,7 +412,7 @@ void ModuleBindingBuilder::_checkSymbols(const ModuleBinding& module)
     {
         _assertModuleMemberSymbolDoNotExist(moduleSymbols, module, constant.name);
     }
-    internal::SymbolCounts memberSymbols;
+    internal::SymbolTable memberSymbols;
     for (const EnumBinding& enumBinding : module.enumBindings)
     {
         _assertModuleMemberSymbolDoNotExist(moduleSymbols, module, enumBinding.name);
@@ -437,7 +449,7 @@ void ModuleBindingBuilder::_checkSymbols(const ModuleBinding& module)
     }
 }
 
-bool ModuleBindingBuilder::_assertModuleMemberSymbolDoNotExist(const internal::SymbolCounts& symbols,
+bool ModuleBindingBuilder::_assertModuleMemberSymbolDoNotExist(internal::SymbolTable& symbols,
                                                                const ModuleBinding& module, const std::string& name)
 {
     // Interfaces and error types are not members of the module's name space.
@@ -449,7 +461,7 @@ bool ModuleBindingBuilder::_assertModuleMemberSymbolDoNotExist(const internal::S
     return true;
 }
 
-bool ModuleBindingBuilder::_assertClassMemberSymbolDoNotExist(const internal::SymbolCounts& symbols,
+bool ModuleBindingBuilder::_assertClassMemberSymbolDoNotExist(internal::SymbolTable& symbols,
                                                               const ClassBinding& classBinding, const std::string& name)
 {
     if (!symbols.collides(name))
@@ -460,7 +472,7 @@ bool ModuleBindingBuilder::_assertClassMemberSymbolDoNotExist(const internal::Sy
     return true;
 }
 
-bool ModuleBindingBuilder::_assertEnumMemberSymbolDoNotExist(const internal::SymbolCounts& symbols,
+bool ModuleBindingBuilder::_assertEnumMemberSymbolDoNotExist(internal::SymbolTable& symbols,
                                                              const EnumBinding& enumBinding, const std::string& name)
 {
     if (!symbols.collides(name))

@@ -19,7 +19,7 @@ class WeakLifetimeScope;
 
 namespace internal
 {
-class SymbolCounts;
+class SymbolTable;
 }
 
 // Collects everything that the versions of one module show, then builds one version of it. Nothing is
@@ -87,11 +87,11 @@ private:
     static void _reduceRuntimeConditions(ModuleBinding& module, const RuntimeConditions& conditions);
     static void _checkSymbols(const ModuleBinding& module);
     // Each reports and returns true when another record of the container has the name.
-    static bool _assertModuleMemberSymbolDoNotExist(const internal::SymbolCounts& symbols, const ModuleBinding& module,
+    static bool _assertModuleMemberSymbolDoNotExist(internal::SymbolTable& symbols, const ModuleBinding& module,
                                                     const std::string& name);
-    static bool _assertClassMemberSymbolDoNotExist(const internal::SymbolCounts& symbols,
-                                                   const ClassBinding& classBinding, const std::string& name);
-    static bool _assertEnumMemberSymbolDoNotExist(const internal::SymbolCounts& symbols, const EnumBinding& enumBinding,
+    static bool _assertClassMemberSymbolDoNotExist(internal::SymbolTable& symbols, const ClassBinding& classBinding,
+                                                   const std::string& name);
+    static bool _assertEnumMemberSymbolDoNotExist(internal::SymbolTable& symbols, const EnumBinding& enumBinding,
                                                   const std::string& name);
 
     BuilderData mBuilderData;

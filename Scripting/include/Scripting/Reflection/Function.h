@@ -36,8 +36,12 @@ class MemberFunction final : public internal::FunctionBase
     using Traits = internal::FunctionTraits<decltype(Method)>;
     using Class = std::conditional_t<Traits::IS_CONST, const typename Traits::Class, typename Traits::Class>;
     using Arguments = typename Traits::Arguments;
+    static constexpr uint32_t ARITY = static_cast<uint32_t>(Arguments::size);
 
 public:
+    // All native parameters, injected ones included.
+    using NativeArguments = Arguments;
+
     MemberFunction(Privilege privilege, std::vector<ArgumentDetails> details)
         : FunctionBase(privilege, std::move(details))
     {
@@ -47,7 +51,7 @@ public:
     entt::meta_any call(entt::meta_any instance, entt::meta_any* args, uint32_t count) const override
     {
         entt::meta_any self = std::move(instance);
-        if (count != Arguments::SIZE)
+        if (count != ARITY)
         {
             return {};
         }
@@ -56,13 +60,10 @@ public:
         {
             return {};
         }
-        return internal::invokeChecked<typename Traits::Return>(
-            args, Arguments{},
-            [object](auto&&... values) -> decltype(auto)
-            { return (object->*Method)(std::forward<decltype(values)>(values)...); });
+        return internal::invokeChecked<typename Traits::Return>(args, Arguments{}, Method, object);
     }
     entt::meta_type getReturnType() const override { return resolve<typename Traits::Return>(); }
-    uint32_t getArgumentCount() const override { return Arguments::SIZE; }
+    uint32_t getArgumentCount() const override { return ARITY; }
     entt::meta_type getArgumentType(uint32_t index) const override
     {
         return internal::parameterType(Arguments{}, index);
@@ -80,6 +81,7 @@ class CallableFunction : public FunctionBase
 protected:
     using AllArguments = typename Traits::Arguments;
     using Arguments = typename PassedArguments<instanced, AllArguments>::Type;
+    static constexpr uint32_t ARITY = static_cast<uint32_t>(Arguments::size);
 
     CallableFunction(Privilege privilege, std::vector<ArgumentDetails>&& details)
         : FunctionBase(privilege, std::move(details))
@@ -90,7 +92,7 @@ protected:
     static entt::meta_any _call(entt::meta_any instance, entt::meta_any* args, uint32_t count, const Native& native)
     {
         entt::meta_any self = std::move(instance);
-        if (count != Arguments::SIZE)
+        if (count != ARITY)
         {
             return {};
         }
@@ -101,10 +103,7 @@ protected:
             {
                 return {};
             }
-            return invokeChecked<typename Traits::Return>(
-                args, Arguments{},
-                [&](auto&&... values) -> decltype(auto)
-                { return native(argumentAs<Object>(self), std::forward<decltype(values)>(values)...); });
+            return invokeChecked<typename Traits::Return>(args, Arguments{}, native, argumentAs<Object>(self));
         }
         else
         {
@@ -113,8 +112,11 @@ protected:
     }
 
 public:
+    // All native parameters but the object, injected ones included.
+    using NativeArguments = Arguments;
+
     entt::meta_type getReturnType() const override { return resolve<typename Traits::Return>(); }
-    uint32_t getArgumentCount() const override { return Arguments::SIZE; }
+    uint32_t getArgumentCount() const override { return ARITY; }
     entt::meta_type getArgumentType(uint32_t index) const override { return parameterType(Arguments{}, index); }
     std::optional<entt::meta_type> getClassType() const override
     {
@@ -144,9 +146,7 @@ public:
 
     entt::meta_any call(entt::meta_any instance, entt::meta_any* args, uint32_t count) const override
     {
-        return Base::_call(std::move(instance), args, count,
-                           [](auto&&... values) -> decltype(auto)
-                           { return Function(std::forward<decltype(values)>(values)...); });
+        return Base::_call(std::move(instance), args, count, Function);
     }
 };
 

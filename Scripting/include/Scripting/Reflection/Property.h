@@ -4,6 +4,7 @@
 #include "Scripting/Reflection/internal/Invoke.h"
 #include "Scripting/Runtime/ResultAny.h"
 
+#include <functional>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -86,8 +87,7 @@ public:
             {
                 return {};
             }
-            return internal::wrapResult<typename Traits::Return>([object]() -> decltype(auto)
-                                                                 { return (object->*member)(); });
+            return internal::wrapResult<typename Traits::Return>(member, object);
         }
     }
     entt::meta_type getType() const override { return resolve<typename Traits::Value>(); }
@@ -104,7 +104,7 @@ template <typename Class, bool baked, typename Lambda>
 class LambdaPropertyGetter final : public IPropertyGetter
 {
     using Traits = internal::CallableTraits<Lambda>;
-    static_assert(Traits::Arguments::SIZE == 1, "A getter lambda takes the object and nothing else");
+    static_assert(Traits::Arguments::size == 1, "A getter lambda takes the object and nothing else");
     using Parameter = typename internal::SplitFirst<typename Traits::Arguments>::Head;
     using Object = std::conditional_t<internal::NEEDS_MUTABLE<Parameter>, Class, const Class>;
     using Return = typename Traits::Return;
@@ -120,7 +120,7 @@ public:
         {
             return {};
         }
-        return internal::wrapResult<Return>([&]() -> decltype(auto) { return mLambda(*object); });
+        return internal::wrapResult<Return>(mLambda, *object);
     }
     entt::meta_type getType() const override { return resolve<Return>(); }
     std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }
@@ -159,6 +159,24 @@ struct SetterTraits<Class, R (Owner::*)(P) noexcept> : SetterTraits<Class, R (Ow
 {
 };
 
+// Writes through a member object or calls a setter member function.
+template <auto member, bool isMethod, typename Parameter>
+struct AssignThroughMember
+{
+    template <typename Class, typename Value>
+    void operator()(Class& object, Value&& value) const
+    {
+        if constexpr (isMethod)
+        {
+            (object.*member)(static_cast<Parameter>(value));
+        }
+        else
+        {
+            object.*member = static_cast<Parameter>(value);
+        }
+    }
+};
+
 // Assigns once the object and the value are both there; nothing is written otherwise.
 template <typename Class, typename Parameter, typename Assign>
 ResultAny assignChecked(entt::meta_any instance, entt::meta_any value, const Assign& assign)
@@ -171,7 +189,7 @@ ResultAny assignChecked(entt::meta_any instance, entt::meta_any value, const Ass
     {
         return failedToSetMember();
     }
-    assign(*object, argumentAs<Parameter>(newValue));
+    std::invoke(assign, *object, argumentAs<Parameter>(newValue));
     return ResultAny();
 }
 } // namespace internal
@@ -188,18 +206,9 @@ public:
 
     ResultAny set(entt::meta_any instance, entt::meta_any value) const override
     {
-        return internal::assignChecked<Class, Parameter>(std::move(instance), std::move(value),
-                                                         [](Class& object, auto&& newValue)
-                                                         {
-                                                             if constexpr (Traits::IS_METHOD)
-                                                             {
-                                                                 (object.*member)(static_cast<Parameter>(newValue));
-                                                             }
-                                                             else
-                                                             {
-                                                                 object.*member = static_cast<Parameter>(newValue);
-                                                             }
-                                                         });
+        return internal::assignChecked<Class, Parameter>(
+            std::move(instance), std::move(value),
+            internal::AssignThroughMember<member, Traits::IS_METHOD, Parameter>{});
     }
     entt::meta_type getType() const override { return resolve<Parameter>(); }
     std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }
@@ -211,7 +220,7 @@ template <typename Class, typename Lambda>
 class LambdaPropertySetter final : public IPropertySetter
 {
     using Traits = internal::CallableTraits<Lambda>;
-    static_assert(Traits::Arguments::SIZE == 2, "A setter lambda takes the object and the value");
+    static_assert(Traits::Arguments::size == 2, "A setter lambda takes the object and the value");
     using Parameter =
         typename internal::SplitFirst<typename internal::SplitFirst<typename Traits::Arguments>::Tail>::Head;
 
@@ -220,9 +229,7 @@ public:
 
     ResultAny set(entt::meta_any instance, entt::meta_any value) const override
     {
-        return internal::assignChecked<Class, Parameter>(std::move(instance), std::move(value),
-                                                         [this](Class& object, auto&& newValue)
-                                                         { mLambda(object, static_cast<Parameter>(newValue)); });
+        return internal::assignChecked<Class, Parameter>(std::move(instance), std::move(value), mLambda);
     }
     entt::meta_type getType() const override { return resolve<Parameter>(); }
     std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }

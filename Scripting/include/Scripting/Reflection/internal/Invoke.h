@@ -2,26 +2,23 @@
 
 #include "Scripting/Reflection/Reflection.h"
 
+#include <entt/core/type_traits.hpp>
+
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <type_traits>
 #include <utility>
 
 namespace Scripting::Reflection::internal
 {
-template <typename... Ts>
-struct TypeList
-{
-    static constexpr uint32_t SIZE = sizeof...(Ts);
-};
-
 template <typename List>
 struct SplitFirst;
 template <typename First, typename... Rest>
-struct SplitFirst<TypeList<First, Rest...>>
+struct SplitFirst<entt::type_list<First, Rest...>>
 {
     using Head = First;
-    using Tail = TypeList<Rest...>;
+    using Tail = entt::type_list<Rest...>;
 };
 
 // The parameters a caller passes: all of them, or all but the object of an instanced function.
@@ -33,7 +30,7 @@ struct PassedArguments
 template <typename List>
 struct PassedArguments<true, List>
 {
-    static_assert(List::SIZE > 0, "An instanced function takes the object as its first parameter");
+    static_assert(List::size > 0, "An instanced function takes the object as its first parameter");
     using Type = typename SplitFirst<List>::Tail;
 };
 
@@ -45,7 +42,7 @@ template <typename R, typename... A>
 struct FunctionTraits<R (*)(A...)>
 {
     using Return = R;
-    using Arguments = TypeList<A...>;
+    using Arguments = entt::type_list<A...>;
     static constexpr bool IS_CONST = false;
 };
 template <typename R, typename... A>
@@ -58,7 +55,7 @@ struct FunctionTraits<R (C::*)(A...)>
 {
     using Return = R;
     using Class = C;
-    using Arguments = TypeList<A...>;
+    using Arguments = entt::type_list<A...>;
     static constexpr bool IS_CONST = false;
 };
 template <typename R, typename C, typename... A>
@@ -114,45 +111,51 @@ decltype(auto) argumentAs(entt::meta_any& any)
     }
 }
 
-// Calls `native` and holds what it gives: an any of void, a view of a returned lvalue reference, or the value.
-template <typename R, typename Native>
-entt::meta_any wrapResult(Native&& native)
+// Calls `native` with `values` and holds what it gives: an any of void, a view of a returned lvalue reference,
+// or the value.
+template <typename R, typename Native, typename... Values>
+entt::meta_any wrapResult(Native&& native, Values&&... values)
 {
     if constexpr (std::is_void_v<R>)
     {
-        std::forward<Native>(native)();
+        std::invoke(std::forward<Native>(native), std::forward<Values>(values)...);
         return entt::meta_any{context(), std::in_place_type<void>};
     }
     else if constexpr (std::is_lvalue_reference_v<R>)
     {
-        return entt::meta_any{context(), std::in_place_type<R>, std::forward<Native>(native)()};
+        return entt::meta_any{context(), std::in_place_type<R>,
+                              std::invoke(std::forward<Native>(native), std::forward<Values>(values)...)};
     }
     else
     {
-        return entt::meta_any{context(), std::in_place_type<std::remove_cvref_t<R>>, std::forward<Native>(native)()};
+        return entt::meta_any{context(), std::in_place_type<std::remove_cvref_t<R>>,
+                              std::invoke(std::forward<Native>(native), std::forward<Values>(values)...)};
     }
 }
 
-// Checks every argument left to right, stopping at the first that does not fit, and only then calls.
-template <typename R, typename... P, std::size_t... I, typename Native>
-entt::meta_any invokeChecked(entt::meta_any* args, TypeList<P...>, std::index_sequence<I...>, Native&& native)
+// Checks every argument left to right, stopping at the first that does not fit, and only then calls `native`
+// with `leading` (the object, if any) and the arguments.
+template <typename R, typename... P, std::size_t... I, typename Native, typename... Leading>
+entt::meta_any invokeChecked(entt::meta_any* args, entt::type_list<P...>, std::index_sequence<I...>, Native&& native,
+                             Leading&&... leading)
 {
     if (!(fits<P>(args[I]) && ...))
     {
         return entt::meta_any{};
     }
-    return wrapResult<R>([&]() -> decltype(auto) { return native(argumentAs<P>(args[I])...); });
+    return wrapResult<R>(std::forward<Native>(native), std::forward<Leading>(leading)..., argumentAs<P>(args[I])...);
 }
 
-template <typename R, typename... P, typename Native>
-entt::meta_any invokeChecked(entt::meta_any* args, TypeList<P...> list, Native&& native)
+template <typename R, typename... P, typename Native, typename... Leading>
+entt::meta_any invokeChecked(entt::meta_any* args, entt::type_list<P...> list, Native&& native, Leading&&... leading)
 {
-    return invokeChecked<R>(args, list, std::index_sequence_for<P...>{}, std::forward<Native>(native));
+    return invokeChecked<R>(args, list, std::index_sequence_for<P...>{}, std::forward<Native>(native),
+                            std::forward<Leading>(leading)...);
 }
 
 // The meta type of parameter `index`, invalid past the end.
 template <typename... P>
-entt::meta_type parameterType(TypeList<P...>, uint32_t index)
+entt::meta_type parameterType(entt::type_list<P...>, uint32_t index)
 {
     if constexpr (sizeof...(P) == 0)
     {

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <entt/meta/meta.hpp>
+
+#include <string>
+
+namespace Scripting
+{
+// What a callable needs at call time to check and complete one described argument.
+struct ArgumentDetails
+{
+    using Validator = bool (*)(const ArgumentDetails& details, const entt::meta_any& value);
+
+    // Null lets every value through.
+    Validator validator = nullptr;
+    // Valid when the argument may be left out.
+    entt::meta_any defaultValue;
+    entt::meta_any minValue;
+    entt::meta_any maxValue;
+    // The accepted strings, a std::array<std::string, N>; empty otherwise.
+    entt::meta_any validValues;
+};
+
+// One script-visible argument of a function record. Injected arguments have none.
+struct ArgumentBinding
+{
+    std::string name;
+    // The native type without reference and const.
+    entt::meta_type type;
+    ArgumentDetails details;
+};
+} // namespace Scripting

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "Scripting/BindingType/ArgumentDetails.h"
+#include "Scripting/BindingType/TaggedBinding.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Scripting
+{
+namespace Reflection
+{
+class IFunction;
+}
+
+struct FunctionBinding : TaggedBinding
+{
+    // "constructor" for every constructor.
+    std::string name;
+    // Described arguments in native order, injected ones left out.
+    std::vector<ArgumentBinding> arguments;
+    // Shared by every copy of the record.
+    std::shared_ptr<Reflection::IFunction> function;
+    std::vector<std::string> runtimeConditions;
+};
+} // namespace Scripting

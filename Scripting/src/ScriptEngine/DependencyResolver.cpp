@@ -695,8 +695,11 @@ ModuleResolveResult DependencyResolver::_resolveDependencyRequests(const Version
     const internal::FactoryIndex factories(mFactories);
     ModuleResolveResult result;
     std::vector<SupportedBindingModule> supported;
-    for (const auto& [key, requests] : table)
+    for (const VersionRequestTable::Entry& entry : table)
     {
+        // Named, not bound, so that the lambdas below may capture them.
+        const VersionRequestKey& key = entry.first;
+        const std::vector<VersionRequestedBy>& requests = entry.second;
         OV_ASSERT(!requests.empty(), "How did this happen, module entry in table would only exist if it had requests!");
         if (requests.empty())
         {

@@ -666,12 +666,6 @@ void VersionRequestTable::add(const VersionRequestKey& key, VersionRequestedBy r
     mEntries[slot->second].second.push_back(std::move(request));
 }
 
-const std::vector<VersionRequestedBy>* VersionRequestTable::find(const quv::UUID& uuid) const
-{
-    const auto slot = mIndexByUuid.find(uuid);
-    return slot == mIndexByUuid.end() ? nullptr : &mEntries[slot->second].second;
-}
-
 DependencyResolver::DependencyResolver(const std::vector<std::unique_ptr<IModuleBindingFactory>>& factories,
                                        VersionSelection versionSelection)
     : mFactories(factories), mVersionSelection(versionSelection)

@@ -17,7 +17,7 @@ struct Scripting_BindingTypesTestsBase : ZentaryUnitTest::TestClass<Scripting_Bi
     using Optional = std::optional<std::string>;
     using Variant = std::variant<int, std::string>;
 
-    // Each case registers for itself: a host calls no hook, and other suites reset the meta context after
+    // Each case registers for itself: a host need not call a hook, and other suites reset the meta context after
     // their cases. Registering again replaces the same entries.
     static void registerTypes()
     {

@@ -130,12 +130,9 @@ public:
         const uint8_t a = input.byte();
         const uint8_t b = input.byte();
         const uint8_t c = input.byte();
-        mExpectedAsserts.clear();
-        mMayAssertRemoving = false;
-        mTouched.clear();
-
+        _beginStep();
         const std::vector<std::string> asserts =
-            Ovelith::Diagnostics::collectAsserts([&] { _apply(operation % 21, a, b, c); });
+            Ovelith::Diagnostics::collectAsserts([&] { _apply(operation % OPERATIONS, a, b, c); });
         _checkAsserts(asserts);
         const std::vector<std::string> checkAsserts = Ovelith::Diagnostics::collectAsserts([&] { _check(); });
         FUZZ_CHECK(checkAsserts.empty());
@@ -147,9 +144,7 @@ public:
         {
             if (mRegistries[r].registry)
             {
-                mExpectedAsserts.clear();
-                mMayAssertRemoving = false;
-                mTouched.clear();
+                _beginStep();
                 const std::vector<std::string> asserts =
                     Ovelith::Diagnostics::collectAsserts([&] { _destroyRegistry(r, false); });
                 _checkAsserts(asserts);
@@ -172,6 +167,15 @@ public:
     }
 
 private:
+    static constexpr uint8_t OPERATIONS = 21;
+
+    void _beginStep()
+    {
+        mExpectedAsserts.clear();
+        mMayAssertRemoving = false;
+        mTouched.clear();
+    }
+
     // ---- The model ----
 
     void _addReference(size_t serial)

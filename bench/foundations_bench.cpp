@@ -192,4 +192,69 @@ void BM_VersionSatisfies(benchmark::State& state)
     state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_VersionSatisfies)->ArgName("strict")->Arg(0)->Arg(1);
+
+// Tags of 100,000 identifiers that agree up to the last one, so that both are read to their end.
+struct LongTags
+{
+    static constexpr size_t IDENTIFIERS = 100000;
+
+    LongTags()
+    {
+        std::string common;
+        for (size_t i = 0; i + 1 < IDENTIFIERS; ++i)
+        {
+            common += (i % 2 == 0) ? "1." : "x.";
+        }
+        lesser = Scripting::Version(1, 0, 0, common + "9");
+        greater = Scripting::Version(1, 0, 0, common + "10");
+    }
+
+    Scripting::Version lesser;
+    Scripting::Version greater;
+};
+
+const LongTags& longTags()
+{
+    static const LongTags tags;
+    return tags;
+}
+
+void BM_VersionLess_LongTag(benchmark::State& state)
+{
+    const LongTags& tags = longTags();
+    for (auto _ : state)
+    {
+        bool less = tags.lesser < tags.greater;
+        benchmark::DoNotOptimize(less);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * tags.lesser.Prerelease.size()));
+}
+BENCHMARK(BM_VersionLess_LongTag)->Unit(benchmark::kMicrosecond);
+
+void BM_VersionSatisfies_LongTag(benchmark::State& state)
+{
+    // Equal tags: the prerelease rule compares the tags, then the whole versions.
+    const LongTags& tags = longTags();
+    const Scripting::Version copy = tags.lesser;
+    for (auto _ : state)
+    {
+        bool satisfied = tags.lesser.satisfies(copy, true);
+        benchmark::DoNotOptimize(satisfied);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * tags.lesser.Prerelease.size()));
+}
+BENCHMARK(BM_VersionSatisfies_LongTag)->Unit(benchmark::kMicrosecond);
+
+// Baseline: one plain byte-wise compare of the same two tags, which knows nothing of identifiers.
+void BM_Baseline_StringLess_LongTag(benchmark::State& state)
+{
+    const LongTags& tags = longTags();
+    for (auto _ : state)
+    {
+        bool less = tags.lesser.Prerelease < tags.greater.Prerelease;
+        benchmark::DoNotOptimize(less);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * tags.lesser.Prerelease.size()));
+}
+BENCHMARK(BM_Baseline_StringLess_LongTag)->Unit(benchmark::kMicrosecond);
 } // namespace

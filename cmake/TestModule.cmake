@@ -25,3 +25,13 @@ function(zut_add_suite_test module class)
     add_test(NAME ${module}.${class} COMMAND testhost --tag ${class} $<TARGET_FILE:${module}>)
     set_tests_properties(${module}.${class} PROPERTIES LABELS "${ARGN}")
 endfunction()
+
+# zut_add_contract_test(<module>)
+# One CTest test that runs every case of the module through contracthost, which calls no hook, and through
+# testhost (--tag all), and fails unless both count the same passes and failures and nothing failed.
+function(zut_add_contract_test module)
+    add_test(NAME ${module}.ContractOnlyHost
+             COMMAND ${CMAKE_COMMAND} -DTESTHOST=$<TARGET_FILE:testhost> -DCONTRACTHOST=$<TARGET_FILE:contracthost>
+                     -DMODULE=$<TARGET_FILE:${module}> -P ${PROJECT_SOURCE_DIR}/cmake/CompareHosts.cmake)
+    set_tests_properties(${module}.ContractOnlyHost PROPERTIES LABELS host)
+endfunction()

@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # One entry point for people and CI.
 #   tools/build.sh run    build (Release) and run the test host over the built-in test module
-#   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest
+#   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest, then each
+#                         fuzz target for 20 s
+#   tools/build.sh fuzz [SECONDS]
+#                         build the libFuzzer targets (clang) and run each for SECONDS (default 20)
 #   tools/build.sh bench  build (Release) and run every benchmark, writing JSON to build/release/bench-results
 #   tools/build.sh deps   only install what is missing
 set -euo pipefail
@@ -45,6 +48,13 @@ test)
     ctest --preset release -j "$(nproc)"
     build asan
     ctest --preset asan -j "$(nproc)"
+    build fuzz
+    fuzz/run.sh build/fuzz 20
+    ;;
+fuzz)
+    install_missing
+    build fuzz
+    fuzz/run.sh build/fuzz "${2:-20}"
     ;;
 bench)
     install_missing
@@ -52,7 +62,7 @@ bench)
     bench/run_all.sh build/release
     ;;
 *)
-    echo "usage: tools/build.sh run [host options] | test | bench | deps" >&2
+    echo "usage: tools/build.sh run [host options] | test | fuzz [SECONDS] | bench | deps" >&2
     exit 2
     ;;
 esac

@@ -23,73 +23,67 @@ bool isNumericIdentifier(std::string_view identifier)
     return true;
 }
 
-// Splits at every '.'; a trailing separator adds no identifier, a leading or doubled one adds an empty one.
-// Calls `visit` until it returns false.
-template <typename Visit>
-void forEachIdentifier(std::string_view tag, Visit&& visit)
+// The first identifier of `tag` from `start` on; a separator at the very end starts no further identifier, a
+// leading or doubled one yields an empty identifier.
+std::string_view identifierFrom(std::string_view tag, size_t start)
 {
-    size_t start = 0;
-    while (start < tag.size())
+    const size_t dot = tag.find('.', start);
+    return tag.substr(start, (dot == std::string_view::npos ? tag.size() : dot) - start);
+}
+
+bool identifierLess(std::string_view x, std::string_view y)
+{
+    const bool xNumeric = isNumericIdentifier(x);
+    const bool yNumeric = isNumericIdentifier(y);
+    if (xNumeric && yNumeric)
     {
-        const size_t dot = tag.find('.', start);
-        const size_t end = dot == std::string_view::npos ? tag.size() : dot;
-        if (!visit(tag.substr(start, end - start)))
-        {
-            return;
-        }
-        start = end + 1;
+        return std::atoi(std::string(x).c_str()) < std::atoi(std::string(y).c_str());
     }
+    if (xNumeric != yNumeric)
+    {
+        return xNumeric;
+    }
+    return x < y;
 }
 
-size_t countIdentifiers(std::string_view tag)
+// Where two texts first differ: the shorter length when one is a prefix of the other. Blocks go through memcmp,
+// which reads many bytes at a time; a byte loop finds the place within the first block that differs.
+size_t firstDifference(std::string_view a, std::string_view b)
 {
-    size_t count = 0;
-    forEachIdentifier(tag, [&count](std::string_view) { return ++count, true; });
-    return count;
+    constexpr size_t BLOCK = 256;
+    const size_t common = a.size() < b.size() ? a.size() : b.size();
+    size_t position = 0;
+    while (position + BLOCK <= common && std::memcmp(a.data() + position, b.data() + position, BLOCK) == 0)
+    {
+        position += BLOCK;
+    }
+    while (position < common && a[position] == b[position])
+    {
+        ++position;
+    }
+    return position;
 }
 
-std::string_view identifierAt(std::string_view tag, size_t index)
-{
-    std::string_view found;
-    forEachIdentifier(tag,
-                      [&](std::string_view identifier)
-                      {
-                          if (index-- == 0)
-                          {
-                              found = identifier;
-                              return false;
-                          }
-                          return true;
-                      });
-    return found;
-}
-
+// Linear in the tags' length, however many identifiers they hold: a version may come from a script. Up to
+// their first differing byte the tags, and so their identifiers, are the same; the pair of identifiers that
+// holds that byte decides, or, when that pair is equal too, which tag has identifiers left.
 bool prereleaseLess(std::string_view a, std::string_view b)
 {
-    const size_t countA = countIdentifiers(a);
-    const size_t countB = countIdentifiers(b);
-    const size_t common = countA < countB ? countA : countB;
-    for (size_t i = 0; i < common; ++i)
+    const size_t lastDot = a.substr(0, firstDifference(a, b)).rfind('.');
+    size_t start = lastDot == std::string_view::npos ? 0 : lastDot + 1;
+    if (start < a.size() && start < b.size())
     {
-        const std::string_view x = identifierAt(a, i);
-        const std::string_view y = identifierAt(b, i);
-        if (x == y)
+        const std::string_view x = identifierFrom(a, start);
+        const std::string_view y = identifierFrom(b, start);
+        if (x != y)
         {
-            continue;
+            return identifierLess(x, y);
         }
-        const bool xNumeric = isNumericIdentifier(x);
-        const bool yNumeric = isNumericIdentifier(y);
-        if (xNumeric && yNumeric)
-        {
-            return std::atoi(std::string(x).c_str()) < std::atoi(std::string(y).c_str());
-        }
-        if (xNumeric != yNumeric)
-        {
-            return xNumeric;
-        }
-        return x < y;
+        // Equal only when one tag ends where the other has a separator: neither holds a further pair.
+        start += x.size() + 1;
     }
-    return countA < countB;
+    // Equal so far: the one that ran out of identifiers first has fewer.
+    return start >= a.size() && start < b.size();
 }
 } // namespace
 

@@ -36,6 +36,9 @@ void checkConstructAndRead(int stored)
 ZUT_REGISTER_TEST_CLASS(Scripting_OptionalHelperTests);
 struct Scripting_OptionalHelperTestsBase : ZentaryUnitTest::TestClass<Scripting_OptionalHelperTests>
 {
+    // Cases reuse the names of local types, which clang's type names do not tell apart, so each case starts from
+    // an empty meta context: a host need not call onAfterTest, and an earlier suite may have registered anything.
+    static void startFromEmptyContext() { entt::meta_reset(Reflection::context()); }
     void onAfterTest() override { entt::meta_reset(Reflection::context()); }
 };
 
@@ -43,6 +46,7 @@ class Scripting_OptionalHelperTests final : public Scripting_OptionalHelperTests
 {
     ZUT_TEST(RegisterOptional_UseOptionalType_WorksAsExpected)
     {
+        startFromEmptyContext();
         struct LocalClass
         {
             int value = 0;
@@ -61,6 +65,7 @@ class Scripting_OptionalHelperTests final : public Scripting_OptionalHelperTests
 
     ZUT_TEST(RegisterOptional_UseOptionalTypeAsTemplateArgument_WorksAsExpected)
     {
+        startFromEmptyContext();
         struct LocalClass
         {
             int value = 0;
@@ -76,6 +81,7 @@ class Scripting_OptionalHelperTests final : public Scripting_OptionalHelperTests
 
     ZUT_TEST(RegisterOptional_UseNestedOptional_WorksAsExpected)
     {
+        startFromEmptyContext();
         struct LocalClass
         {
             int value = 0;
@@ -103,6 +109,7 @@ class Scripting_OptionalHelperTests final : public Scripting_OptionalHelperTests
 
     ZUT_TEST(RegisterOptional_UseContainerOfOptionalType_WorksAsExpected)
     {
+        startFromEmptyContext();
         struct LocalClass
         {
             int value = 0;

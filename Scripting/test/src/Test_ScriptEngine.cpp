@@ -1,8 +1,12 @@
+#include "Scripting/BindingFactory/CommonModuleFactory.h"
+#include "Scripting/BindingFactory/GenericModuleBindingFactory.h"
 #include "Scripting/ScriptEngine/ScriptEngine.h"
 #include "TestEmptyModuleBindingFactory.h"
 
 #include "ZentaryUnitTest/Assert.h"
 #include "ZentaryUnitTest/TestClass.h"
+
+#include <fmt/format.h>
 
 #include <functional>
 #include <map>
@@ -470,5 +474,48 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
         Assert::IsFalse(engine.engine.hasModuleBindingFactory(MODULE_UUID));
         const ScriptContextResult result = engine.request({module("test_module", MODULE_UUID, Version(1, 0, 0))});
         expectFailure(result, 1, 0, 0);
+    }
+
+    ZUT_TEST(CreateMultipleVersionsOfModuleWithAliases_RequestModuleByAlias_Success)
+    {
+        Engine engine;
+        auto factory = std::make_unique<GenericModuleBindingFactory>("testFactory", ALIASED_UUID);
+        const auto creator = [](ModuleBindingBuilder& builder, const std::optional<ContextConfig>&)
+        { return std::optional<ModuleBinding>(builder.build(true, {}, {})); };
+        factory->addVersionedModuleBinding("alias_1", Version(1, 0, 0), creator, CommonModuleFactory::VERSION_1_2_0, {},
+                                           false);
+        factory->addVersionedModuleBinding("alias_2", Version(2, 0, 0), creator, CommonModuleFactory::VERSION_1_2_0, {},
+                                           false);
+        engine.engine.addModuleBindingFactory(std::make_unique<CommonModuleFactory>());
+        engine.engine.addModuleBindingFactory(std::move(factory));
+
+        std::vector<std::string> built;
+        engine.engine.clearRuntimeFactory();
+        engine.engine.setRuntimeFactory(
+            [&](const ContextConfig&, const std::vector<ModuleDescriptor>&)
+            {
+                return std::make_shared<TestEmptyRuntime>(
+                    [&](const ModuleBindingBundle& bundle)
+                    {
+                        for (const ModuleBinding& binding : bundle.moduleBindings)
+                        {
+                            built.push_back(binding.descriptor.name + " " + binding.descriptor.version.toString());
+                        }
+                    });
+            });
+
+        for (const auto& [alias, version] :
+             {std::pair("alias_1", Version(1, 0, 0)), std::pair("alias_2", Version(2, 0, 0))})
+        {
+            built.clear();
+            const std::optional<ModuleDescriptor> descriptor = engine.engine.getModuleDescriptor(std::string(alias));
+            Assert::IsTrue(descriptor.has_value(), true, "No factory answers to {}", alias);
+            Assert::AreEqual(descriptor->uuid, ALIASED_UUID);
+            const ScriptContextResult result = engine.request({module(alias, descriptor->uuid, version)});
+            expectSuccess(result);
+            Assert::IsTrue(built == std::vector<std::string>{"@zentary/common 1.2.0",
+                                                             std::string(alias) + " " + version.toString()},
+                           false, "Built for {}: {}", alias, fmt::join(built, ", "));
+        }
     }
 };

@@ -723,7 +723,7 @@ ModuleResolveResult DependencyResolver::_resolveDependencyRequests(const Version
             continue;
         }
 
-        const auto reportMissingVersions = [&]
+        const auto reportMissingVersions = [&result, &key = key, &requests = requests]
         {
             for (const VersionRequestedBy& request : requests)
             {

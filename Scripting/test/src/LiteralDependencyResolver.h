@@ -99,7 +99,9 @@ public:
         std::vector<SupportedBindingModule> supported;
         for (const auto& [key, requests] : table)
         {
-            const auto module = [&](Version version) { return ModuleDescriptor{key.name, key.uuid, version, false}; };
+            const auto module = [&key = key](Version version) {
+                return ModuleDescriptor{key.name, key.uuid, version, false};
+            };
             const VersionRequestedBy* explicitRequest = nullptr;
             for (const VersionRequestedBy& request : requests)
             {

@@ -720,7 +720,7 @@ ModuleResolveResult DependencyResolver::_resolveDependencyRequests(const Version
             continue;
         }
 
-        const auto reportMissingVersions = [&result, &key = key, &requests = requests]
+        const auto reportMissingVersions = [&]
         {
             for (const VersionRequestedBy& request : requests)
             {

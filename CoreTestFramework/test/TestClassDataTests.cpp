@@ -1,5 +1,6 @@
 // TestClassData driving the framework's fixture module as a driver would: loaded, initialised, one holder
 // per class.
+#include "LoadModule.h"
 #include "fixture/FrameworkFixture.h"
 
 #include "Diagnostics/Assert.h"
@@ -7,8 +8,6 @@
 #include "ZentaryUnitTest/TestModule.h"
 
 #include <gtest/gtest.h>
-
-#include <dlfcn.h>
 
 #include <memory>
 #include <stdexcept>
@@ -22,24 +21,10 @@ using ZentaryUnitTest::TestClassData;
 
 namespace
 {
-// Loaded once and kept for the process: its classes' code must stay mapped while anything of it lives.
 TestModule& fixtureModule()
 {
-    static TestModule* const sModule = []
-    {
-        void* handle = dlopen(FRAMEWORK_FIXTURE_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
-        if (handle == nullptr)
-        {
-            throw std::runtime_error(dlerror());
-        }
-        auto entry = reinterpret_cast<GetTestModule2Function>(dlsym(handle, "getTestModule2"));
-        if (entry == nullptr)
-        {
-            throw std::runtime_error("no getTestModule2");
-        }
-        return entry();
-    }();
-    return *sModule;
+    static TestModule& sModule = FrameworkTests::loadTestModule(FRAMEWORK_FIXTURE_MODULE_PATH);
+    return sModule;
 }
 
 class RecordingListener : public TestResultListener

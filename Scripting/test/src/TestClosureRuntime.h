@@ -13,6 +13,13 @@
 
 namespace Scripting
 {
+// The message of the error a result holds, or "<no error>", for checks and their failure texts.
+inline std::string errorMessage(const ResultAny& result)
+{
+    const Error* error = result.tryGetError();
+    return error != nullptr ? error->message : std::string("<no error>");
+}
+
 // A runtime whose every closure is one native callback of signature R(Args...), with a registry of its own
 // (id 1) to keep closure objects in. Everything but calling closures is empty.
 template <typename R, typename... Args>

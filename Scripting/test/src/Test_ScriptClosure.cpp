@@ -27,12 +27,6 @@ TestClosureAny makeTestClosureAny(Runtime& runtime)
 {
     return runtime.template makeClosure<TestClosureAny>();
 }
-
-std::string errorMessage(const ResultAny& result)
-{
-    const Error* error = result.tryGetError();
-    return error != nullptr ? error->message : std::string("<no error>");
-}
 } // namespace
 
 ZUT_TEST_CLASS(Scripting_ScriptClosureTests);

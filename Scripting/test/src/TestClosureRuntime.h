@@ -96,7 +96,7 @@ private:
     {
         std::tuple<std::remove_reference_t<Args>*...> values{
             arguments[I].template try_cast<std::remove_reference_t<Args>>()...};
-        if (((std::get<I>(values) == nullptr) || ...))
+        if ((!std::get<I>(values) || ...))
         {
             return Error(WRONG_ARGUMENTS_MESSAGE);
         }

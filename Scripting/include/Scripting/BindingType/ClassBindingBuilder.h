@@ -1,0 +1,217 @@
+#pragma once
+
+#include "Scripting/BindingType/ArgumentBindingBuilder.h"
+#include "Scripting/BindingType/ArgumentBindingBuilderValidator.h"
+#include "Scripting/BindingType/ClassBinding.h"
+#include "Scripting/BindingType/internal/BuilderSupport.h"
+#include "Scripting/BindingType/internal/PropertyAdders.h"
+#include "Scripting/LifetimeRegistry/LifetimeScopeImplementation.h"
+#include "Scripting/Reflection/Function.h"
+#include "Scripting/Reflection/Property.h"
+
+#include "Diagnostics/Assert.h"
+
+#include <entt/meta/factory.hpp>
+
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+namespace Scripting
+{
+namespace internal
+{
+template <auto function>
+concept FunctionPointer =
+    std::is_pointer_v<decltype(function)> && std::is_function_v<std::remove_pointer_t<decltype(function)>>;
+
+// Make the callable of a function record from the details of its arguments.
+template <typename Wrapper>
+struct MakeWrapper
+{
+    Privilege privilege;
+
+    std::shared_ptr<Wrapper> operator()(std::vector<ArgumentDetails>&& details) const
+    {
+        return std::make_shared<Wrapper>(privilege, std::move(details));
+    }
+};
+
+template <typename Wrapper, typename Lambda>
+struct MakeLambdaWrapper
+{
+    Privilege privilege;
+    Lambda& lambda;
+
+    std::shared_ptr<Wrapper> operator()(std::vector<ArgumentDetails>&& details) const
+    {
+        return std::make_shared<Wrapper>(privilege, std::move(lambda), std::move(details));
+    }
+};
+
+// Makes the callable with the builders' details, fills the argument records and appends the function, or
+// reports and drops it.
+template <typename Wrapper, typename Make, typename... Args>
+FunctionBinding& addFunction(std::vector<FunctionBinding>& target, std::string name, FunctionKind kind,
+                             const Make& makeWrapper, ArgumentBindingBuilder<Args>&&... arguments)
+{
+    FunctionBinding binding;
+    binding.name = std::move(name);
+    binding.function = makeWrapper(ArgumentBindingHelper::getArgumentDetails(arguments...));
+    const bool argumentsFilled = ArgumentBindingBuilderValidator::fillArguments<typename Wrapper::NativeArguments>(
+        binding, std::move(arguments)...);
+    return appendFunctionBinding(target, std::move(binding), argumentsFilled, kind);
+}
+} // namespace internal
+
+// The fluent front of a ClassBinding for the native class `T`. Tags set on the builder tag the class; tags set
+// on a returned record tag that member. A returned reference stays good until the next addition of its kind.
+template <typename T>
+class ClassBindingBuilder : public TaggedBinding, public internal::PropertyAdders<T, ClassBindingBuilder<T>>
+{
+    friend class internal::PropertyAdders<T, ClassBindingBuilder<T>>;
+    static constexpr const char* OWNER = "Class";
+
+public:
+    explicit ClassBindingBuilder(const std::string& name)
+    {
+        internal::checkOwnerName(OWNER, name, Reflection::resolve<T>());
+        mCurrentClassBinding.name = name;
+    }
+
+    // A member function of `T` or of a base of it.
+    template <auto nativeMethod, Privilege privilege = Privilege::None, typename... Args>
+    requires std::is_member_function_pointer_v<decltype(nativeMethod)> FunctionBinding&
+    method(const std::string& name, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::MemberFunction<nativeMethod>;
+        return _addMember<Wrapper>(name, "method", internal::MakeWrapper<Wrapper>{privilege}, std::move(arguments)...);
+    }
+
+    // A lambda whose first parameter is the object.
+    template <Privilege privilege = Privilege::None, typename Lambda, typename... Args>
+    FunctionBinding& method(const std::string& name, Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::LambdaFunction<Lambda, true>;
+        return _addMember<Wrapper>(name, "method", internal::MakeLambdaWrapper<Wrapper, Lambda>{privilege, lambda},
+                                   std::move(arguments)...);
+    }
+
+    // A free or static function.
+    template <auto nativeFunction, Privilege privilege = Privilege::None, typename... Args>
+    requires internal::FunctionPointer<nativeFunction> FunctionBinding&
+    function(const std::string& name, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::StaticFunction<nativeFunction, false>;
+        return _addMember<Wrapper>(name, "function", internal::MakeWrapper<Wrapper>{privilege},
+                                   std::move(arguments)...);
+    }
+
+    // A lambda that takes no object.
+    template <Privilege privilege = Privilege::None, typename Lambda, typename... Args>
+    FunctionBinding& function(const std::string& name, Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::LambdaFunction<Lambda, false>;
+        return _addMember<Wrapper>(name, "function", internal::MakeLambdaWrapper<Wrapper, Lambda>{privilege, lambda},
+                                   std::move(arguments)...);
+    }
+
+    // A function that makes the object and returns a handle to it (or a Result of one), optionally through
+    // an injected WeakLifetimeScope&.
+    template <auto nativeFunction, Privilege privilege = Privilege::ReadOnly, typename... Args>
+    requires internal::FunctionPointer<nativeFunction> FunctionBinding&
+    constructor(ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::StaticFunction<nativeFunction, false>;
+        return internal::addFunction<Wrapper>(mCurrentClassBinding.constructors, CONSTRUCTOR_NAME,
+                                              internal::FunctionKind::Constructor,
+                                              internal::MakeWrapper<Wrapper>{privilege}, std::move(arguments)...);
+    }
+
+    template <Privilege privilege = Privilege::ReadOnly, typename Lambda, typename... Args>
+    FunctionBinding& constructor(Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::LambdaFunction<Lambda, false>;
+        return internal::addFunction<Wrapper>(
+            mCurrentClassBinding.constructors, CONSTRUCTOR_NAME, internal::FunctionKind::Constructor,
+            internal::MakeLambdaWrapper<Wrapper, Lambda>{privilege, lambda}, std::move(arguments)...);
+    }
+
+    using internal::PropertyAdders<T, ClassBindingBuilder<T>>::property;
+
+    // A member object that the runtime reads once and then holds fixed.
+    template <auto member>
+    requires std::is_member_object_pointer_v<decltype(member)> PropertyBinding& bakedProperty(const std::string& name)
+    {
+        return this->template _add<typename internal::MemberAccess<T, member>::Return>(
+            name, std::make_shared<Reflection::MemberPropertyGetter<T, true, member>>(Privilege::ReadOnly), nullptr);
+    }
+
+    // A value made anew, by copy, whenever a context asks for it.
+    template <typename V>
+    ConstantFactory& constant(const std::string& name, V value)
+    {
+        if (!internal::checkMemberName(OWNER, mCurrentClassBinding.name, name, "constant"))
+        {
+            return internal::droppedConstant();
+        }
+        ConstantFactory& added = mCurrentClassBinding.constants.emplace_back();
+        added.name = name;
+        added.type = Reflection::resolve<V>();
+        added.isConstant = true;
+        added.factory = internal::ConstantValue<V>{std::move(value)};
+        return added;
+    }
+
+    // Makes `U` the base of `T` for the meta system, with the conversions of the typed handles, and for the
+    // record. The meta entries stand even if the binding is never finished.
+    template <typename U>
+    void base()
+    {
+        static_assert(std::is_base_of_v<U, T> && !std::is_same_v<U, T>, "base<U>() needs U to be a base of T");
+        entt::meta_ctx& context = Reflection::context();
+        entt::meta<T>(context).template base<U>();
+        entt::meta<StrongTypedObjectHandle<T>>(context).template conv<StrongTypedObjectHandle<U>>();
+        entt::meta<WeakTypedObjectHandle<T>>(context).template conv<WeakTypedObjectHandle<U>>();
+        entt::meta<TypedObjectHandle<T>>(context).template conv<TypedObjectHandle<U>>();
+        OV_ASSERT(!mCurrentClassBinding.baseType, "This Class Binding already has a base!");
+        mCurrentClassBinding.baseType = Reflection::resolve<U>();
+    }
+
+    // The record, with the builder's tags. The builder is spent.
+    ClassBinding finish()
+    {
+        mCurrentClassBinding.type = Reflection::resolve<T>();
+        mCurrentClassBinding.releases = std::move(releases);
+        return std::move(mCurrentClassBinding);
+    }
+
+private:
+    static constexpr const char* CONSTRUCTOR_NAME = "constructor";
+
+    // Methods and functions of the class share one list and one mismatch report.
+    template <typename Wrapper, typename Make, typename... Args>
+    FunctionBinding& _addMember(const std::string& name, const char* memberKind, const Make& makeWrapper,
+                                ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        if (!internal::checkMemberName(OWNER, mCurrentClassBinding.name, name, memberKind))
+        {
+            return internal::droppedFunctionBinding();
+        }
+        return internal::addFunction<Wrapper>(mCurrentClassBinding.functions, name, internal::FunctionKind::Method,
+                                              makeWrapper, std::move(arguments)...);
+    }
+
+    PropertyBinding& _appendProperty(PropertyBinding&& binding)
+    {
+        if (!internal::checkMemberName(OWNER, mCurrentClassBinding.name, binding.name, "property"))
+        {
+            return internal::droppedPropertyBinding();
+        }
+        return mCurrentClassBinding.properties.emplace_back(std::move(binding));
+    }
+
+    ClassBinding mCurrentClassBinding;
+};
+} // namespace Scripting

@@ -1,0 +1,160 @@
+#pragma once
+
+#include "Scripting/BindingType/ArgumentBindingBuilder.h"
+#include "Scripting/BindingType/ClassBindingBuilder.h"
+#include "Scripting/BindingType/ContextConfig.h"
+#include "Scripting/BindingType/ModuleBinding.h"
+#include "Scripting/BindingType/TypeMapBuilder.h"
+#include "Scripting/BindingType/internal/BuilderSupport.h"
+#include "Scripting/Reflection/Function.h"
+#include "Scripting/Version.h"
+
+#include "UUID.h"
+
+#include <entt/meta/meta.hpp>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Scripting
+{
+class WeakLifetimeScope;
+
+namespace internal
+{
+class SymbolTable;
+}
+
+// Collects everything that the versions of one module show, then builds one version of it. Nothing is
+// decided while adding: `build` keeps what the release tags allow for the builder's version, orders the
+// classes and reports names that collide within that version only, so one description can hold two records
+// of one name for different versions.
+class ModuleBindingBuilder
+{
+public:
+    ModuleBindingBuilder(quv::UUID uuid, const std::string& name, const Version& version, bool builderFlag);
+    ModuleBindingBuilder(const ModuleBindingBuilder&) = delete;
+    ModuleBindingBuilder& operator=(const ModuleBindingBuilder&) = delete;
+
+    // A dependency on the module itself is reported and kept, for the resolver to fail on; one equal to a
+    // dependency already there (same UUID and versions) is reported and dropped.
+    ModuleBindingBuilder& dependency(const ModuleDependency& module);
+    ModuleBindingBuilder& dependency(const std::vector<ModuleDependency>& modules);
+
+    // A module-level free or static function. Argument builders come in native order, injected parameters left
+    // out. A mismatch with the native signature is reported and the function left out.
+    template <auto nativeFunction, Privilege privilege = Privilege::None, typename... Args>
+    requires internal::FunctionPointer<nativeFunction> FunctionBinding&
+    function(const std::string& name, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::StaticFunction<nativeFunction, false>;
+        return _addFunction<Wrapper>(name, internal::MakeWrapper<Wrapper>{privilege}, std::move(arguments)...);
+    }
+
+    // A module-level lambda.
+    template <Privilege privilege = Privilege::None, typename Lambda, typename... Args>
+    FunctionBinding& function(const std::string& name, Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::LambdaFunction<Lambda, false>;
+        return _addFunction<Wrapper>(name, internal::MakeLambdaWrapper<Wrapper, Lambda>{privilege, lambda},
+                                     std::move(arguments)...);
+    }
+
+    // A value made anew, by copy, whenever a context asks for it.
+    template <typename V>
+    ConstantFactory& constant(const std::string& name, V value)
+    {
+        return constant(name, Reflection::resolve<V>(), true, internal::ConstantValue<V>{std::move(value)});
+    }
+
+    // An object of type `T` that a context makes on demand with `factory`. The factory can take only what the
+    // context fills in (WeakLifetimeScope& and the other injected types); one that wants script arguments is
+    // reported and left out.
+    template <typename T, Privilege privilege = Privilege::ReadOnly, typename Lambda>
+    ObjectFactoryBinding& object(const std::string& name, Lambda factory)
+    {
+        ObjectFactoryBinding binding;
+        binding.name = name;
+        binding.type = Reflection::resolve<T>();
+        binding.function = std::make_shared<Reflection::LambdaFunction<Lambda, false>>(privilege, std::move(factory),
+                                                                                       std::vector<ArgumentDetails>{});
+        return _addObjectFactory(std::move(binding));
+    }
+
+    // Each adder returns the record it appended, for tagging; it stays valid until the next addition of its
+    // kind.
+    ClassBinding& classBinding(ClassBinding binding);
+    InterfaceBinding& interfaceBinding(InterfaceBinding binding);
+    ErrorBinding& errorBinding(ErrorBinding binding);
+    EnumBinding& enumBinding(EnumBinding binding);
+    FunctionBinding& functionBinding(FunctionBinding binding);
+    ObjectFactoryBinding& objectFactory(ObjectFactoryBinding binding);
+
+    ConstantFactory& constant(const std::string& name, entt::meta_type type, bool isConstant,
+                              std::function<entt::meta_any(WeakLifetimeScope&)> factory);
+
+    // A module made of script text holds no bindings.
+    ModuleBindingBuilder& scriptSource(std::string source);
+
+    // Maps the key constant of every class added so far that derives from the map's base.
+    ModuleBindingBuilder& createTypeMap(TypeMapBuilder& typeMap);
+
+    // The version of the builder, with what its tags allow. Untagged records are in when `allowUntagged`;
+    // `enabledTags` lets records tagged for those prereleases in. The builder is empty afterwards.
+    ModuleBinding build(bool allowUntagged, const std::vector<std::string>& enabledTags,
+                        const RuntimeConditions& conditions);
+
+private:
+    struct BuilderData
+    {
+        bool builderFlag = false;
+        ModuleDescriptor descriptor;
+        std::vector<ModuleDependency> dependencies;
+        std::vector<ClassBinding> classBindings;
+        std::vector<InterfaceBinding> interfaceBindings;
+        std::vector<ErrorBinding> errorBindings;
+        std::vector<EnumBinding> enumBindings;
+        std::vector<FunctionBinding> functionBindings;
+        std::vector<ObjectFactoryBinding> objectFactories;
+        std::vector<ConstantFactory> constants;
+        std::vector<TypeMapBinding> typeMaps;
+        std::string scriptSource;
+    };
+
+    template <typename Wrapper, typename Make, typename... Args>
+    FunctionBinding& _addFunction(const std::string& name, const Make& makeWrapper,
+                                  ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        if (!internal::checkMemberName(OWNER, mBuilderData.descriptor.name, name, "function"))
+        {
+            return internal::droppedFunctionBinding();
+        }
+        return internal::addFunction<Wrapper>(mBuilderData.functionBindings, name, internal::FunctionKind::Function,
+                                              makeWrapper, std::move(arguments)...);
+    }
+    ObjectFactoryBinding& _addObjectFactory(ObjectFactoryBinding&& binding);
+
+    bool _isIncludedInBuild(const TaggedBinding& tag, bool allowUntagged,
+                            const std::vector<std::string>& enabledTags) const;
+    // Bases before their derived classes, otherwise in the given order. Classes caught in a cycle of bases
+    // are reported and left out.
+    std::vector<ClassBinding> _orderClassBindingsByDependency(std::vector<ClassBinding>& classBindings) const;
+    static void _validateClassConstructors(const ModuleBinding& module);
+    static void _reduceRuntimeConditions(ModuleBinding& module, const RuntimeConditions& conditions);
+    static void _checkSymbols(const ModuleBinding& module);
+    // Each reports and returns true when another record of the container has the name.
+    static bool _assertModuleMemberSymbolDoNotExist(internal::SymbolTable& symbols, const ModuleBinding& module,
+                                                    const std::string& name);
+    static bool _assertClassMemberSymbolDoNotExist(internal::SymbolTable& symbols, const ClassBinding& classBinding,
+                                                   const std::string& name);
+    static bool _assertEnumMemberSymbolDoNotExist(internal::SymbolTable& symbols, const EnumBinding& enumBinding,
+                                                  const std::string& name);
+
+    static constexpr const char* OWNER = "Module";
+
+    BuilderData mBuilderData;
+};
+} // namespace Scripting

@@ -1,0 +1,826 @@
+#include "Scripting/ScriptEngine/DependencyResolver.h"
+
+#include "Diagnostics/Assert.h"
+#include "Scripting/internal/Hash.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <queue>
+#include <tuple>
+#include <unordered_set>
+
+namespace Scripting
+{
+namespace internal
+{
+// A dependency as the walk carries it.
+struct DependencyWrapper
+{
+    ModuleDependency dependency;
+    // Stands for what the user asked for, directly or through a chain of `inheritsExplicit` dependencies.
+    bool isExplicit = false;
+};
+
+// A dependency set waiting for one of its versions to be requested by someone.
+struct PendingDependencySet
+{
+    ModuleDescriptor requester;
+    ModuleDependency dependency;
+};
+
+// A factory version whose dependencies have been walked.
+struct VisitedModuleVersion
+{
+    quv::UUID uuid;
+    Version version;
+
+    bool operator==(const VisitedModuleVersion&) const = default;
+
+    struct Hash
+    {
+        size_t operator()(const VisitedModuleVersion& visited) const noexcept
+        {
+            return static_cast<size_t>(combineHash(quv::UUID::Hash()(visited.uuid), Version::Hash()(visited.version)));
+        }
+    };
+};
+
+// The first registered factory of each UUID. Built once per pass, so that finding a factory costs the same
+// for the thousandth module as for the first.
+class FactoryIndex
+{
+public:
+    explicit FactoryIndex(const std::vector<std::unique_ptr<IModuleBindingFactory>>& factories)
+    {
+        mByUuid.reserve(factories.size());
+        for (const auto& factory : factories)
+        {
+            if (factory != nullptr)
+            {
+                mByUuid.try_emplace(factory->getUUID(), factory.get());
+            }
+        }
+    }
+
+    IModuleBindingFactory* find(const quv::UUID& uuid) const
+    {
+        const auto found = mByUuid.find(uuid);
+        return found == mByUuid.end() ? nullptr : found->second;
+    }
+
+private:
+    std::unordered_map<quv::UUID, IModuleBindingFactory*> mByUuid;
+};
+
+// Which versions of each module the table holds, kept so that "does any request meet this version" is a
+// lookup instead of a scan over every request for the module.
+class RequestedVersionIndex
+{
+public:
+    void add(const quv::UUID& uuid, const Version& version)
+    {
+        Module& module = mModules[uuid];
+        module.exact.insert(version);
+        if (version.Major == 0)
+        {
+            return;
+        }
+        Highest& highest = module.highestByMajor[version.Major];
+        std::optional<Number>& slot = version.hasPrerelease() ? highest.prerelease : highest.stable;
+        slot = std::max(slot.value_or(Number{}), numberOf(version));
+    }
+
+    // Whether some held version satisfies `wanted`, not strictly. Only a stable version of major 1 or above
+    // is ever met by another version than itself: by a stable one of its major that is not lower, or by a
+    // prerelease of its major with higher numbers.
+    bool meets(const quv::UUID& uuid, const Version& wanted) const
+    {
+        const auto module = mModules.find(uuid);
+        if (module == mModules.end())
+        {
+            return false;
+        }
+        if (module->second.exact.contains(wanted))
+        {
+            return true;
+        }
+        if (wanted.Major == 0 || wanted.hasPrerelease())
+        {
+            return false;
+        }
+        const auto highest = module->second.highestByMajor.find(wanted.Major);
+        if (highest == module->second.highestByMajor.end())
+        {
+            return false;
+        }
+        const Number number = numberOf(wanted);
+        return (highest->second.stable && *highest->second.stable >= number) ||
+               (highest->second.prerelease && *highest->second.prerelease > number);
+    }
+
+private:
+    // Minor and patch; the major is the key they are held under.
+    using Number = std::pair<uint16_t, uint16_t>;
+
+    static Number numberOf(const Version& version) { return {version.Minor, version.Patch}; }
+
+    struct Highest
+    {
+        std::optional<Number> stable;
+        std::optional<Number> prerelease;
+    };
+
+    struct Module
+    {
+        std::unordered_set<Version> exact;
+        std::unordered_map<uint16_t, Highest> highestByMajor;
+    };
+
+    std::unordered_map<quv::UUID, Module> mModules;
+};
+
+// Builds the request table. The walk over dependencies keeps its own stack, so that a chain of modules as
+// long as an application cares to declare costs heap, not call stack.
+class RequestTableBuilder
+{
+public:
+    RequestTableBuilder(const std::vector<std::unique_ptr<IModuleBindingFactory>>& factories,
+                        VersionSelection versionSelection)
+        : mFactories(factories), mVersionSelection(versionSelection)
+    {
+    }
+
+    VersionRequestTable build(const ModuleDescriptor& requester, const std::vector<ModuleDescriptor>& requested);
+
+private:
+    // The requests of one requester, walked one dependency at a time. A dependency is handled in two steps,
+    // because the walk descends into a promoted version before it records the plain request.
+    struct WalkFrame
+    {
+        ModuleDescriptor requester;
+        std::vector<DependencyWrapper> dependencies;
+        size_t next = 0;
+        bool promotionHandled = false;
+        IModuleBindingFactory* factory = nullptr;
+        bool isAvailable = false;
+        bool isOffered = false;
+
+        void advance()
+        {
+            ++next;
+            promotionHandled = false;
+            factory = nullptr;
+        }
+    };
+
+    void _walk(ModuleDescriptor requester, std::vector<DependencyWrapper> dependencies);
+    std::optional<WalkFrame> _descend(IModuleBindingFactory& factory, const DependencyWrapper& wrapper,
+                                      const Version& version);
+    void _addRequest(const ModuleDependency& dependency, VersionRequestedBy request);
+    bool _isAvailable(const std::vector<Version>& offered, const Version& requested) const;
+    std::optional<Version> _promotionFor(std::vector<Version> offered, const Version& requested) const;
+    bool _isSatisfied(const PendingDependencySet& pending) const;
+
+    FactoryIndex mFactories;
+    VersionSelection mVersionSelection;
+    VersionRequestTable mTable;
+    // Only dependency sets ask what the table holds, so the index is built when the first one is settled.
+    RequestedVersionIndex mRequestedVersions;
+    bool mIndexRequests = false;
+    std::unordered_set<VisitedModuleVersion, VisitedModuleVersion::Hash> mVisited;
+    std::vector<PendingDependencySet> mPending;
+};
+
+std::vector<DependencyWrapper> wrapDependencies(std::vector<ModuleDependency>&& dependencies, bool inheritedExplicit)
+{
+    std::vector<DependencyWrapper> wrappers;
+    wrappers.reserve(dependencies.size());
+    for (ModuleDependency& dependency : dependencies)
+    {
+        const bool isExplicit = dependency.inheritsExplicit && inheritedExplicit;
+        wrappers.push_back({std::move(dependency), isExplicit});
+    }
+    return wrappers;
+}
+
+bool contains(const std::vector<Version>& versions, const Version& version)
+{
+    return std::find(versions.begin(), versions.end(), version) != versions.end();
+}
+
+Version highestOf(const std::vector<Version>& versions)
+{
+    Version highest = versions.front();
+    for (const Version& version : versions)
+    {
+        if (highest < version)
+        {
+            highest = version;
+        }
+    }
+    return highest;
+}
+
+VersionRequestTable RequestTableBuilder::build(const ModuleDescriptor& requester,
+                                               const std::vector<ModuleDescriptor>& requested)
+{
+    // The caller's order must not matter. Stable, because Version's order is not a strict weak order for
+    // every prerelease tag a request may carry.
+    std::vector<ModuleDescriptor> sorted = requested;
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const ModuleDescriptor& left, const ModuleDescriptor& right)
+                     {
+                         if (left.name != right.name)
+                         {
+                             return left.name < right.name;
+                         }
+                         return left.version < right.version;
+                     });
+    std::vector<DependencyWrapper> wrappers;
+    wrappers.reserve(sorted.size());
+    for (ModuleDescriptor& descriptor : sorted)
+    {
+        wrappers.push_back(
+            {ModuleDependency{std::move(descriptor.name), descriptor.uuid, {descriptor.version}, descriptor.isInternal},
+             true});
+    }
+    _walk(requester, std::move(wrappers));
+
+    // Settle the dependency sets that no request met: the highest version of each becomes a strict
+    // dependency of its requester, in order of registration. Met sets are skipped where they stand, which
+    // keeps the order of the rest; satisfaction only ever grows with the table.
+    if (mPending.empty())
+    {
+        return std::move(mTable);
+    }
+    for (const auto& [key, requests] : mTable)
+    {
+        for (const VersionRequestedBy& request : requests)
+        {
+            mRequestedVersions.add(key.uuid, request.version);
+        }
+    }
+    mIndexRequests = true;
+    size_t first = 0;
+    while (true)
+    {
+        while (first < mPending.size() && _isSatisfied(mPending[first]))
+        {
+            ++first;
+        }
+        if (first == mPending.size())
+        {
+            break;
+        }
+        const PendingDependencySet current = mPending[first];
+        IModuleBindingFactory* factory = mFactories.find(current.requester.uuid);
+        OV_ASSERT(factory != nullptr, "Cannot find factory of dependency set requestor %s",
+                  current.requester.name.c_str());
+        if (factory == nullptr)
+        {
+            break;
+        }
+        std::vector<ModuleDependency> dependencies = factory->getDependencies(current.requester.version);
+        const auto set = std::find(dependencies.begin(), dependencies.end(), current.dependency);
+        if (set != dependencies.end())
+        {
+            set->versions = {highestOf(set->versions)};
+        }
+        _walk(current.requester, wrapDependencies(std::move(dependencies), false));
+
+        // A set that stays unmet after its own strict dependency was added comes from a factory that
+        // answered differently than before; give up unless some other set was met in the meantime.
+        if (!_isSatisfied(mPending[first]))
+        {
+            const auto rest = mPending.begin() + static_cast<std::ptrdiff_t>(first) + 1;
+            const auto kept = std::stable_partition(
+                rest, mPending.end(), [this](const PendingDependencySet& pending) { return !_isSatisfied(pending); });
+            const bool anyMet = kept != mPending.end();
+            OV_ASSERT(anyMet,
+                      "Should have satisfied at least one more dependency set after adding a strict dependency: %s",
+                      current.requester.name.c_str());
+            if (!anyMet)
+            {
+                break;
+            }
+            mPending.erase(kept, mPending.end());
+        }
+    }
+    return std::move(mTable);
+}
+
+void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<DependencyWrapper> dependencies)
+{
+    std::vector<WalkFrame> stack;
+    stack.push_back(WalkFrame{std::move(requester), std::move(dependencies)});
+    while (!stack.empty())
+    {
+        WalkFrame& frame = stack.back();
+        if (frame.next == frame.dependencies.size())
+        {
+            stack.pop_back();
+            continue;
+        }
+        const DependencyWrapper& wrapper = frame.dependencies[frame.next];
+        const ModuleDependency& dependency = wrapper.dependency;
+        std::optional<WalkFrame> descent;
+        if (!frame.promotionHandled)
+        {
+            frame.promotionHandled = true;
+            if (dependency.versions.size() != 1)
+            {
+                OV_ASSERT(dependency.versions.size() > 1, "Expect dependency %s to be dependency set",
+                          dependency.name.c_str());
+                mPending.push_back({frame.requester, dependency});
+                frame.advance();
+                continue;
+            }
+            const Version& requested = dependency.versions.front();
+            frame.factory = mFactories.find(dependency.uuid);
+            if (frame.factory == nullptr)
+            {
+                _addRequest(dependency,
+                            {requested, requested, frame.requester, false, true, wrapper.isExplicit, false});
+                frame.advance();
+                continue;
+            }
+            std::vector<Version> offered = frame.factory->getSupportedVersions();
+            frame.isAvailable = _isAvailable(offered, requested);
+            frame.isOffered = contains(offered, requested);
+            if (!frame.isAvailable)
+            {
+                if (const std::optional<Version> promoted = _promotionFor(std::move(offered), requested))
+                {
+                    _addRequest(dependency,
+                                {*promoted, requested, frame.requester, true, false, wrapper.isExplicit, true});
+                    descent = _descend(*frame.factory, wrapper, *promoted);
+                }
+            }
+        }
+        else
+        {
+            const Version& requested = dependency.versions.front();
+            _addRequest(dependency, {requested, requested, frame.requester, frame.isAvailable, !frame.isOffered,
+                                     wrapper.isExplicit, false});
+            descent = _descend(*frame.factory, wrapper, requested);
+            frame.advance();
+        }
+        if (descent)
+        {
+            // Invalidates `frame`; nothing below uses it.
+            stack.push_back(std::move(*descent));
+        }
+    }
+}
+
+std::optional<RequestTableBuilder::WalkFrame>
+RequestTableBuilder::_descend(IModuleBindingFactory& factory, const DependencyWrapper& wrapper, const Version& version)
+{
+    if (!mVisited.insert({wrapper.dependency.uuid, version}).second)
+    {
+        return std::nullopt;
+    }
+    return WalkFrame{ModuleDescriptor{factory.getName(), wrapper.dependency.uuid, version, false},
+                     wrapDependencies(factory.getDependencies(version), wrapper.isExplicit)};
+}
+
+void RequestTableBuilder::_addRequest(const ModuleDependency& dependency, VersionRequestedBy request)
+{
+    if (mIndexRequests)
+    {
+        mRequestedVersions.add(dependency.uuid, request.version);
+    }
+    mTable.add({dependency.uuid, dependency.name}, std::move(request));
+}
+
+bool RequestTableBuilder::_isAvailable(const std::vector<Version>& offered, const Version& requested) const
+{
+    switch (mVersionSelection)
+    {
+    case VersionSelection::LowestSatisfying:
+        return contains(offered, requested);
+    case VersionSelection::HighestSatisfying:
+    {
+        const Version* highest = nullptr;
+        for (const Version& version : offered)
+        {
+            if (version.satisfies(requested, true) && (highest == nullptr || !(version < *highest)))
+            {
+                highest = &version;
+            }
+        }
+        return highest != nullptr && *highest == requested;
+    }
+    }
+    return false;
+}
+
+std::optional<Version> RequestTableBuilder::_promotionFor(std::vector<Version> offered, const Version& requested) const
+{
+    switch (mVersionSelection)
+    {
+    case VersionSelection::LowestSatisfying:
+        std::stable_sort(offered.begin(), offered.end());
+        break;
+    case VersionSelection::HighestSatisfying:
+        std::stable_sort(offered.begin(), offered.end(),
+                         [](const Version& left, const Version& right) { return right < left; });
+        break;
+    }
+    for (Version& version : offered)
+    {
+        if (version.satisfies(requested, true))
+        {
+            return std::move(version);
+        }
+    }
+    return std::nullopt;
+}
+
+bool RequestTableBuilder::_isSatisfied(const PendingDependencySet& pending) const
+{
+    const ModuleDependency& set = pending.dependency;
+    return set.versions.empty() ||
+           std::any_of(set.versions.begin(), set.versions.end(),
+                       [&](const Version& version) { return mRequestedVersions.meets(set.uuid, version); });
+}
+
+// The pairs of requests for one module that no single version meets, in the order a check of every pair,
+// first request ahead of second, would find them.
+//
+// Whether a pair meets follows from the promotion rule: the higher version must satisfy the lower, strictly
+// unless the higher request is explicit or an explicit request is at least as high. Worked out by kind, only
+// prereleases of a major standing above a stable request of that major can meet across kinds; requests of
+// different majors never meet; versions of major 0 and prereleases meet only their equals; stable versions
+// of one major always meet. So only pairs that conflict are ever visited, and a module that thousands of
+// modules depend on costs no more than its requests and its conflicts.
+std::vector<std::pair<size_t, size_t>> findConflictingPairs(const std::vector<VersionRequestedBy>& requests)
+{
+    // The usual case, stable requests of one major, needs no grouping.
+    const uint16_t firstMajor = requests.front().version.Major;
+    if (firstMajor != 0 && std::all_of(requests.begin(), requests.end(),
+                                       [firstMajor](const VersionRequestedBy& request) {
+                                           return request.isPromotion || (request.version.Major == firstMajor &&
+                                                                          !request.version.hasPrerelease());
+                                       }))
+    {
+        return {};
+    }
+
+    const auto explicitRequest = std::find_if(requests.begin(), requests.end(),
+                                              [](const VersionRequestedBy& request) { return request.isExplicit; });
+    // Whether a prerelease request must satisfy a lower stable one strictly, as the higher of a pair.
+    const auto isStrict = [&](const VersionRequestedBy& higher)
+    {
+        if (higher.isExplicit)
+        {
+            return false;
+        }
+        return explicitRequest == requests.end() || explicitRequest->version < higher.version;
+    };
+
+    struct MajorRequests
+    {
+        uint16_t major = 0;
+        std::vector<size_t> members;
+        // Stable requests of a major of 1 or above, as (minor, patch, index).
+        std::vector<std::tuple<uint16_t, uint16_t, size_t>> stable;
+        // Requests only their equals meet: prereleases, and anything of major 0.
+        std::vector<std::vector<size_t>> equalGroups;
+        std::unordered_map<Version, size_t> equalGroupOf;
+    };
+    std::vector<MajorRequests> majors;
+    std::unordered_map<uint16_t, size_t> majorIndex;
+    for (size_t index = 0; index < requests.size(); ++index)
+    {
+        const VersionRequestedBy& request = requests[index];
+        if (request.isPromotion)
+        {
+            continue;
+        }
+        const Version& version = request.version;
+        const auto [slot, added] = majorIndex.try_emplace(version.Major, majors.size());
+        if (added)
+        {
+            majors.push_back({version.Major, {}, {}, {}, {}});
+        }
+        MajorRequests& major = majors[slot->second];
+        major.members.push_back(index);
+        if (version.Major != 0 && !version.hasPrerelease())
+        {
+            major.stable.emplace_back(version.Minor, version.Patch, index);
+            continue;
+        }
+        const auto [group, newGroup] = major.equalGroupOf.try_emplace(version, major.equalGroups.size());
+        if (newGroup)
+        {
+            major.equalGroups.emplace_back();
+        }
+        major.equalGroups[group->second].push_back(index);
+    }
+
+    std::vector<std::pair<size_t, size_t>> pairs;
+    const auto addAll = [&pairs](const std::vector<size_t>& left, const std::vector<size_t>& right)
+    {
+        for (size_t a : left)
+        {
+            for (size_t b : right)
+            {
+                pairs.emplace_back(std::min(a, b), std::max(a, b));
+            }
+        }
+    };
+    for (size_t first = 0; first < majors.size(); ++first)
+    {
+        for (size_t second = first + 1; second < majors.size(); ++second)
+        {
+            addAll(majors[first].members, majors[second].members);
+        }
+        MajorRequests& major = majors[first];
+        for (size_t group = 0; group < major.equalGroups.size(); ++group)
+        {
+            for (size_t other = group + 1; other < major.equalGroups.size(); ++other)
+            {
+                addAll(major.equalGroups[group], major.equalGroups[other]);
+            }
+        }
+        if (major.major == 0 || major.stable.empty())
+        {
+            continue;
+        }
+        std::sort(major.stable.begin(), major.stable.end());
+        for (const std::vector<size_t>& group : major.equalGroups)
+        {
+            for (size_t prerelease : group)
+            {
+                const Version& version = requests[prerelease].version;
+                // A stable request at or above the prerelease's numbers is the higher of the pair, and a
+                // stable version never satisfies a prerelease.
+                auto conflicting = major.stable.begin();
+                if (!isStrict(requests[prerelease]))
+                {
+                    conflicting = std::lower_bound(major.stable.begin(), major.stable.end(),
+                                                   std::make_tuple(version.Minor, version.Patch, size_t{0}));
+                }
+                for (; conflicting != major.stable.end(); ++conflicting)
+                {
+                    const size_t stable = std::get<2>(*conflicting);
+                    pairs.emplace_back(std::min(prerelease, stable), std::max(prerelease, stable));
+                }
+            }
+        }
+    }
+    std::sort(pairs.begin(), pairs.end());
+    return pairs;
+}
+
+ModuleDescriptor moduleAt(const VersionRequestKey& key, Version version)
+{
+    return ModuleDescriptor{key.name, key.uuid, std::move(version), false};
+}
+
+// Name, or the UUID's text for a module without one, and the version unless it is 0.0.0.
+std::string displayText(const ModuleDescriptor& descriptor)
+{
+    std::string text = descriptor.name.empty() ? descriptor.uuid.asString() : descriptor.name;
+    if (descriptor.version.isValid())
+    {
+        text += " - ";
+        text += descriptor.version.toString();
+    }
+    return text;
+}
+} // namespace internal
+
+namespace
+{
+constexpr const char* COLOUR_PREFIX = "§c";
+constexpr const char* INDENT = "    ";
+
+void appendRequest(std::string& text, const ModuleDescriptor& module, const ModuleDescriptor& requestedBy)
+{
+    text += COLOUR_PREFIX;
+    text += "[";
+    text += internal::displayText(module);
+    text += "] requested by [";
+    text += internal::displayText(requestedBy);
+    text += "]";
+}
+
+template <typename Failure, typename Write>
+void appendSection(std::string& text, const char* heading, const std::vector<Failure>& failures, Write write)
+{
+    if (failures.empty())
+    {
+        return;
+    }
+    text += "\n";
+    text += COLOUR_PREFIX;
+    text += heading;
+    for (const Failure& failure : failures)
+    {
+        text += "\n";
+        text += INDENT;
+        write(failure);
+    }
+}
+} // namespace
+
+bool ModuleResolveResult::hasErrors() const
+{
+    return !missingModules.empty() || !missingVersions.empty() || !conflicts.empty();
+}
+
+std::string ModuleResolveResult::getErrorText() const
+{
+    std::string text;
+    const auto writeFailure = [&text](const ModuleRequestFailure& failure)
+    { appendRequest(text, failure.module, failure.requestedBy); };
+    appendSection(text, "Missing Modules: ", missingModules, writeFailure);
+    appendSection(text, "Missing Versioned Modules: ", missingVersions, writeFailure);
+    appendSection(text, "Conflicting Modules: ", conflicts,
+                  [&text](const ModuleVersionConflict& conflict)
+                  {
+                      text += "[";
+                      text += internal::displayText(conflict.module);
+                      text += "]\n";
+                      text += INDENT;
+                      appendRequest(text, conflict.firstRequested, conflict.firstRequestedBy);
+                      text += "\n";
+                      text += INDENT;
+                      appendRequest(text, conflict.secondRequested, conflict.secondRequestedBy);
+                  });
+    return text;
+}
+
+void VersionRequestTable::add(const VersionRequestKey& key, VersionRequestedBy request)
+{
+    const auto [slot, added] = mIndexByUuid.try_emplace(key.uuid, mEntries.size());
+    if (added)
+    {
+        mEntries.emplace_back(key, std::vector<VersionRequestedBy>());
+    }
+    mEntries[slot->second].second.push_back(std::move(request));
+}
+
+const std::vector<VersionRequestedBy>* VersionRequestTable::find(const quv::UUID& uuid) const
+{
+    const auto slot = mIndexByUuid.find(uuid);
+    return slot == mIndexByUuid.end() ? nullptr : &mEntries[slot->second].second;
+}
+
+DependencyResolver::DependencyResolver(const std::vector<std::unique_ptr<IModuleBindingFactory>>& factories,
+                                       VersionSelection versionSelection)
+    : mFactories(factories), mVersionSelection(versionSelection)
+{
+}
+
+ModuleResolveResult DependencyResolver::resolve(const ModuleDescriptor& requester,
+                                                const std::vector<ModuleDescriptor>& requested) const
+{
+    return _resolveDependencyRequests(_buildVersionRequestTable(requester, requested));
+}
+
+VersionRequestTable DependencyResolver::_buildVersionRequestTable(const ModuleDescriptor& requester,
+                                                                  const std::vector<ModuleDescriptor>& requested) const
+{
+    return internal::RequestTableBuilder(mFactories, mVersionSelection).build(requester, requested);
+}
+
+ModuleResolveResult DependencyResolver::_resolveDependencyRequests(const VersionRequestTable& table) const
+{
+    const internal::FactoryIndex factories(mFactories);
+    ModuleResolveResult result;
+    std::vector<SupportedBindingModule> supported;
+    for (const auto& [key, requests] : table)
+    {
+        OV_ASSERT(!requests.empty(), "How did this happen, module entry in table would only exist if it had requests!");
+        if (requests.empty())
+        {
+            continue;
+        }
+
+        const std::vector<std::pair<size_t, size_t>> conflicting = internal::findConflictingPairs(requests);
+        for (const auto& [first, second] : conflicting)
+        {
+            const VersionRequestedBy& a = requests[first];
+            const VersionRequestedBy& b = requests[second];
+            result.conflicts.push_back({internal::moduleAt(key, Version()), a.requestedBy, b.requestedBy,
+                                        internal::moduleAt(key, a.requestedVersion),
+                                        internal::moduleAt(key, b.requestedVersion)});
+        }
+
+        IModuleBindingFactory* factory = factories.find(key.uuid);
+        if (factory == nullptr)
+        {
+            for (const VersionRequestedBy& request : requests)
+            {
+                result.missingModules.push_back({internal::moduleAt(key, request.version), request.requestedBy});
+            }
+            continue;
+        }
+
+        const auto reportMissingVersions = [&result, &key = key, &requests = requests]
+        {
+            for (const VersionRequestedBy& request : requests)
+            {
+                if (request.isMissing)
+                {
+                    result.missingVersions.push_back({internal::moduleAt(key, request.version), request.requestedBy});
+                }
+            }
+        };
+        if (!conflicting.empty())
+        {
+            reportMissingVersions();
+            continue;
+        }
+
+        // Equal versions replace, so among equals the last request wins.
+        const VersionRequestedBy* best = &requests.front();
+        for (const VersionRequestedBy& request : requests)
+        {
+            if (request.version.satisfies(best->version, false))
+            {
+                best = &request;
+            }
+        }
+        if (!best->isAvailable)
+        {
+            reportMissingVersions();
+            continue;
+        }
+        for (const VersionRequestedBy& request : requests)
+        {
+            if (request.version != best->version)
+            {
+                result.promotions.push_back(
+                    {internal::moduleAt(key, Version()), request.requestedBy, request.version, best->version});
+            }
+        }
+        supported.push_back({internal::moduleAt(key, best->version), factory->getDependencies(best->version)});
+    }
+
+    if (!result.hasErrors())
+    {
+        result.modules = _orderModulesByDependency(std::move(supported));
+    }
+    return result;
+}
+
+// Equivalent to moving modules in passes, in input order, each module as soon as every UUID it depends on is
+// in the result: a module moves in the first pass after the passes of its dependencies, or in the same pass
+// when every dependency stands ahead of it. That pass and the module's position decide the output order,
+// so the modules are taken in that order from a queue instead of being scanned pass after pass.
+std::vector<ModuleDescriptor>
+DependencyResolver::_orderModulesByDependency(std::vector<SupportedBindingModule>&& modules) const
+{
+    using Slot = std::pair<size_t, size_t>; // (pass, position)
+    std::priority_queue<Slot, std::vector<Slot>, std::greater<>> ready;
+    std::vector<size_t> pass(modules.size(), 1);
+    std::vector<size_t> unmet(modules.size(), 0);
+    std::unordered_map<quv::UUID, std::vector<size_t>> waiting;
+    for (size_t position = 0; position < modules.size(); ++position)
+    {
+        for (const ModuleDependency& dependency : modules[position].dependencies)
+        {
+            waiting[dependency.uuid].push_back(position);
+            ++unmet[position];
+        }
+        if (unmet[position] == 0)
+        {
+            ready.emplace(1, position);
+        }
+    }
+
+    std::vector<ModuleDescriptor> ordered;
+    ordered.reserve(modules.size());
+    while (!ready.empty())
+    {
+        const auto [modulePass, position] = ready.top();
+        ready.pop();
+        ordered.push_back(std::move(modules[position].descriptor));
+        const auto waiters = waiting.find(ordered.back().uuid);
+        if (waiters == waiting.end())
+        {
+            continue;
+        }
+        for (size_t waiter : waiters->second)
+        {
+            // A dependency that moved behind the waiter's position is only in the result by the next pass.
+            pass[waiter] = std::max(pass[waiter], modulePass + (position > waiter ? 1 : 0));
+            if (--unmet[waiter] == 0)
+            {
+                ready.emplace(pass[waiter], waiter);
+            }
+        }
+        waiting.erase(waiters);
+    }
+
+    OV_ASSERT(ordered.size() == modules.size(), "Could not resolve dependencies, circular reference detected.");
+    return ordered;
+}
+} // namespace Scripting

@@ -63,8 +63,9 @@ public:
         lastCount = count;
         lastReturnType = returnType;
         LifetimeRegistry& registry = _registry(object);
-        if (auto* generator = registry.registry.try_get<GeneratorObject>(object.value))
+        if (registry.has<GeneratorObject>(object))
         {
+            auto* generator = &registry.get<GeneratorObject>(object);
             if (count == 1)
             {
                 generator->end += arguments[0].cast<int>();

@@ -1,4 +1,6 @@
 // Runs the real testhost binary on the fixture module and on inputs it must refuse.
+#include "HostReportFixture.h"
+
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -26,14 +28,6 @@ struct ProcessResult
     std::string out;
     std::string err;
 };
-
-std::string readFile(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 // A file in the temporary directory, removed with the object.
 class TemporaryFile
@@ -151,8 +145,8 @@ ProcessResult runHost(const std::vector<std::string>& arguments, const Launch& l
         return result;
     }
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    result.out = readFile(out.path());
-    result.err = readFile(err.path());
+    result.out = HostTestSupport::readWholeFile(out.path());
+    result.err = HostTestSupport::readWholeFile(err.path());
     return result;
 }
 
@@ -171,7 +165,7 @@ bool contains(const std::string& text, const std::string& part)
 // The line of the fixture's source that holds `marker`, so that reported places can be checked exactly.
 unsigned fixtureLineOf(const std::string& marker)
 {
-    std::istringstream source(readFile(HOST_FIXTURE_SOURCE_PATH));
+    std::istringstream source(HostTestSupport::readWholeFile(HOST_FIXTURE_SOURCE_PATH));
     std::string line;
     for (unsigned number = 1; std::getline(source, line); ++number)
     {
@@ -328,7 +322,7 @@ TEST_F(HostIsolationTest, EveryWayACaseEndsIsReportedAndTheRunGoesOn)
         }
         EXPECT_EQ(lastLine(result.out), "4 passed, 6 failed") << jobs;
         // The host wrote the whole report itself, crashes and all.
-        const std::string xml = readFile(report.path());
+        const std::string xml = HostTestSupport::readWholeFile(report.path());
         EXPECT_TRUE(contains(xml, "<testsuites name=\"HostCrashFixtureModule\" tests=\"10\" failures=\"6\" ")) << xml;
         EXPECT_TRUE(contains(xml, "<failure message=\"crashed with SIGABRT\">")) << xml;
         EXPECT_TRUE(xml.ends_with("</testsuites>\n"));
@@ -375,7 +369,8 @@ TEST_F(HostIsolationTest, InProcessIsolatedAndParallelRunsReportAlike)
         // From the list of failed cases on, all is the same but the time.
         const std::string summary = out.substr(std::min(out.find("\nFailed cases:"), out.size()));
         summaries.push_back(std::regex_replace(summary, std::regex("Ran 9 cases in .*"), ""));
-        reports.push_back(std::regex_replace(readFile(report.path()), std::regex(" time=\"[0-9.]+\""), ""));
+        reports.push_back(
+            std::regex_replace(HostTestSupport::readWholeFile(report.path()), std::regex(" time=\"[0-9.]+\""), ""));
         expectNoProcessLeft();
     }
     EXPECT_TRUE(summaries[0].ends_with("5 passed, 4 failed\n")) << summaries[0];
@@ -398,7 +393,8 @@ TEST_F(HostIsolationTest, WorkersDieWithTheirHost)
         startHost({"--isolate", "--filter", "HostCrash_Fates.Hangs", CRASH_FIXTURE}, out, err, crashing());
     ASSERT_GT(host, 0);
     const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!contains(readFile(err.path()), "hanging") && std::chrono::steady_clock::now() < patience)
+    while (!contains(HostTestSupport::readWholeFile(err.path()), "hanging") &&
+           std::chrono::steady_clock::now() < patience)
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
@@ -442,7 +438,7 @@ TEST(HostEndToEndTest, ACaseThatEndsTheHostLeavesReportsThatNameIt)
         EXPECT_TRUE(result.out.ends_with("RUN   " + name + "\n")) << result.out;
         EXPECT_TRUE(contains(result.err, "testhost: " + name + " " + row.cause + "; the reports hold")) << result.err;
 
-        const std::string xml = readFile(junit.path());
+        const std::string xml = HostTestSupport::readWholeFile(junit.path());
         const std::string caseName = name.substr(name.find('.') + 1);
         EXPECT_TRUE(contains(xml, R"(tests="2" failures="1" errors="0" skipped="0")")) << xml;
         EXPECT_TRUE(contains(xml, "<testcase classname=\"HostCrashFixtureModule.HostCrash_Fates\" name=\"" + caseName))
@@ -451,7 +447,7 @@ TEST(HostEndToEndTest, ACaseThatEndsTheHostLeavesReportsThatNameIt)
         EXPECT_TRUE(contains(xml, caseName + " at ")) << xml;
         EXPECT_TRUE(contains(xml, ": " + row.cause + "\n</failure>")) << xml;
         EXPECT_TRUE(xml.ends_with("</testsuites>\n")) << xml;
-        const std::string report = readFile(json.path());
+        const std::string report = HostTestSupport::readWholeFile(json.path());
         EXPECT_TRUE(contains(report, "\"message\": \"" + row.cause + "\"}]}")) << report;
         EXPECT_TRUE(report.ends_with("]\n}\n")) << report;
     }
@@ -482,7 +478,7 @@ TEST(HostEndToEndTest, RoundsRepeatUntilAFailureAndReportsKeepOneEntryPerCase)
         EXPECT_EQ(result.exitCode, row.exitCode) << row.summary << result.out;
         EXPECT_EQ(lastLine(result.out), row.summary);
         EXPECT_TRUE(contains(result.out, row.mustShow)) << result.out;
-        const std::string xml = readFile(junit.path());
+        const std::string xml = HostTestSupport::readWholeFile(junit.path());
         size_t testcases = 0;
         for (size_t at = xml.find("<testcase "); at != std::string::npos; at = xml.find("<testcase ", at + 1))
         {

@@ -8,7 +8,6 @@
 #include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 using namespace Ovelith::TestHost;
@@ -96,14 +95,6 @@ TEST(HostJUnitTest, JsonStringsEscapeWhatJsonCannotCarry)
 
 namespace
 {
-std::string readAll(const std::filesystem::path& path)
-{
-    std::ifstream file(path);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 // A report file in a fresh directory, so that what lies beside it can be checked.
 class ReportDirectory
 {
@@ -200,7 +191,7 @@ TEST(HostJUnitTest, ReportFilesAppearWholeAndACrashStillWritesThemNamingTheCase)
         json.commitNow("crashed with SIGABRT");
     }
     EXPECT_EQ(directory.entries(), 2u);
-    const std::string xml = readAll(directory.file("r.xml"));
+    const std::string xml = readWholeFile(directory.file("r.xml"));
     EXPECT_NE(xml.find(R"(<testsuites name="Mod" tests="2" failures="1" errors="0" skipped="0" time=")"),
               std::string::npos)
         << xml;
@@ -210,7 +201,7 @@ TEST(HostJUnitTest, ReportFilesAppearWholeAndACrashStillWritesThemNamingTheCase)
                        "</testsuites>\n"),
               std::string::npos)
         << xml;
-    const std::string json = readAll(directory.file("r.json"));
+    const std::string json = readWholeFile(directory.file("r.json"));
     EXPECT_NE(json.find(R"("tests": 2, "failures": 1, "skipped": 0)"), std::string::npos) << json;
     EXPECT_NE(json.find(R"("message": "a<b", "failures": [{"function": "bad", "file": "/k.cpp", "line": 10, )"
                         R"("message": "a<b", "comparison": "==", "left": "1", "right": "2"}, {"function": "bad", )"

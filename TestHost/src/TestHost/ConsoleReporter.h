@@ -2,6 +2,7 @@
 
 #include "TestHost/Execution.h"
 
+#include <functional>
 #include <iosfwd>
 #include <queue>
 #include <string>

@@ -43,6 +43,22 @@ std::string testcasePlace(const PlannedCase& testCase)
 }
 
 constexpr const char* FAILURE_SEPARATOR = "\n";
+
+// The attributes of a testsuites or testsuite element, and the end of its start tag.
+void writeSuiteAttributes(ReportSink& sink, const std::string& renderedName, const FileReporter::Counts& counts)
+{
+    sink.write(" name=\"");
+    sink.write(renderedName);
+    sink.write("\" tests=\"");
+    sink.number(counts.tests);
+    sink.write("\" failures=\"");
+    sink.number(counts.failures);
+    sink.write("\" errors=\"0\" skipped=\"");
+    sink.number(counts.skipped);
+    sink.write("\" time=\"");
+    sink.seconds(counts.duration);
+    sink.write("\">\n");
+}
 } // namespace
 
 std::string escapeXml(std::string_view text, bool attribute)
@@ -168,33 +184,15 @@ std::string JUnitReporter::_renderFirstMessage(const std::string& message) const
 
 void JUnitReporter::_writeStart(ReportSink& sink, const Counts& total) const
 {
-    sink.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\"");
-    sink.write(renderedModuleName());
-    sink.write("\" tests=\"");
-    sink.number(total.tests);
-    sink.write("\" failures=\"");
-    sink.number(total.failures);
-    sink.write("\" errors=\"0\" skipped=\"");
-    sink.number(total.skipped);
-    sink.write("\" time=\"");
-    sink.seconds(total.duration);
-    sink.write("\">\n");
+    sink.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites");
+    writeSuiteAttributes(sink, renderedModuleName(), total);
 }
 
 void JUnitReporter::_writeClassStart(ReportSink& sink, const std::string& renderedName, const Counts& counts,
                                      bool /*first*/) const
 {
-    sink.write("  <testsuite name=\"");
-    sink.write(renderedName);
-    sink.write("\" tests=\"");
-    sink.number(counts.tests);
-    sink.write("\" failures=\"");
-    sink.number(counts.failures);
-    sink.write("\" errors=\"0\" skipped=\"");
-    sink.number(counts.skipped);
-    sink.write("\" time=\"");
-    sink.seconds(counts.duration);
-    sink.write("\">\n");
+    sink.write("  <testsuite");
+    writeSuiteAttributes(sink, renderedName, counts);
 }
 
 void JUnitReporter::_writeClassEnd(ReportSink& sink) const

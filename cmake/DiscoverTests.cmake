@@ -31,6 +31,10 @@ function(labels out json name)
 endfunction()
 
 file(REMOVE "${OUTPUT}")
+# The listing is of the whole module, whatever shard or module the environment of the build names.
+foreach(variable GTEST_TOTAL_SHARDS GTEST_SHARD_INDEX GTEST_SHARD_STATUS_FILE TESTHOST_MODULE)
+    unset(ENV{${variable}})
+endforeach()
 execute_process(COMMAND "${HOST}" --list --format json ${SELECT} "${MODULE}"
                 OUTPUT_VARIABLE listing ERROR_VARIABLE error RESULT_VARIABLE result TIMEOUT ${TIMEOUT})
 if(NOT result EQUAL 0)

@@ -54,7 +54,8 @@ TEST(HostOptionsTest, ReadsEveryOptionInEverySpelling)
     EXPECT_TRUE(options.verbose && options.version && !options.brief && !options.repeatUntilFail);
     EXPECT_EQ(options.durations, 5u);
     EXPECT_TRUE(options.list && options.shuffle && !options.help);
-    EXPECT_EQ(options.maxFailures, 1u);
+    EXPECT_TRUE(options.failFast);
+    EXPECT_EQ(options.failureLimit(), 1u);
     EXPECT_EQ(options.color, ColorMode::Never);
     EXPECT_EQ(options.modulePath, "module.so");
     EXPECT_EQ(options.jobs, 4u);
@@ -72,7 +73,8 @@ TEST(HostOptionsTest, ReadsEveryOptionInEverySpelling)
 
     parsed = parse({"--max-failures", "3", "--brief", "--repeat", "until-fail"});
     ASSERT_EQ(parsed.error, "");
-    EXPECT_EQ(parsed.options.maxFailures, 3u);
+    EXPECT_EQ(parsed.options.failureLimit(), 3u);
+    EXPECT_FALSE(parsed.options.failFast);
     EXPECT_TRUE(parsed.options.brief && parsed.options.repeatUntilFail);
 
     // A separate value is taken as it is, even when it starts with '-': a negative-only filter.

@@ -251,7 +251,7 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
         guard.emplace(reports, environment.program, environment.errorDescriptor);
         listeners.add(*guard);
     }
-    const ExecutionSettings settings{options.maxFailures};
+    const ExecutionSettings settings{options.failureLimit()};
     listeners.onRunStarted(plan);
     const Clock::time_point start = Clock::now();
     if (options.repeatUntilFail)

@@ -98,13 +98,13 @@ std::optional<std::string> apply(HostOptions& options, std::string_view name, st
     }
     else if (name == "--fail-fast" || name == "--max-failures")
     {
-        if (options.maxFailures != 0)
+        if (options.failureLimit() != 0)
         {
             return std::string("--fail-fast is --max-failures 1; give one of them, once");
         }
         if (name == "--fail-fast")
         {
-            options.maxFailures = 1;
+            options.failFast = true;
             return std::nullopt;
         }
         return readNumber(name, value, 1, options.maxFailures);

@@ -31,7 +31,8 @@ struct HostOptions
     Selection selection;
     bool list = false;
     ListFormat listFormat = ListFormat::Text;
-    // Stop once this many cases failed (--fail-fast is 1); 0 for no limit.
+    bool failFast = false;
+    // Stop once this many cases failed; 0 for no limit.
     size_t maxFailures = 0;
     bool help = false;
     bool version = false;
@@ -62,6 +63,8 @@ struct HostOptions
     std::optional<size_t> shardIndex;
 
     bool usesWorkers() const { return isolate || jobs > 1 || timeoutSeconds > 0; }
+    // --fail-fast is --max-failures 1.
+    size_t failureLimit() const { return failFast ? 1 : maxFailures; }
 };
 
 struct ParsedArguments

@@ -1,5 +1,6 @@
 #include "HostReportFixture.h"
 #include "TestHost/ConsoleReporter.h"
+#include "TestHost/Listing.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +13,7 @@ TEST(HostConsoleTest, PrintsEachCaseItsFailuresAndASummaryLast)
 {
     const TestPlan plan = samplePlan();
     std::ostringstream out;
-    ConsoleReporter reporter(out, false);
+    ConsoleReporter reporter(out, ConsoleSettings{});
     replaySampleRun(plan, reporter);
 
     const std::string expected = R"(Running 3 cases of 1 class from Mod (/m.so)
@@ -40,7 +41,7 @@ TEST(HostConsoleTest, ColoursOnlyWhenAskedAndCountsSkippedOnlyWhenAny)
     std::ostringstream coloured;
     for (std::ostringstream* out : {&plain, &coloured})
     {
-        ConsoleReporter reporter(*out, out == &coloured);
+        ConsoleReporter reporter(*out, ConsoleSettings{out == &coloured});
         reporter.onRunStarted(plan);
         reporter.onCaseFinished(testClass, testClass.cases[0], CaseOutcome::Passed, {});
         reporter.onCaseFinished(testClass, testClass.cases[1], CaseOutcome::Failed, {});
@@ -62,5 +63,93 @@ K  [k, suite:pull_request, unit_test]
     K.ok  [ok]  /src/k&.cpp:3
     K.bad  [bad, slow]  /src/k&.cpp:9
     K.later  [later]  /src/k&.cpp:12
+)");
+}
+
+TEST(HostConsoleTest, SettingsAddProgressStartsAndSlowestOrLeaveOnlyFailures)
+{
+    const TestPlan plan = samplePlan();
+    const auto& testClass = plan.classes[0];
+    const auto replay = [&](ConsoleSettings settings)
+    {
+        std::ostringstream out;
+        ConsoleReporter reporter(out, settings);
+        reporter.onRunStarted(plan);
+        for (size_t round = 0; round < 2; ++round)
+        {
+            if (round > 0)
+            {
+                reporter.onRoundStarted(round);
+            }
+            reporter.onCaseRunning(testClass, testClass.cases[0]);
+            reporter.onCaseStarted(testClass, testClass.cases[0]);
+            reporter.onCaseFinished(testClass, testClass.cases[0], CaseOutcome::Passed, 3ms);
+            reporter.onCaseRunning(testClass, testClass.cases[1]);
+            reporter.onCaseStarted(testClass, testClass.cases[1]);
+            reporter.onCaseReport(testClass, testClass.cases[1],
+                                  TestFailureReport{"bad", "/b.cpp", "4", "no", std::nullopt});
+            reporter.onCaseFinished(testClass, testClass.cases[1], CaseOutcome::Failed, round == 0 ? 1ms : 5ms);
+            reporter.onCaseFinished(testClass, testClass.cases[2], CaseOutcome::Skipped, 0ns);
+        }
+        reporter.onRunFinished({2, 2, 2, 20ms});
+        return out.str();
+    };
+
+    EXPECT_EQ(replay(ConsoleSettings{false, true, true, false, 2}), R"(Running 3 cases of 1 class from Mod (/m.so)
+RUN   K.ok
+[1/3] PASS  K.ok (3.000 ms)
+RUN   K.bad
+[2/3] FAIL  K.bad (1.000 ms)
+    /b.cpp:4: no
+[3/3] SKIP  K.later
+Round 2
+RUN   K.ok
+[1/3] PASS  K.ok (3.000 ms)
+RUN   K.bad
+[2/3] FAIL  K.bad (5.000 ms)
+    /b.cpp:4: no
+[3/3] SKIP  K.later
+
+Slowest 2 cases:
+        5.000 ms  K.bad
+        3.000 ms  K.ok
+Failed cases:
+    K.bad
+    K.bad
+Ran 4 cases in 20.000 ms
+2 passed, 2 failed, 2 skipped
+)");
+    // Brief keeps failed cases and the summary, and needs no start lines: a crash names its case itself.
+    EXPECT_EQ(replay(ConsoleSettings{false, false, true, true, 0}), R"(Running 3 cases of 1 class from Mod (/m.so)
+FAIL  K.bad (1.000 ms)
+    /b.cpp:4: no
+FAIL  K.bad (5.000 ms)
+    /b.cpp:4: no
+
+Failed cases:
+    K.bad
+    K.bad
+Ran 4 cases in 20.000 ms
+2 passed, 2 failed, 2 skipped
+)");
+}
+
+TEST(HostConsoleTest, ListsAsJsonWithEveryFieldEscaped)
+{
+    TestPlan plan = samplePlan();
+    plan.classes[0].cases.resize(2);
+    plan.classes[0].cases[1].name = "q\"uote\\d";
+    std::ostringstream out;
+    writeJsonListing(plan, out);
+    EXPECT_EQ(out.str(), R"({
+  "module": "Mod",
+  "path": "/m.so",
+  "classes": [
+    {"name": "K", "tags": ["k", "suite:pull_request", "unit_test"], "cases": [
+      {"name": "ok", "fullName": "K.ok", "tags": ["ok"], "file": "/src/k&.cpp", "line": 3},
+      {"name": "q\"uote\\d", "fullName": "K.q\"uote\\d", "tags": ["bad", "slow"], "file": "/src/k&.cpp", "line": 9}
+    ]}
+  ]
+}
 )");
 }

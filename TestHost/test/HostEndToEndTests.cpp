@@ -1,4 +1,6 @@
 // Runs the real testhost binary on the fixture module and on inputs it must refuse.
+#include "HostReportFixture.h"
+
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -27,14 +29,6 @@ struct ProcessResult
     std::string err;
 };
 
-std::string readFile(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 // A file in the temporary directory, removed with the object.
 class TemporaryFile
 {
@@ -61,12 +55,37 @@ private:
     std::filesystem::path mPath;
 };
 
-// Starts the host with its output going to two files. In a run that crashes on purpose, a sanitizer lets
-// signals and exit codes through as they are and skips its leak check, which a case ending mid-way would fail.
-pid_t startHost(const std::vector<std::string>& arguments, const TemporaryFile& out, const TemporaryFile& err,
-                bool crashing)
+// Settings of a host's run beyond its arguments.
+struct Launch
 {
-    std::vector<std::string> argv{HOST_TESTHOST_PATH};
+    // The run crashes on purpose: a sanitizer lets signals and exit codes through as they are and skips its
+    // leak check, which a case ending mid-way would fail.
+    bool crashing = false;
+    // "NAME=value" entries added to (or replacing those of) this process's environment.
+    std::vector<std::string> environment;
+    std::string program = HOST_TESTHOST_PATH;
+};
+
+Launch crashing()
+{
+    Launch launch;
+    launch.crashing = true;
+    return launch;
+}
+
+Launch withEnvironment(std::vector<std::string> environment, std::string program = HOST_TESTHOST_PATH)
+{
+    Launch launch;
+    launch.environment = std::move(environment);
+    launch.program = std::move(program);
+    return launch;
+}
+
+// Starts the host with its output going to two files.
+pid_t startHost(const std::vector<std::string>& arguments, const TemporaryFile& out, const TemporaryFile& err,
+                const Launch& launch = {})
+{
+    std::vector<std::string> argv{launch.program};
     argv.insert(argv.end(), arguments.begin(), arguments.end());
     std::vector<char*> pointers;
     for (std::string& argument : argv)
@@ -74,47 +93,60 @@ pid_t startHost(const std::vector<std::string>& arguments, const TemporaryFile& 
         pointers.push_back(argument.data());
     }
     pointers.push_back(nullptr);
-    const char* given = std::getenv("ASAN_OPTIONS");
-    const std::optional<std::string> sanitizerOptions = given ? std::optional<std::string>(given) : std::nullopt;
-    if (crashing)
+
+    std::vector<std::string> variables = launch.environment;
+    if (launch.crashing)
     {
-        const std::string options = sanitizerOptions.value_or("") + ":handle_segv=0:handle_abort=0:detect_leaks=0";
-        setenv("ASAN_OPTIONS", options.c_str(), 1);
+        const char* given = std::getenv("ASAN_OPTIONS");
+        variables.push_back(std::string("ASAN_OPTIONS=") + (given ? given : "") +
+                            ":handle_segv=0:handle_abort=0:detect_leaks=0");
     }
+    const auto overridden = [&](const std::string& entry)
+    {
+        const std::string name = entry.substr(0, entry.find('=') + 1);
+        return std::any_of(variables.begin(), variables.end(),
+                           [&](const std::string& variable) { return variable.starts_with(name); });
+    };
+    for (char** entry = environ; *entry != nullptr; ++entry)
+    {
+        if (!overridden(*entry))
+        {
+            variables.emplace_back(*entry);
+        }
+    }
+    std::vector<char*> environment;
+    for (std::string& variable : variables)
+    {
+        environment.push_back(variable.data());
+    }
+    environment.push_back(nullptr);
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, out.fd(), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, err.fd(), STDERR_FILENO);
     pid_t pid = 0;
-    const int spawned = posix_spawn(&pid, HOST_TESTHOST_PATH, &actions, nullptr, pointers.data(), environ);
+    const int spawned =
+        posix_spawn(&pid, launch.program.c_str(), &actions, nullptr, pointers.data(), environment.data());
     posix_spawn_file_actions_destroy(&actions);
-    if (sanitizerOptions)
-    {
-        setenv("ASAN_OPTIONS", sanitizerOptions->c_str(), 1);
-    }
-    else
-    {
-        unsetenv("ASAN_OPTIONS");
-    }
-    EXPECT_EQ(spawned, 0) << "cannot start " << HOST_TESTHOST_PATH;
+    EXPECT_EQ(spawned, 0) << "cannot start " << launch.program;
     return spawned == 0 ? pid : -1;
 }
 
-ProcessResult runHost(const std::vector<std::string>& arguments, bool crashing = false)
+ProcessResult runHost(const std::vector<std::string>& arguments, const Launch& launch = {})
 {
     TemporaryFile out;
     TemporaryFile err;
     ProcessResult result;
-    const pid_t pid = startHost(arguments, out, err, crashing);
+    const pid_t pid = startHost(arguments, out, err, launch);
     int status = 0;
     if (pid < 0 || waitpid(pid, &status, 0) != pid)
     {
         return result;
     }
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    result.out = readFile(out.path());
-    result.err = readFile(err.path());
+    result.out = HostTestSupport::readWholeFile(out.path());
+    result.err = HostTestSupport::readWholeFile(err.path());
     return result;
 }
 
@@ -133,7 +165,7 @@ bool contains(const std::string& text, const std::string& part)
 // The line of the fixture's source that holds `marker`, so that reported places can be checked exactly.
 unsigned fixtureLineOf(const std::string& marker)
 {
-    std::istringstream source(readFile(HOST_FIXTURE_SOURCE_PATH));
+    std::istringstream source(HostTestSupport::readWholeFile(HOST_FIXTURE_SOURCE_PATH));
     std::string line;
     for (unsigned number = 1; std::getline(source, line); ++number)
     {
@@ -149,6 +181,7 @@ unsigned fixtureLineOf(const std::string& marker)
 const std::string FIXTURE = HOST_FIXTURE_MODULE_PATH;
 const std::string FIXTURE_SOURCE = HOST_FIXTURE_SOURCE_PATH;
 const std::string CRASH_FIXTURE = HOST_CRASH_FIXTURE_MODULE_PATH;
+const std::string ROUNDS_FIXTURE = HOST_ROUNDS_FIXTURE_MODULE_PATH;
 
 // A case's result line with the report lines under it, or nothing.
 std::string caseBlock(const std::string& out, const std::string& name)
@@ -264,7 +297,7 @@ TEST_F(HostIsolationTest, EveryWayACaseEndsIsReportedAndTheRunGoesOn)
     const std::vector<Row> rows = {
         {"Fates.Passes", {"PASS"}},
         {"Fates.Fails", {"FAIL", ": an ordinary failure\n"}},
-        {"Fates.ThrowsUnknown", {"FAIL", ": unknown exception\n"}},
+        {"Fates.ThrowsUnknown", {"FAIL", ": uncaught exception (int)\n"}},
         {"Fates.Segfaults", {"FAIL", ": reported before the crash\n", ": crashed with SIGSEGV\n"}},
         {"Fates.Aborts", {"FAIL", ": crashed with SIGABRT\n"}},
         {"Fates.Exits", {"FAIL", ": exited with status 3\n"}},
@@ -275,8 +308,8 @@ TEST_F(HostIsolationTest, EveryWayACaseEndsIsReportedAndTheRunGoesOn)
     for (const char* jobs : {"-j1", "-j2"})
     {
         TemporaryFile report;
-        const ProcessResult result =
-            runHost({"--isolate", jobs, "--timeout", "2", "--junit", report.path().string(), CRASH_FIXTURE}, true);
+        const ProcessResult result = runHost(
+            {"--isolate", jobs, "--timeout", "2", "--junit", report.path().string(), CRASH_FIXTURE}, crashing());
         EXPECT_EQ(result.exitCode, 1) << jobs << "\n" << result.out << result.err;
         for (const Row& row : rows)
         {
@@ -289,15 +322,16 @@ TEST_F(HostIsolationTest, EveryWayACaseEndsIsReportedAndTheRunGoesOn)
         }
         EXPECT_EQ(lastLine(result.out), "4 passed, 6 failed") << jobs;
         // The host wrote the whole report itself, crashes and all.
-        const std::string xml = readFile(report.path());
+        const std::string xml = HostTestSupport::readWholeFile(report.path());
         EXPECT_TRUE(contains(xml, "<testsuites name=\"HostCrashFixtureModule\" tests=\"10\" failures=\"6\" ")) << xml;
         EXPECT_TRUE(contains(xml, "<failure message=\"crashed with SIGABRT\">")) << xml;
         EXPECT_TRUE(xml.ends_with("</testsuites>\n"));
         expectNoProcessLeft();
     }
     // A crash is a failure for --fail-fast too.
-    const ProcessResult stopped = runHost(
-        {"-j2", "--fail-fast", "--filter", "HostCrash_Fates.Segfaults:HostCrash_Fates.Passes*", CRASH_FIXTURE}, true);
+    const ProcessResult stopped =
+        runHost({"-j2", "--fail-fast", "--filter", "HostCrash_Fates.Segfaults:HostCrash_Fates.Passes*", CRASH_FIXTURE},
+                crashing());
     EXPECT_EQ(lastLine(stopped.out), "1 passed, 1 failed, 1 skipped") << stopped.out;
     expectNoProcessLeft();
 }
@@ -327,13 +361,16 @@ TEST_F(HostIsolationTest, InProcessIsolatedAndParallelRunsReportAlike)
         EXPECT_TRUE(
             contains(out, place("\"markup") + "markup \"quoted\" <here> & there\n        expected: a<b == a&b\n"));
         EXPECT_TRUE(contains(out, ": fatal stop\n") && !contains(out, "after the fatal check")) << mode;
-        EXPECT_TRUE(contains(out, ": boom\n") && contains(out, ": unknown exception\n")) << mode;
+        EXPECT_TRUE(contains(out, ": uncaught exception (std::runtime_error): boom\n") &&
+                    contains(out, ": uncaught exception (int)\n"))
+            << mode;
         // suite:perf stays out of a default run.
         EXPECT_FALSE(contains(out, "HostFixture_PerfTests")) << mode;
         // From the list of failed cases on, all is the same but the time.
         const std::string summary = out.substr(std::min(out.find("\nFailed cases:"), out.size()));
         summaries.push_back(std::regex_replace(summary, std::regex("Ran 9 cases in .*"), ""));
-        reports.push_back(std::regex_replace(readFile(report.path()), std::regex(" time=\"[0-9.]+\""), ""));
+        reports.push_back(
+            std::regex_replace(HostTestSupport::readWholeFile(report.path()), std::regex(" time=\"[0-9.]+\""), ""));
         expectNoProcessLeft();
     }
     EXPECT_TRUE(summaries[0].ends_with("5 passed, 4 failed\n")) << summaries[0];
@@ -352,10 +389,12 @@ TEST_F(HostIsolationTest, WorkersDieWithTheirHost)
 {
     TemporaryFile out;
     TemporaryFile err;
-    const pid_t host = startHost({"--isolate", "--filter", "HostCrash_Fates.Hangs", CRASH_FIXTURE}, out, err, true);
+    const pid_t host =
+        startHost({"--isolate", "--filter", "HostCrash_Fates.Hangs", CRASH_FIXTURE}, out, err, crashing());
     ASSERT_GT(host, 0);
     const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!contains(readFile(err.path()), "hanging") && std::chrono::steady_clock::now() < patience)
+    while (!contains(HostTestSupport::readWholeFile(err.path()), "hanging") &&
+           std::chrono::steady_clock::now() < patience)
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
@@ -367,4 +406,156 @@ TEST_F(HostIsolationTest, WorkersDieWithTheirHost)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     expectNoProcessLeft();
+}
+
+TEST(HostEndToEndTest, ACaseThatEndsTheHostLeavesReportsThatNameIt)
+{
+    struct Row
+    {
+        std::string filter;
+        int exitCode;
+        std::string cause;
+        // Where the case failed before it went down.
+        std::string firstMessage;
+    };
+    const std::vector<Row> rows = {
+        {"HostCrash_Fates.Segfaults:HostCrash_Fates.Passes*", 128 + SIGSEGV, "crashed with SIGSEGV",
+         "reported before the crash"},
+        {"HostCrash_Fates.Aborts:HostCrash_Fates.Passes*", 128 + SIGABRT, "crashed with SIGABRT",
+         "crashed with SIGABRT"},
+        {"HostCrash_Fates.Exits:HostCrash_Fates.Passes*", 3, "called exit", "called exit"},
+    };
+    for (const Row& row : rows)
+    {
+        TemporaryFile junit;
+        TemporaryFile json;
+        const ProcessResult result = runHost(
+            {"--filter", row.filter, "--junit", junit.path().string(), "--json", json.path().string(), CRASH_FIXTURE},
+            crashing());
+        const std::string name = row.filter.substr(0, row.filter.find(':'));
+        EXPECT_EQ(result.exitCode, row.exitCode) << row.cause;
+        // The console named the case as it started; the host says what happened to it.
+        EXPECT_TRUE(result.out.ends_with("RUN   " + name + "\n")) << result.out;
+        EXPECT_TRUE(contains(result.err, "testhost: " + name + " " + row.cause + "; the reports hold")) << result.err;
+
+        const std::string xml = HostTestSupport::readWholeFile(junit.path());
+        const std::string caseName = name.substr(name.find('.') + 1);
+        EXPECT_TRUE(contains(xml, R"(tests="2" failures="1" errors="0" skipped="0")")) << xml;
+        EXPECT_TRUE(contains(xml, "<testcase classname=\"HostCrashFixtureModule.HostCrash_Fates\" name=\"" + caseName))
+            << xml;
+        EXPECT_TRUE(contains(xml, "<failure message=\"" + row.firstMessage + "\">")) << xml;
+        EXPECT_TRUE(contains(xml, caseName + " at ")) << xml;
+        EXPECT_TRUE(contains(xml, ": " + row.cause + "\n</failure>")) << xml;
+        EXPECT_TRUE(xml.ends_with("</testsuites>\n")) << xml;
+        const std::string report = HostTestSupport::readWholeFile(json.path());
+        EXPECT_TRUE(contains(report, "\"message\": \"" + row.cause + "\"}]}")) << report;
+        EXPECT_TRUE(report.ends_with("]\n}\n")) << report;
+    }
+}
+
+TEST(HostEndToEndTest, RoundsRepeatUntilAFailureAndReportsKeepOneEntryPerCase)
+{
+    struct Row
+    {
+        std::vector<std::string> arguments;
+        int exitCode;
+        std::string summary;
+        std::string mustShow;
+    };
+    const std::vector<Row> rows = {
+        // The third round fails, and the run ends with it.
+        {{"--repeat", "until-fail"}, 1, "5 passed, 1 failed", "Round 3\n"},
+        // A later passed round does not hide the failure.
+        {{"--repeat", "4"}, 1, "7 passed, 1 failed", "FAIL  HostRounds_Counting.FailsInThirdRound"},
+        {{"--repeat", "2"}, 0, "4 passed, 0 failed", "PASS  HostRounds_Counting.Passes"},
+    };
+    for (const Row& row : rows)
+    {
+        TemporaryFile junit;
+        std::vector<std::string> arguments = row.arguments;
+        arguments.insert(arguments.end(), {"--junit", junit.path().string(), ROUNDS_FIXTURE});
+        const ProcessResult result = runHost(arguments);
+        EXPECT_EQ(result.exitCode, row.exitCode) << row.summary << result.out;
+        EXPECT_EQ(lastLine(result.out), row.summary);
+        EXPECT_TRUE(contains(result.out, row.mustShow)) << result.out;
+        const std::string xml = HostTestSupport::readWholeFile(junit.path());
+        size_t testcases = 0;
+        for (size_t at = xml.find("<testcase "); at != std::string::npos; at = xml.find("<testcase ", at + 1))
+        {
+            ++testcases;
+        }
+        EXPECT_EQ(testcases, 2u) << xml;
+        EXPECT_EQ(contains(xml, "<failure message=\"round 3\">"), row.exitCode == 1) << xml;
+    }
+}
+
+TEST(HostEndToEndTest, ReportingOptionsShapeTheConsole)
+{
+    struct Row
+    {
+        std::vector<std::string> arguments;
+        std::vector<std::string> present;
+        std::vector<std::string> absent;
+    };
+    const std::vector<Row> rows = {
+        {{"--brief"}, {"FAIL  HostFixture_FailingTests.Mismatch (", "\n5 passed, 4 failed\n"}, {"PASS  ", "RUN   "}},
+        {{"--max-failures", "2", "--filter", "HostFixture_FailingTests.*"},
+         {"1 passed, 2 failed, 2 skipped\n"},
+         {"FAIL  HostFixture_FailingTests.FatalCheck"}},
+        {{"--durations", "2"}, {"\nSlowest 2 cases:\n"}, {}},
+        // In process every case is named as it starts; in workers only when asked.
+        {{}, {"RUN   HostFixture_PassingTests.Holds\nPASS  HostFixture_PassingTests.Holds ("}, {}},
+        {{"-j2"}, {"PASS  HostFixture_PassingTests.Holds"}, {"RUN   "}},
+        {{"-j2", "--verbose"}, {"RUN   HostFixture_PassingTests.Holds\n"}, {}},
+        {{"--list", "--format", "json", "--tag", "HostFixture_PassingTests"},
+         {"{\n  \"module\": \"HostFixtureModule\",\n",
+          "{\"name\": \"HostFixture_PassingTests\", \"tags\": [\"hostfixture_passingtests\", \"suite:pull_request\", "
+          "\"unit_test\"], \"cases\": [\n      {\"name\": \"Holds\", \"fullName\": \"HostFixture_PassingTests.Holds\", "
+          "\"tags\": [\"holds\"], \"file\": "},
+         {"HostFixture_FailingTests"}},
+    };
+    for (const Row& row : rows)
+    {
+        std::vector<std::string> arguments = row.arguments;
+        arguments.push_back(FIXTURE);
+        const ProcessResult result = runHost(arguments);
+        const std::string label = row.arguments.empty() ? "(none)" : row.arguments.front();
+        for (const std::string& text : row.present)
+        {
+            EXPECT_TRUE(contains(result.out, text)) << label << " lacks " << text << "\n" << result.out;
+        }
+        for (const std::string& text : row.absent)
+        {
+            EXPECT_FALSE(contains(result.out, text)) << label << " has " << text << "\n" << result.out;
+        }
+    }
+    const ProcessResult version = runHost({"--version"});
+    EXPECT_TRUE(std::regex_match(version.out, std::regex("testhost [0-9]+\\.[0-9]+\\.[0-9]+\n"))) << version.out;
+}
+
+TEST(HostEndToEndTest, TheEnvironmentNamesTheModuleAndTheShard)
+{
+    // A host copied away from its build finds no module of that build.
+    const std::filesystem::path directory = std::filesystem::path(TemporaryFile().path()).concat("-host");
+    std::filesystem::create_directory(directory);
+    const std::filesystem::path copy = directory / "testhost";
+    std::filesystem::copy_file(HOST_TESTHOST_PATH, copy);
+    const ProcessResult alone = runHost({}, withEnvironment({}, copy.string()));
+    EXPECT_EQ(alone.exitCode, 2);
+    EXPECT_EQ(alone.err, "testhost: error: no test module given, and none at " +
+                             (directory / "ScriptingTests.so").string() + "; name one, or set TESTHOST_MODULE\n");
+    const ProcessResult named =
+        runHost({"--tag", "HostFixture_PassingTests"}, withEnvironment({"TESTHOST_MODULE=" + FIXTURE}, copy.string()));
+    EXPECT_EQ(lastLine(named.out), "2 passed, 0 failed") << named.err;
+
+    // GoogleTest's variables shard as --shard-count and --shard-index do, and the status file tells a runner so.
+    const std::filesystem::path status = directory / "sharded";
+    const ProcessResult shard = runHost({FIXTURE}, withEnvironment({"GTEST_TOTAL_SHARDS=2", "GTEST_SHARD_INDEX=1",
+                                                                    "GTEST_SHARD_STATUS_FILE=" + status.string()}));
+    EXPECT_EQ(lastLine(shard.out), "4 passed, 0 failed");
+    EXPECT_TRUE(std::filesystem::exists(status));
+    const ProcessResult half = runHost({FIXTURE}, withEnvironment({"GTEST_TOTAL_SHARDS=2"}));
+    EXPECT_EQ(half.exitCode, 2);
+    EXPECT_TRUE(contains(half.err, "only GTEST_TOTAL_SHARDS is set")) << half.err;
+    std::filesystem::remove_all(directory);
 }

@@ -32,7 +32,13 @@ enum class Behaviour
     ReturnFalse,
     ThrowStandard,
     ThrowUnknown,
+    // As the module does when a case throws: a report from within its handler, naming the case's stub.
+    ReportInHandler,
+    // A report naming the stub, outside any handler.
+    ReportAsStub,
 };
+
+const std::string STUB = "A::generateTestDataFor_two";
 
 void act(Behaviour behaviour, TestResultListener* listener, const std::string& what)
 {
@@ -49,6 +55,19 @@ void act(Behaviour behaviour, TestResultListener* listener, const std::string& w
         throw std::runtime_error(what + " threw");
     case Behaviour::ThrowUnknown:
         throw 42;
+    case Behaviour::ReportInHandler:
+        try
+        {
+            throw std::logic_error("caught");
+        }
+        catch (const std::exception& exception)
+        {
+            listener->reportFailure(TestFailureReport{STUB, "case.cpp", "7", exception.what(), std::nullopt});
+        }
+        return;
+    case Behaviour::ReportAsStub:
+        listener->reportFailure(TestFailureReport{STUB, "case.cpp", "7", "as the stub", std::nullopt});
+        return;
     }
 }
 
@@ -174,6 +193,7 @@ public:
     {
         mLog.push_back("report " + fullName(testClass, testCase) + ": " + report.message);
         messages[fullName(testClass, testCase)].push_back(report.message);
+        functions[fullName(testClass, testCase)].push_back(report.function);
     }
     void onCaseFinished(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
                         std::chrono::nanoseconds duration) override
@@ -188,10 +208,12 @@ public:
     {
         outcomes.clear();
         messages.clear();
+        functions.clear();
     }
 
     std::map<std::string, CaseOutcome> outcomes;
     std::map<std::string, std::vector<std::string>> messages;
+    std::map<std::string, std::vector<std::string>> functions;
 
 private:
     Log& mLog;
@@ -213,17 +235,17 @@ TestPlan samplePlan()
 class HostExecutorTest : public ::testing::Test
 {
 protected:
-    std::optional<std::string> run(bool failFast = false)
+    std::optional<std::string> run(size_t maxFailures = 0)
     {
         InProcessExecutor executor(mModule);
-        return executor.execute(mPlan, ExecutionSettings{failFast}, mListener);
+        return executor.execute(mPlan, ExecutionSettings{maxFailures}, mListener);
     }
 
-    std::optional<std::string> runInWorkers(size_t jobs)
+    std::optional<std::string> runInWorkers(size_t jobs, size_t maxFailures = 0)
     {
         mListener.reset();
         WorkerExecutor executor(mModule, WorkerSettings{jobs, 0});
-        std::optional<std::string> error = executor.execute(mPlan, ExecutionSettings{}, mListener);
+        std::optional<std::string> error = executor.execute(mPlan, ExecutionSettings{maxFailures}, mListener);
         // Every worker was reaped: none is left running or as a zombie.
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
         EXPECT_EQ(errno, ECHILD);
@@ -275,10 +297,12 @@ TEST_F(HostExecutorTest, ReportsDecideTheOutcomeNotTheReturnValue)
         {"false alone is no failure",                B::ReturnFalse,          B::Pass,          B::Pass,         O::Passed, {}, true},
         {"a report fails",                           B::Report,               B::Pass,          B::Pass,         O::Failed, {id + " failed"}, true},
         {"a fatal check fails",                      B::ReportAndReturnFalse, B::Pass,          B::Pass,         O::Failed, {id + " failed"}, true},
-        {"an escaped exception fails with its text", B::ThrowStandard,        B::Pass,          B::Pass,         O::Failed, {id + " threw"}, true},
-        {"anything else escaping fails",             B::ThrowUnknown,         B::Pass,          B::Pass,         O::Failed, {"unknown exception"}, true},
-        {"a throwing onBeforeTest skips the body",   B::Pass,                 B::ThrowStandard, B::Pass,         O::Failed, {"onBeforeTest: before threw"}, false},
-        {"a throwing onAfterTest fails",             B::Pass,                 B::Pass,          B::ThrowUnknown, O::Failed, {"onAfterTest: unknown exception"}, true},
+        {"an escaped exception fails with its text", B::ThrowStandard,        B::Pass,          B::Pass,         O::Failed, {"uncaught exception (std::runtime_error): " + id + " threw"}, true},
+        {"anything else escaping fails",             B::ThrowUnknown,         B::Pass,          B::Pass,         O::Failed, {"uncaught exception (int)"}, true},
+        {"the module's report of an exception",      B::ReportInHandler,      B::Pass,          B::Pass,         O::Failed, {"uncaught exception (std::logic_error): caught"}, true},
+        {"the stub's name alone is no exception",    B::ReportAsStub,         B::Pass,          B::Pass,         O::Failed, {"as the stub"}, true},
+        {"a throwing onBeforeTest skips the body",   B::Pass,                 B::ThrowStandard, B::Pass,         O::Failed, {"onBeforeTest: uncaught exception (std::runtime_error): before threw"}, false},
+        {"a throwing onAfterTest fails",             B::Pass,                 B::Pass,          B::ThrowUnknown, O::Failed, {"onAfterTest: uncaught exception (int)"}, true},
     };
     // clang-format on
     for (const Row& row : rows)
@@ -292,6 +316,11 @@ TEST_F(HostExecutorTest, ReportsDecideTheOutcomeNotTheReturnValue)
 
         EXPECT_EQ(mListener.outcomes["A.two"], row.outcome) << row.label;
         EXPECT_EQ(mListener.messages["A.two"], row.messages) << row.label;
+        // What a check reports names its function; every other failure is named by the case, as a check in
+        // the case's body would be.
+        const bool check = row.run == Behaviour::Report || row.run == Behaviour::ReportAndReturnFalse;
+        EXPECT_EQ(mListener.functions["A.two"], std::vector<std::string>(row.messages.size(), check ? "check" : "two"))
+            << row.label;
         // The hooks are the same for every case; the body's behaviour belongs to one case only.
         if (row.before == Behaviour::Pass && row.after == Behaviour::Pass)
         {
@@ -341,6 +370,50 @@ TEST_F(HostExecutorTest, ModuleFailuresAreReturnedInProcessAndFromWorkers)
         EXPECT_EQ(mListener.outcomes["A.one"], CaseOutcome::Passed) << jobs;
         mModule.mReportWhileIdle = false;
         mListener.reset();
+    }
+}
+
+TEST_F(HostExecutorTest, MaxFailuresStopsInProcessAndInWorkers)
+{
+    mModule.mScript = {{"A.A::generateTestDataFor_one", Behaviour::Report},
+                       {"A.A::generateTestDataFor_two", Behaviour::Report},
+                       {"A.A::generateTestDataFor_three", Behaviour::Report}};
+    // 0 jobs: in this process.
+    for (size_t jobs : {0, 1, 2})
+    {
+        for (const size_t limit : {1, 2, 4})
+        {
+            mListener.reset();
+            EXPECT_EQ(jobs == 0 ? run(limit) : runInWorkers(jobs, limit), std::nullopt);
+            const auto count = [&](CaseOutcome outcome)
+            {
+                return std::count_if(mListener.outcomes.begin(), mListener.outcomes.end(),
+                                     [&](const auto& entry) { return entry.second == outcome; });
+            };
+            // A's three cases fail one after the other in one object; the limit ends the run after as many. A
+            // worker ends its class after a failure that reaches a limit of one by itself; a higher limit is
+            // counted by the host, and a case the worker began before the host's word to stop still ends.
+            const long failed = static_cast<long>(std::min<size_t>(limit, 3));
+            const bool exact = jobs == 0 || limit == 1;
+            EXPECT_EQ(mListener.outcomes.size(), 4u);
+            if (exact)
+            {
+                EXPECT_EQ(count(CaseOutcome::Failed), failed) << jobs << " " << limit;
+            }
+            else
+            {
+                EXPECT_GE(count(CaseOutcome::Failed), failed) << jobs << " " << limit;
+            }
+            if (limit > 3)
+            {
+                EXPECT_EQ(count(CaseOutcome::Skipped), 0) << jobs << " " << limit;
+            }
+            else if (exact && jobs < 2)
+            {
+                // B waits behind A and never starts.
+                EXPECT_EQ(count(CaseOutcome::Skipped), 4 - count(CaseOutcome::Failed)) << jobs << " " << limit;
+            }
+        }
     }
 }
 

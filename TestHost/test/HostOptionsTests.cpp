@@ -23,8 +23,14 @@ TEST(HostOptionsTest, ReadsEveryOptionInEverySpelling)
                                     "--filter=A.*-A.B",
                                     "--junit",
                                     "out.xml",
+                                    "--json=out.json",
                                     "--list",
+                                    "--format",
+                                    "json",
                                     "--fail-fast",
+                                    "--verbose",
+                                    "--durations=5",
+                                    "--version",
                                     "--color=never",
                                     "-j4",
                                     "--timeout=0.5",
@@ -43,7 +49,13 @@ TEST(HostOptionsTest, ReadsEveryOptionInEverySpelling)
     EXPECT_EQ(options.selection.excludeTags, (std::vector<std::string>{"slow", "flaky"}));
     EXPECT_EQ(options.selection.filter, "A.*-A.B");
     EXPECT_EQ(options.junitPath, "out.xml");
-    EXPECT_TRUE(options.list && options.failFast && options.shuffle && !options.help);
+    EXPECT_EQ(options.jsonPath, "out.json");
+    EXPECT_EQ(options.listFormat, ListFormat::Json);
+    EXPECT_TRUE(options.verbose && options.version && !options.brief && !options.repeatUntilFail);
+    EXPECT_EQ(options.durations, 5u);
+    EXPECT_TRUE(options.list && options.shuffle && !options.help);
+    EXPECT_TRUE(options.failFast);
+    EXPECT_EQ(options.failureLimit(), 1u);
     EXPECT_EQ(options.color, ColorMode::Never);
     EXPECT_EQ(options.modulePath, "module.so");
     EXPECT_EQ(options.jobs, 4u);
@@ -58,6 +70,12 @@ TEST(HostOptionsTest, ReadsEveryOptionInEverySpelling)
     EXPECT_TRUE(parse({"--isolate"}).options.usesWorkers());
     EXPECT_TRUE(parse({"--jobs=2"}).options.usesWorkers());
     EXPECT_TRUE(parse({"--timeout", "3"}).options.usesWorkers());
+
+    parsed = parse({"--max-failures", "3", "--brief", "--repeat", "until-fail"});
+    ASSERT_EQ(parsed.error, "");
+    EXPECT_EQ(parsed.options.failureLimit(), 3u);
+    EXPECT_FALSE(parsed.options.failFast);
+    EXPECT_TRUE(parsed.options.brief && parsed.options.repeatUntilFail);
 
     // A separate value is taken as it is, even when it starts with '-': a negative-only filter.
     parsed = parse({"--filter", "-*.Slow*", "--", "-odd-name.so"});
@@ -84,10 +102,18 @@ TEST(HostOptionsTest, RejectsBadCommandLinesWithOneLine)
         {{"--color=sometimes"}, "--color takes auto, always or never, not 'sometimes'"},
         {{"--filter", "A", "--filter=B"}, "--filter given twice; join the patterns with ':' instead"},
         {{"--junit", "a.xml", "--junit", "b.xml"}, "--junit given twice"},
+        {{"--json", "a", "--json=b"}, "--json given twice"},
+        {{"--fail-fast", "--max-failures", "2"}, "--fail-fast is --max-failures 1; give one of them, once"},
+        {{"--max-failures=0"}, "--max-failures takes a whole number of at least 1, not '0'"},
+        {{"--durations", "x"}, "--durations takes a whole number of at least 1, not 'x'"},
+        {{"--repeat", "until-pass"}, "--repeat takes a whole number of at least 1 or until-fail, not 'until-pass'"},
+        {{"--list", "--format", "xml"}, "--format takes text or json, not 'xml'"},
+        {{"--format", "json"}, "--format applies to --list"},
+        {{"--brief", "--verbose"}, "--brief and --verbose ask for opposite things"},
         {{"a.so", "b.so"}, "one test module at a time: 'a.so' and 'b.so' were given"},
         {{"-j0"}, "-j takes a whole number of at least 1, not '0'"},
         {{"--jobs", "two"}, "--jobs takes a whole number of at least 1, not 'two'"},
-        {{"--repeat=-1"}, "--repeat takes a whole number of at least 1, not '-1'"},
+        {{"--repeat=-1"}, "--repeat takes a whole number of at least 1 or until-fail, not '-1'"},
         {{"--timeout", "0"}, "--timeout takes seconds above 0 and up to 86400, not '0'"},
         {{"--timeout", "1s"}, "--timeout takes seconds above 0 and up to 86400, not '1s'"},
         {{"--seed", "1"}, "--seed needs --shuffle"},
@@ -102,4 +128,41 @@ TEST(HostOptionsTest, RejectsBadCommandLinesWithOneLine)
         EXPECT_EQ(parsed.error, row.error) << row.arguments.front();
         EXPECT_EQ(parsed.error.find('\n'), std::string::npos);
     }
+}
+
+TEST(HostOptionsTest, GoogleTestShardVariablesApplyWhereTheCommandLineShardsNot)
+{
+    struct Row
+    {
+        const char* total;
+        const char* index;
+        std::optional<size_t> count;
+        std::optional<size_t> shard;
+        std::string error;
+    };
+    const std::vector<Row> rows = {
+        {nullptr, nullptr, std::nullopt, std::nullopt, ""},
+        {"3", "2", 3, 2, ""},
+        {"1", "0", 1, 0, ""},
+        {"3", nullptr, std::nullopt, std::nullopt,
+         "GTEST_SHARD_INDEX and GTEST_TOTAL_SHARDS go together; only GTEST_TOTAL_SHARDS is set"},
+        {nullptr, "0", std::nullopt, std::nullopt,
+         "GTEST_SHARD_INDEX and GTEST_TOTAL_SHARDS go together; only GTEST_SHARD_INDEX is set"},
+        {"2", "2", std::nullopt, std::nullopt, "GTEST_SHARD_INDEX 2 is not below GTEST_TOTAL_SHARDS 2"},
+        {"0", "0", std::nullopt, std::nullopt, "GTEST_TOTAL_SHARDS takes a whole number of at least 1, not '0'"},
+        {"2", "-1", std::nullopt, std::nullopt, "GTEST_SHARD_INDEX takes a whole number, not '-1'"},
+    };
+    for (const Row& row : rows)
+    {
+        HostOptions options;
+        const std::optional<std::string> error = applyShardEnvironment(options, row.total, row.index);
+        EXPECT_EQ(error.value_or(""), row.error);
+        EXPECT_EQ(options.shardCount, row.count);
+        EXPECT_EQ(options.shardIndex, row.shard);
+    }
+    // The command line wins.
+    HostOptions options = parse({"--shard-count", "4", "--shard-index", "1"}).options;
+    EXPECT_EQ(applyShardEnvironment(options, "9", "bad"), std::nullopt);
+    EXPECT_EQ(options.shardCount, 4u);
+    EXPECT_EQ(options.shardIndex, 1u);
 }

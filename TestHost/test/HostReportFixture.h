@@ -4,6 +4,10 @@
 #include "ZentaryUnitTest/TestResult.h"
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
 
 namespace HostTestSupport
 {
@@ -11,6 +15,14 @@ using namespace std::chrono_literals;
 using Ovelith::CoreTestFramework::TestFailureDetails;
 using Ovelith::CoreTestFramework::TestFailureReport;
 using Ovelith::TestHost::CaseOutcome;
+
+inline std::string readWholeFile(const std::filesystem::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
 
 // A run of three cases of one class: one passes, one fails with two reports (a comparison, then a check in a
 // helper), one is skipped. Texts carry characters that XML must escape.

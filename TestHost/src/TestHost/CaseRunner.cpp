@@ -9,7 +9,10 @@
 
 #include <fmt/format.h>
 
+#include <cxxabi.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <mutex>
 #include <vector>
@@ -19,6 +22,38 @@ namespace Ovelith::TestHost
 using CoreTestFramework::TestFailureReport;
 using CoreTestFramework::TestModule;
 using Clock = std::chrono::steady_clock;
+
+namespace
+{
+// The type of the exception being handled on this thread, as written in code; nothing outside a handler.
+std::optional<std::string> currentExceptionType()
+{
+    const std::type_info* type = abi::__cxa_current_exception_type();
+    if (type == nullptr)
+    {
+        return std::nullopt;
+    }
+    int status = 0;
+    char* demangled = abi::__cxa_demangle(type->name(), nullptr, nullptr, &status);
+    std::string name = status == 0 && demangled != nullptr ? demangled : type->name();
+    std::free(demangled);
+    return name;
+}
+} // namespace
+
+std::string describeException(const std::optional<std::string>& type, const std::optional<std::string>& what)
+{
+    std::string text = "uncaught exception";
+    if (type)
+    {
+        text += fmt::format(" ({})", *type);
+    }
+    if (what)
+    {
+        text += fmt::format(": {}", *what);
+    }
+    return text;
+}
 
 namespace internal
 {
@@ -61,6 +96,17 @@ public:
             mStrayReports.push_back(std::move(report));
             return;
         }
+        // The module names a case by its registration stub where an exception ended it, and reports from
+        // within its handler, where the exception's type is still known. Every failure of a case is named as
+        // its checks name it.
+        if (report.function == mCase->function)
+        {
+            report.function = mCase->name;
+            if (const std::optional<std::string> type = currentExceptionType())
+            {
+                report.message = describeException(type, report.message);
+            }
+        }
         mFailed = true;
         mListener.onCaseReport(*mClass, *mCase, report);
     }
@@ -88,7 +134,7 @@ template <typename Call>
 bool runReportingExceptions(internal::CaseReportRouter& router, const PlannedCase& testCase, const char* stage,
                             Call&& call)
 {
-    std::optional<std::string> escaped;
+    std::string escaped;
     try
     {
         call();
@@ -96,15 +142,15 @@ bool runReportingExceptions(internal::CaseReportRouter& router, const PlannedCas
     }
     catch (const std::exception& exception)
     {
-        escaped = exception.what();
+        escaped = describeException(currentExceptionType(), exception.what());
     }
     catch (...)
     {
-        escaped = "unknown exception";
+        escaped = describeException(currentExceptionType(), std::nullopt);
     }
-    std::string message = stage == nullptr ? std::move(*escaped) : fmt::format("{}: {}", stage, *escaped);
+    std::string message = stage == nullptr ? std::move(escaped) : fmt::format("{}: {}", stage, escaped);
     router.reportFailure(
-        TestFailureReport{testCase.function, testCase.file, std::to_string(testCase.line), std::move(message), {}});
+        TestFailureReport{testCase.name, testCase.file, std::to_string(testCase.line), std::move(message), {}});
     return false;
 }
 
@@ -202,6 +248,7 @@ size_t CaseRunner::runClass(const PlannedClass& testClass, size_t firstCase, con
     for (size_t index = firstCase; index < testClass.cases.size(); ++index)
     {
         const PlannedCase& testCase = testClass.cases[index];
+        mListener.onCaseRunning(testClass, testCase);
         mListener.onCaseStarted(testClass, testCase);
         router.begin(testClass, testCase);
         const Clock::time_point start = Clock::now();
@@ -223,7 +270,7 @@ size_t CaseRunner::runClass(const PlannedClass& testClass, size_t firstCase, con
         }
         if (instance == nullptr)
         {
-            router.reportFailure(TestFailureReport{testCase.function,
+            router.reportFailure(TestFailureReport{testCase.name,
                                                    testCase.file,
                                                    std::to_string(testCase.line),
                                                    "the module could not create the test class",

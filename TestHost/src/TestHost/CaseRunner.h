@@ -19,6 +19,10 @@ namespace internal
 class CaseReportRouter;
 }
 
+// The failure text of an exception that ended a case: "uncaught exception (<type>): <what>", each part where
+// known.
+std::string describeException(const std::optional<std::string>& type, const std::optional<std::string>& what);
+
 // Runs cases of a module in the calling process and tells a listener what happens: the part the in-process
 // executor and a worker process share.
 class CaseRunner

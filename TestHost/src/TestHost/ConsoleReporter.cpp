@@ -4,7 +4,6 @@
 #include "ZentaryUnitTest/TestResult.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <ostream>
@@ -18,32 +17,47 @@ constexpr const char* RED = "\033[31m";
 constexpr const char* YELLOW = "\033[33m";
 constexpr const char* BOLD = "\033[1m";
 constexpr const char* RESET = "\033[0m";
-
-std::string tagList(const std::vector<std::string>& tags)
-{
-    return fmt::format("[{}]", fmt::join(tags, ", "));
-}
 } // namespace
 
 std::string ConsoleReporter::_paint(const char* colorCode, const std::string& text) const
 {
-    return mColor ? fmt::format("{}{}{}", colorCode, text, RESET) : text;
+    return mSettings.color ? fmt::format("{}{}{}", colorCode, text, RESET) : text;
 }
 
 void ConsoleReporter::onRunStarted(const TestPlan& plan)
 {
     mFailedCases.clear();
     mPlanPosition.clear();
+    mSlowest = {};
+    mTotal = plan.caseCount();
+    mDone = 0;
     for (const PlannedClass& testClass : plan.classes)
     {
         for (const PlannedCase& testCase : testClass.cases)
         {
-            mPlanPosition.emplace(&testCase, mPlanPosition.size());
+            mPlanPosition.emplace(fullName(testClass, testCase), mPlanPosition.size());
         }
     }
     mOut << fmt::format("Running {} of {} from {} ({})\n", countOf(plan.caseCount(), "case", "cases"),
                         countOf(plan.classes.size(), "class", "classes"), plan.moduleName, plan.modulePath)
          << std::flush;
+}
+
+void ConsoleReporter::onRoundStarted(size_t round)
+{
+    mDone = 0;
+    if (!mSettings.brief)
+    {
+        mOut << fmt::format("Round {}\n", round + 1) << std::flush;
+    }
+}
+
+void ConsoleReporter::onCaseRunning(const PlannedClass& testClass, const PlannedCase& testCase)
+{
+    if (mSettings.announceStarts && !mSettings.brief)
+    {
+        mOut << "RUN   " << fullName(testClass, testCase) << '\n' << std::flush;
+    }
 }
 
 void ConsoleReporter::onCaseStarted(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/)
@@ -70,19 +84,23 @@ void ConsoleReporter::onCaseReport(const PlannedClass& /*testClass*/, const Plan
 void ConsoleReporter::onCaseFinished(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
                                      std::chrono::nanoseconds duration)
 {
-    const std::string name = fullName(testClass, testCase);
-    switch (outcome)
+    std::string name = fullName(testClass, testCase);
+    ++mDone;
+    const std::string progress = mSettings.progress ? fmt::format("[{}/{}] ", mDone, mTotal) : std::string();
+    if (!mSettings.brief || outcome == CaseOutcome::Failed)
     {
-    case CaseOutcome::Passed:
-        mOut << fmt::format("{}  {} ({})\n", _paint(GREEN, "PASS"), name, formatDuration(duration));
-        break;
-    case CaseOutcome::Failed:
-        mOut << fmt::format("{}  {} ({})\n", _paint(RED, "FAIL"), name, formatDuration(duration));
-        mFailedCases.emplace_back(mPlanPosition[&testCase], name);
-        break;
-    case CaseOutcome::Skipped:
-        mOut << fmt::format("{}  {}\n", _paint(YELLOW, "SKIP"), name);
-        break;
+        switch (outcome)
+        {
+        case CaseOutcome::Passed:
+            mOut << fmt::format("{}{}  {} ({})\n", progress, _paint(GREEN, "PASS"), name, formatDuration(duration));
+            break;
+        case CaseOutcome::Failed:
+            mOut << fmt::format("{}{}  {} ({})\n", progress, _paint(RED, "FAIL"), name, formatDuration(duration));
+            break;
+        case CaseOutcome::Skipped:
+            mOut << fmt::format("{}{}  {}\n", progress, _paint(YELLOW, "SKIP"), name);
+            break;
+        }
     }
     for (const std::string& report : mPendingReports)
     {
@@ -90,11 +108,42 @@ void ConsoleReporter::onCaseFinished(const PlannedClass& testClass, const Planne
     }
     mPendingReports.clear();
     mOut << std::flush;
+
+    if (outcome == CaseOutcome::Failed)
+    {
+        const auto position = mPlanPosition.find(name);
+        mFailedCases.emplace_back(position == mPlanPosition.end() ? mPlanPosition.size() : position->second, name);
+    }
+    if (outcome != CaseOutcome::Skipped && mSettings.durations > 0)
+    {
+        if (mSlowest.size() < mSettings.durations)
+        {
+            mSlowest.emplace(duration, std::move(name));
+        }
+        else if (duration > mSlowest.top().first)
+        {
+            mSlowest.pop();
+            mSlowest.emplace(duration, std::move(name));
+        }
+    }
 }
 
 void ConsoleReporter::onRunFinished(const RunSummary& summary)
 {
     mOut << '\n';
+    if (!mSlowest.empty())
+    {
+        std::vector<Timed> slowest;
+        for (; !mSlowest.empty(); mSlowest.pop())
+        {
+            slowest.push_back(mSlowest.top());
+        }
+        mOut << fmt::format("Slowest {}:\n", countOf(slowest.size(), "case", "cases"));
+        for (auto it = slowest.rbegin(); it != slowest.rend(); ++it)
+        {
+            mOut << fmt::format("    {:>12}  {}\n", formatDuration(it->first), it->second);
+        }
+    }
     if (!mFailedCases.empty())
     {
         mOut << "Failed cases:\n";
@@ -113,21 +162,5 @@ void ConsoleReporter::onRunFinished(const RunSummary& summary)
         counts += fmt::format(", {} skipped", summary.skipped);
     }
     mOut << _paint(summary.failed == 0 ? GREEN : RED, counts) << '\n' << std::flush;
-}
-
-void writeListing(const TestPlan& plan, std::ostream& out)
-{
-    out << fmt::format("{}: {}, {} ({})\n", plan.moduleName, countOf(plan.classes.size(), "class", "classes"),
-                       countOf(plan.caseCount(), "case", "cases"), plan.modulePath);
-    for (const PlannedClass& testClass : plan.classes)
-    {
-        out << fmt::format("{}  {}\n", testClass.name, tagList(testClass.tags));
-        for (const PlannedCase& testCase : testClass.cases)
-        {
-            out << fmt::format("    {}  {}  {}:{}\n", fullName(testClass, testCase), tagList(testCase.tags),
-                               testCase.file, testCase.line);
-        }
-    }
-    out << std::flush;
 }
 } // namespace Ovelith::TestHost

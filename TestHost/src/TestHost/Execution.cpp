@@ -10,6 +10,22 @@ void RunListenerList::onRunStarted(const TestPlan& plan)
     }
 }
 
+void RunListenerList::onRoundStarted(size_t round)
+{
+    for (IRunListener* listener : mListeners)
+    {
+        listener->onRoundStarted(round);
+    }
+}
+
+void RunListenerList::onCaseRunning(const PlannedClass& testClass, const PlannedCase& testCase)
+{
+    for (IRunListener* listener : mListeners)
+    {
+        listener->onCaseRunning(testClass, testCase);
+    }
+}
+
 void RunListenerList::onCaseStarted(const PlannedClass& testClass, const PlannedCase& testCase)
 {
     for (IRunListener* listener : mListeners)

@@ -37,7 +37,14 @@ class IRunListener
 public:
     virtual ~IRunListener() = default;
 
+    // Once per run, with the plan of its first round. A run of rounds one after another (until one fails) tells
+    // each later round's start with onRoundStarted; its plans are not kept alive past their round.
     virtual void onRunStarted(const TestPlan& /*plan*/) {}
+    virtual void onRoundStarted(size_t /*round*/) {}
+    // A case has begun to run, as soon as the executor knows: in process just before onCaseStarted, from a
+    // worker when the host hands the case over or the one before it ends. It may come between another case's
+    // events.
+    virtual void onCaseRunning(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/) {}
     virtual void onCaseStarted(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/) {}
     // Every failure of the running case, in the order they happen.
     virtual void onCaseReport(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/,
@@ -54,8 +61,8 @@ public:
 
 struct ExecutionSettings
 {
-    // Stop at the first failed case; the rest are reported as skipped.
-    bool failFast = false;
+    // Stop once this many cases failed; the rest are reported as skipped. 0: never stop.
+    size_t maxFailures = 0;
 };
 
 // Runs the cases of a plan and tells a listener what happens. Selection and reporting know nothing of how or
@@ -81,6 +88,8 @@ public:
     void add(IRunListener& listener) { mListeners.push_back(&listener); }
 
     void onRunStarted(const TestPlan& plan) override;
+    void onRoundStarted(size_t round) override;
+    void onCaseRunning(const PlannedClass& testClass, const PlannedCase& testCase) override;
     void onCaseStarted(const PlannedClass& testClass, const PlannedCase& testCase) override;
     void onCaseReport(const PlannedClass& testClass, const PlannedCase& testCase,
                       const CoreTestFramework::TestFailureReport& report) override;

@@ -1,9 +1,12 @@
 #include "TestHost/Host.h"
 
 #include "TestHost/ConsoleReporter.h"
+#include "TestHost/CrashGuard.h"
 #include "TestHost/GeneratedCases.h"
 #include "TestHost/InProcessExecutor.h"
 #include "TestHost/JUnitReporter.h"
+#include "TestHost/JsonReporter.h"
+#include "TestHost/Listing.h"
 #include "TestHost/ModuleLoader.h"
 #include "TestHost/Options.h"
 #include "TestHost/PlanOrder.h"
@@ -13,11 +16,13 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <ostream>
 #include <random>
+
+#ifndef TESTHOST_VERSION
+#define TESTHOST_VERSION "unknown"
+#endif
 
 namespace Ovelith::TestHost
 {
@@ -31,24 +36,42 @@ int fail(std::ostream& err, const HostEnvironment& environment, const std::strin
     return EXIT_BAD_INPUT;
 }
 
-std::optional<std::filesystem::path> findDefaultModule(const HostEnvironment& environment, std::string& tried)
+// The module the command line names, else the one TESTHOST_MODULE names, else the project's beside the host.
+std::optional<std::filesystem::path> findModule(const HostOptions& options, const HostEnvironment& environment,
+                                                std::string& error)
 {
-    const std::vector<std::filesystem::path> candidates =
-        defaultModuleCandidates(environment.builtModule, environment.executable);
-    for (const std::filesystem::path& candidate : candidates)
+    if (!options.modulePath.empty())
     {
-        std::error_code error;
-        if (std::filesystem::is_regular_file(candidate, error))
-        {
-            return candidate;
-        }
+        return options.modulePath;
     }
-    std::vector<std::string> paths;
-    for (const std::filesystem::path& candidate : candidates)
+    if (const char* named = environment.variable("TESTHOST_MODULE"); named != nullptr && named[0] != '\0')
     {
-        paths.push_back(candidate.string());
+        return std::filesystem::path(named);
     }
-    tried = fmt::format("{}", fmt::join(paths, ", "));
+    const std::filesystem::path beside = defaultModulePath(environment.executable);
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(beside, ignored))
+    {
+        return beside;
+    }
+    error = fmt::format("no test module given, and none at {}; name one, or set TESTHOST_MODULE", beside.string());
+    return std::nullopt;
+}
+
+// Tells a runner that sets GTEST_SHARD_STATUS_FILE that this program shards, as GoogleTest does: by creating
+// the file.
+std::optional<std::string> touchShardStatusFile(const HostEnvironment& environment)
+{
+    const char* path = environment.variable("GTEST_SHARD_STATUS_FILE");
+    if (path == nullptr || path[0] == '\0')
+    {
+        return std::nullopt;
+    }
+    std::ofstream file(path, std::ios::app);
+    if (!file)
+    {
+        return fmt::format("cannot create GTEST_SHARD_STATUS_FILE {}", path);
+    }
     return std::nullopt;
 }
 
@@ -89,33 +112,48 @@ bool wantsColor(ColorMode mode, const HostEnvironment& environment)
 }
 } // namespace
 
+const char* HostEnvironment::variable(std::string_view name) const
+{
+    const auto it = variables.find(name);
+    return it == variables.end() ? nullptr : it->second.c_str();
+}
+
 int runHost(const std::vector<std::string_view>& arguments, const HostEnvironment& environment, std::ostream& out,
             std::ostream& err)
 {
-    const ParsedArguments parsed = parseArguments(arguments);
+    ParsedArguments parsed = parseArguments(arguments);
     if (!parsed.error.empty())
     {
         return fail(err, environment, parsed.error + " (see --help)");
     }
-    const HostOptions& options = parsed.options;
+    HostOptions& options = parsed.options;
     if (options.help)
     {
         out << usageText(environment.program) << std::flush;
         return EXIT_ALL_PASSED;
     }
-
-    std::filesystem::path modulePath = options.modulePath;
-    if (modulePath.empty())
+    if (options.version)
     {
-        std::string tried;
-        const std::optional<std::filesystem::path> found = findDefaultModule(environment, tried);
-        if (!found)
-        {
-            return fail(err, environment, "no test module given, and none found at " + tried);
-        }
-        modulePath = *found;
+        out << environment.program << ' ' << TESTHOST_VERSION << '\n' << std::flush;
+        return EXIT_ALL_PASSED;
     }
-    LoadedModule::LoadResult loaded = LoadedModule::load(modulePath);
+    if (std::optional<std::string> error = applyShardEnvironment(options, environment.variable("GTEST_TOTAL_SHARDS"),
+                                                                 environment.variable("GTEST_SHARD_INDEX")))
+    {
+        return fail(err, environment, *error);
+    }
+    if (std::optional<std::string> error = touchShardStatusFile(environment))
+    {
+        return fail(err, environment, *error);
+    }
+
+    std::string notFound;
+    const std::optional<std::filesystem::path> modulePath = findModule(options, environment, notFound);
+    if (!modulePath)
+    {
+        return fail(err, environment, notFound);
+    }
+    LoadedModule::LoadResult loaded = LoadedModule::load(*modulePath);
     if (!loaded.module)
     {
         return fail(err, environment, loaded.error);
@@ -127,21 +165,21 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     {
         return fail(err, environment, *generated.error);
     }
-    TestPlan plan{modulePath.stem().string(), modulePath.string(),
-                  selectCases(module.getTestClasses(), options.selection, generated.cases)};
-    if (plan.classes.empty())
+    TestPlan selected{modulePath->stem().string(), modulePath->string(),
+                      selectCases(module.getTestClasses(), options.selection, generated.cases)};
+    if (selected.classes.empty())
     {
         if (module.getTestClasses().empty())
         {
-            return fail(err, environment, fmt::format("{} holds no test cases", plan.modulePath));
+            return fail(err, environment, fmt::format("{} holds no test cases", selected.modulePath));
         }
         return fail(err, environment,
-                    fmt::format("{} selects no case of {}", describeSelection(options.selection), plan.modulePath));
+                    fmt::format("{} selects no case of {}", describeSelection(options.selection), selected.modulePath));
     }
     // A shard may well be empty; that is no error, since the other shards run the selection.
     if (options.shardCount)
     {
-        plan.classes = shardClasses(std::move(plan.classes), *options.shardCount, *options.shardIndex);
+        selected.classes = shardClasses(std::move(selected.classes), *options.shardCount, *options.shardIndex);
     }
     std::optional<uint64_t> seed;
     if (options.shuffle)
@@ -149,40 +187,66 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
         seed = options.seed ? *options.seed : std::random_device{}();
         out << fmt::format("Shuffled with seed {}; --shuffle --seed {} replays this order\n", *seed, *seed);
     }
-    if (options.repeat > 1 || seed)
+    // Round r of a shuffled run is shuffled with seed + r. A fixed number of rounds is one plan, so that workers
+    // go on from round to round; rounds until a failure are planned one at a time.
+    const auto roundPlan = [&](size_t round)
     {
-        plan.classes = repeatClasses(plan.classes, options.repeat, seed);
+        TestPlan plan = selected;
+        if (seed)
+        {
+            shuffleClasses(plan.classes, *seed + round);
+        }
+        return plan;
+    };
+    TestPlan plan = roundPlan(0);
+    if (options.repeat > 1 && !options.repeatUntilFail)
+    {
+        plan.classes = repeatClasses(selected.classes, options.repeat, seed);
     }
     if (options.list)
     {
-        writeListing(plan, out);
+        if (options.listFormat == ListFormat::Json)
+        {
+            writeJsonListing(plan, out);
+        }
+        else
+        {
+            writeListing(plan, out);
+        }
         return EXIT_ALL_PASSED;
     }
 
-    // Opened before the run, so that a report that cannot be written costs no run.
-    std::ofstream junitFile;
-    if (!options.junitPath.empty())
+    JUnitReporter junit;
+    JsonReporter json;
+    std::vector<FileReporter*> reports;
+    for (const auto& [path, report] : {std::pair<const std::string&, FileReporter*>{options.junitPath, &junit},
+                                       std::pair<const std::string&, FileReporter*>{options.jsonPath, &json}})
     {
-        junitFile.open(options.junitPath, std::ios::out | std::ios::trunc);
-        if (!junitFile)
+        if (path.empty())
         {
-            return fail(err, environment,
-                        fmt::format("cannot write the JUnit report {}: {}", options.junitPath, std::strerror(errno)));
+            continue;
         }
+        if (std::optional<std::string> error = report->open(path))
+        {
+            return fail(err, environment, *error);
+        }
+        reports.push_back(report);
     }
 
     OutcomeCounter counter;
-    ConsoleReporter console(out, wantsColor(options.color, environment));
-    JUnitReporter junit;
+    ConsoleReporter console(out, ConsoleSettings{wantsColor(options.color, environment), environment.outputIsTerminal,
+                                                 !options.usesWorkers() || options.verbose, options.brief,
+                                                 options.durations});
     RunListenerList listeners;
     listeners.add(counter);
     listeners.add(console);
-    if (junitFile.is_open())
+    for (FileReporter* report : reports)
     {
-        listeners.add(junit);
+        listeners.add(*report);
     }
 
     std::unique_ptr<IExecutor> executor;
+    std::optional<CrashGuard> guard;
     if (options.usesWorkers())
     {
         executor = std::make_unique<WorkerExecutor>(module, WorkerSettings{options.jobs, options.timeoutSeconds});
@@ -190,21 +254,36 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     else
     {
         executor = std::make_unique<InProcessExecutor>(module);
+        guard.emplace(reports, environment.program, environment.errorDescriptor);
+        listeners.add(*guard);
     }
+    const ExecutionSettings settings{options.failureLimit()};
     listeners.onRunStarted(plan);
     const Clock::time_point start = Clock::now();
-    const std::optional<std::string> executionError = executor->execute(plan, {options.failFast}, listeners);
+    if (options.repeatUntilFail)
+    {
+        listeners.onRoundStarted(0);
+    }
+    std::optional<std::string> executionError = executor->execute(plan, settings, listeners);
+    for (size_t round = 1; options.repeatUntilFail && !executionError && counter.summary().failed == 0; ++round)
+    {
+        const TestPlan next = roundPlan(round);
+        listeners.onRoundStarted(round);
+        executionError = executor->execute(next, settings, listeners);
+    }
     RunSummary summary = counter.summary();
     summary.duration = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start);
     listeners.onRunFinished(summary);
-
-    if (junitFile.is_open())
+    if (guard)
     {
-        junit.write(junitFile);
-        junitFile.close();
-        if (!junitFile)
+        guard->disarm();
+    }
+
+    for (FileReporter* report : reports)
+    {
+        if (std::optional<std::string> error = report->commit())
         {
-            return fail(err, environment, fmt::format("cannot write the JUnit report {}", options.junitPath));
+            return fail(err, environment, *error);
         }
     }
     if (executionError)

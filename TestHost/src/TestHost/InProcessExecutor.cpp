@@ -13,6 +13,7 @@ std::optional<std::string> InProcessExecutor::execute(const TestPlan& plan, cons
         return error;
     }
     bool stopped = false;
+    size_t failures = 0;
     for (const PlannedClass& testClass : plan.classes)
     {
         size_t next = 0;
@@ -21,7 +22,8 @@ std::optional<std::string> InProcessExecutor::execute(const TestPlan& plan, cons
             next = runner.runClass(testClass, 0,
                                    [&](bool failed)
                                    {
-                                       stopped = settings.failFast && failed;
+                                       failures += failed ? 1 : 0;
+                                       stopped = settings.maxFailures > 0 && failures >= settings.maxFailures;
                                        return stopped;
                                    });
         }

@@ -1,11 +1,8 @@
 #include "TestHost/JUnitReporter.h"
 
 #include "TestHost/ReportText.h"
-#include "ZentaryUnitTest/TestResult.h"
 
 #include <fmt/format.h>
-
-#include <ostream>
 
 namespace Ovelith::TestHost
 {
@@ -14,50 +11,53 @@ namespace
 // Length of the UTF-8 sequence at the start of `text` if it encodes a character XML 1.0 allows, else 0.
 size_t validSequenceLength(std::string_view text)
 {
-    const auto byte = [&](size_t index) { return static_cast<unsigned char>(text[index]); };
-    const unsigned char lead = byte(0);
-    if (lead < 0x80)
-    {
-        return lead >= 0x20 || lead == '\t' || lead == '\n' || lead == '\r' ? 1 : 0;
-    }
-    size_t length = 0;
     uint32_t codePoint = 0;
-    if ((lead & 0xE0) == 0xC0)
+    const size_t length = utf8SequenceLength(text, codePoint);
+    if (codePoint < 0x20)
     {
-        length = 2;
-        codePoint = lead & 0x1F;
+        return codePoint == '\t' || codePoint == '\n' || codePoint == '\r' ? length : 0;
     }
-    else if ((lead & 0xF0) == 0xE0)
+    return codePoint == 0xFFFE || codePoint == 0xFFFF ? 0 : length;
+}
+
+std::string failureText(const CoreTestFramework::TestFailureReport& report)
+{
+    std::string text = fmt::format("{} at {}:{}: {}\n", report.function, report.file, report.line, report.message);
+    if (report.details)
     {
-        length = 3;
-        codePoint = lead & 0x0F;
+        text += fmt::format("    expected: {}\n", describeComparison(*report.details));
     }
-    else if ((lead & 0xF8) == 0xF0)
-    {
-        length = 4;
-        codePoint = lead & 0x07;
-    }
-    else
-    {
-        return 0;
-    }
-    if (text.size() < length)
-    {
-        return 0;
-    }
-    for (size_t index = 1; index < length; ++index)
-    {
-        if ((byte(index) & 0xC0) != 0x80)
-        {
-            return 0;
-        }
-        codePoint = (codePoint << 6) | (byte(index) & 0x3F);
-    }
-    constexpr uint32_t SMALLEST[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool overlong = codePoint < SMALLEST[length];
-    const bool surrogate = codePoint >= 0xD800 && codePoint <= 0xDFFF;
-    const bool notACharacter = codePoint == 0xFFFE || codePoint == 0xFFFF || codePoint > 0x10FFFF;
-    return overlong || surrogate || notACharacter ? 0 : length;
+    return text;
+}
+
+std::string testcaseOpen(const PlannedClass& testClass, const PlannedCase& testCase, const std::string& moduleName)
+{
+    return fmt::format(R"(    <testcase classname="{}" name="{}" time=")",
+                       escapeXml(fmt::format("{}.{}", moduleName, testClass.name), true),
+                       escapeXml(testCase.name, true));
+}
+
+std::string testcasePlace(const PlannedCase& testCase)
+{
+    return fmt::format(R"(" file="{}" line="{}")", escapeXml(testCase.file, true), testCase.line);
+}
+
+constexpr const char* FAILURE_SEPARATOR = "\n";
+
+// The attributes of a testsuites or testsuite element, and the end of its start tag.
+void writeSuiteAttributes(ReportSink& sink, const std::string& renderedName, const FileReporter::Counts& counts)
+{
+    sink.write(" name=\"");
+    sink.write(renderedName);
+    sink.write("\" tests=\"");
+    sink.number(counts.tests);
+    sink.write("\" failures=\"");
+    sink.number(counts.failures);
+    sink.write("\" errors=\"0\" skipped=\"");
+    sink.number(counts.skipped);
+    sink.write("\" time=\"");
+    sink.seconds(counts.duration);
+    sink.write("\">\n");
 }
 } // namespace
 
@@ -117,122 +117,91 @@ std::string escapeXml(std::string_view text, bool attribute)
     return escaped;
 }
 
-void JUnitReporter::onRunStarted(const TestPlan& plan)
+std::string JUnitReporter::_renderModuleName(const std::string& moduleName) const
 {
-    mPlan = &plan;
-    mRecords.clear();
-    mDuration = std::chrono::nanoseconds{0};
+    return escapeXml(moduleName, true);
 }
 
-void JUnitReporter::onCaseReport(const PlannedClass& /*testClass*/, const PlannedCase& testCase,
-                                 const CoreTestFramework::TestFailureReport& report)
+std::string JUnitReporter::_renderClassName(const std::string& moduleName, const std::string& className) const
 {
-    CaseRecord& record = _record(testCase);
-    if (record.failureText.empty())
-    {
-        record.firstMessage = report.message;
-    }
-    else
-    {
-        record.failureText += '\n';
-    }
-    record.failureText += fmt::format("{} at {}:{}: {}\n", report.function, report.file, report.line, report.message);
-    if (report.details)
-    {
-        record.failureText += fmt::format("    expected: {}\n", describeComparison(*report.details));
-    }
+    return escapeXml(fmt::format("{}.{}", moduleName, className), true);
 }
 
-void JUnitReporter::onCaseFinished(const PlannedClass& /*testClass*/, const PlannedCase& testCase, CaseOutcome outcome,
-                                   std::chrono::nanoseconds duration)
+std::string JUnitReporter::_renderCase(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
+                                       std::chrono::nanoseconds duration,
+                                       const std::vector<CoreTestFramework::TestFailureReport>& reports) const
 {
-    CaseRecord& record = _record(testCase);
-    record.outcome = outcome;
-    record.duration = duration;
-    record.finished = true;
-}
-
-void JUnitReporter::onRunFinished(const RunSummary& summary)
-{
-    mDuration = summary.duration;
-}
-
-void JUnitReporter::write(std::ostream& out) const
-{
-    struct Counts
+    std::string text = testcaseOpen(testClass, testCase, moduleName());
+    StringSink(text).seconds(duration);
+    text += testcasePlace(testCase);
+    switch (outcome)
     {
-        size_t tests = 0;
-        size_t failures = 0;
-        size_t skipped = 0;
-        std::chrono::nanoseconds duration{0};
-
-        void add(const CaseRecord& record)
+    case CaseOutcome::Passed:
+        text += "/>\n";
+        break;
+    case CaseOutcome::Failed:
+    {
+        std::string body;
+        for (const CoreTestFramework::TestFailureReport& report : reports)
         {
-            ++tests;
-            failures += record.outcome == CaseOutcome::Failed ? 1 : 0;
-            skipped += record.outcome == CaseOutcome::Skipped ? 1 : 0;
-            duration += record.duration;
+            body += body.empty() ? "" : FAILURE_SEPARATOR;
+            body += failureText(report);
         }
-    };
-    const auto finishedRecord = [&](const PlannedCase& testCase) -> const CaseRecord*
-    {
-        const auto it = mRecords.find(&testCase);
-        return it != mRecords.end() && it->second.finished ? &it->second : nullptr;
-    };
-
-    const std::string moduleName = mPlan ? mPlan->moduleName : std::string();
-    Counts total;
-    std::string suites;
-    if (mPlan != nullptr)
-    {
-        for (const PlannedClass& testClass : mPlan->classes)
-        {
-            const std::string className = escapeXml(moduleName + "." + testClass.name, true);
-            Counts counts;
-            std::string cases;
-            for (const PlannedCase& testCase : testClass.cases)
-            {
-                const CaseRecord* record = finishedRecord(testCase);
-                if (record == nullptr)
-                {
-                    continue;
-                }
-                counts.add(*record);
-                cases += fmt::format(R"(    <testcase classname="{}" name="{}" time="{}" file="{}" line="{}")",
-                                     className, escapeXml(testCase.name, true), formatSeconds(record->duration),
-                                     escapeXml(testCase.file, true), testCase.line);
-                switch (record->outcome)
-                {
-                case CaseOutcome::Passed:
-                    cases += "/>\n";
-                    break;
-                case CaseOutcome::Failed:
-                    cases += fmt::format(">\n      <failure message=\"{}\">{}</failure>\n    </testcase>\n",
-                                         escapeXml(record->firstMessage, true), escapeXml(record->failureText, false));
-                    break;
-                case CaseOutcome::Skipped:
-                    cases += ">\n      <skipped/>\n    </testcase>\n";
-                    break;
-                }
-            }
-            if (counts.tests == 0)
-            {
-                continue;
-            }
-            suites += fmt::format(
-                R"(  <testsuite name="{}" tests="{}" failures="{}" errors="0" skipped="{}" time="{}">)"
-                "\n{}  </testsuite>\n",
-                className, counts.tests, counts.failures, counts.skipped, formatSeconds(counts.duration), cases);
-            total.tests += counts.tests;
-            total.failures += counts.failures;
-            total.skipped += counts.skipped;
-        }
+        const std::string message = reports.empty() ? std::string() : reports.front().message;
+        text += fmt::format(">\n      <failure message=\"{}\">{}</failure>\n    </testcase>\n",
+                            escapeXml(message, true), escapeXml(body, false));
+        break;
     }
-    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-        << fmt::format(R"(<testsuites name="{}" tests="{}" failures="{}" errors="0" skipped="{}" time="{}">)",
-                       escapeXml(moduleName, true), total.tests, total.failures, total.skipped,
-                       formatSeconds(mDuration))
-        << '\n'
-        << suites << "</testsuites>\n";
+    case CaseOutcome::Skipped:
+        text += ">\n      <skipped/>\n    </testcase>\n";
+        break;
+    }
+    return text;
+}
+
+FileReporter::RunningText JUnitReporter::_renderRunning(const PlannedClass& testClass,
+                                                        const PlannedCase& testCase) const
+{
+    RunningText text;
+    text.open = testcaseOpen(testClass, testCase, moduleName());
+    text.beforeMessage = fmt::format("{}>\n      <failure message=\"", testcasePlace(testCase));
+    text.beforeFailures = "\">";
+    text.separator = std::string(FAILURE_SEPARATOR);
+    text.beforeCause = escapeXml(fmt::format("{} at {}:{}: ", testCase.name, testCase.file, testCase.line), false);
+    text.close = "\n</failure>\n    </testcase>\n";
+    return text;
+}
+
+std::string JUnitReporter::_renderRunningReport(const CoreTestFramework::TestFailureReport& report) const
+{
+    return escapeXml(failureText(report), false);
+}
+
+std::string JUnitReporter::_renderFirstMessage(const std::string& message) const
+{
+    return escapeXml(message, true);
+}
+
+void JUnitReporter::_writeStart(ReportSink& sink, const Counts& total) const
+{
+    sink.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites");
+    writeSuiteAttributes(sink, renderedModuleName(), total);
+}
+
+void JUnitReporter::_writeClassStart(ReportSink& sink, const std::string& renderedName, const Counts& counts,
+                                     bool /*first*/) const
+{
+    sink.write("  <testsuite");
+    writeSuiteAttributes(sink, renderedName, counts);
+}
+
+void JUnitReporter::_writeClassEnd(ReportSink& sink) const
+{
+    sink.write("  </testsuite>\n");
+}
+
+void JUnitReporter::_writeEnd(ReportSink& sink) const
+{
+    sink.write("</testsuites>\n");
 }
 } // namespace Ovelith::TestHost

@@ -1,12 +1,9 @@
 #pragma once
 
-#include "TestHost/Execution.h"
+#include "TestHost/FileReporter.h"
 
-#include <iosfwd>
 #include <string>
 #include <string_view>
-#include <unordered_map>
-#include <vector>
 
 namespace Ovelith::TestHost
 {
@@ -15,35 +12,28 @@ namespace Ovelith::TestHost
 // document stays well-formed and the bytes stay visible.
 std::string escapeXml(std::string_view text, bool attribute);
 
-// Collects a run and writes it as JUnit XML: one testsuite per class, classname "<module>.<class>", and one
-// failure per failed case that holds every report of that case, since readers keep only one.
-class JUnitReporter final : public IRunListener
+// The run as JUnit XML: one testsuite per class, classname "<module>.<class>", and one failure per failed case
+// that holds every report of that case, since readers keep only one.
+class JUnitReporter final : public FileReporter
 {
 public:
-    void onRunStarted(const TestPlan& plan) override;
-    void onCaseReport(const PlannedClass& testClass, const PlannedCase& testCase,
-                      const CoreTestFramework::TestFailureReport& report) override;
-    void onCaseFinished(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
-                        std::chrono::nanoseconds duration) override;
-    void onRunFinished(const RunSummary& summary) override;
-
-    // The cases that finished, grouped by class in plan order. Valid while the plan of the run lives.
-    void write(std::ostream& out) const;
+    JUnitReporter() : FileReporter("JUnit") {}
 
 private:
-    struct CaseRecord
-    {
-        std::string firstMessage;
-        std::string failureText;
-        CaseOutcome outcome = CaseOutcome::Passed;
-        std::chrono::nanoseconds duration{0};
-        bool finished = false;
-    };
+    std::string _renderCase(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
+                            std::chrono::nanoseconds duration,
+                            const std::vector<CoreTestFramework::TestFailureReport>& reports) const override;
+    RunningText _renderRunning(const PlannedClass& testClass, const PlannedCase& testCase) const override;
+    std::string _renderRunningReport(const CoreTestFramework::TestFailureReport& report) const override;
+    std::string _renderFirstMessage(const std::string& message) const override;
+    std::string _renderModuleName(const std::string& moduleName) const override;
+    std::string _renderClassName(const std::string& moduleName, const std::string& className) const override;
 
-    CaseRecord& _record(const PlannedCase& testCase) { return mRecords[&testCase]; }
-
-    const TestPlan* mPlan = nullptr;
-    std::unordered_map<const PlannedCase*, CaseRecord> mRecords;
-    std::chrono::nanoseconds mDuration{0};
+    void _writeStart(ReportSink& sink, const Counts& total) const override;
+    void _writeClassStart(ReportSink& sink, const std::string& renderedName, const Counts& counts,
+                          bool first) const override;
+    std::string_view _caseSeparator() const override { return {}; }
+    void _writeClassEnd(ReportSink& sink) const override;
+    void _writeEnd(ReportSink& sink) const override;
 };
 } // namespace Ovelith::TestHost

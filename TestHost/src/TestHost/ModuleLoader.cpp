@@ -63,17 +63,8 @@ LoadedModule::~LoadedModule()
     dlclose(mHandle);
 }
 
-std::vector<std::filesystem::path> defaultModuleCandidates(const std::filesystem::path& builtModule,
-                                                           const std::filesystem::path& executable)
+std::filesystem::path defaultModulePath(const std::filesystem::path& executable)
 {
-    std::vector<std::filesystem::path> candidates;
-    if (!builtModule.empty())
-    {
-        candidates.push_back(builtModule);
-    }
-    const std::filesystem::path directory = executable.parent_path();
-    candidates.push_back((directory / ".." / "Scripting" / "test" / DEFAULT_MODULE_FILE).lexically_normal());
-    candidates.push_back(directory / DEFAULT_MODULE_FILE);
-    return candidates;
+    return executable.parent_path() / DEFAULT_MODULE_FILE;
 }
 } // namespace Ovelith::TestHost

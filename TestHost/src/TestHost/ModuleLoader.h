@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace Ovelith::CoreTestFramework
 {
@@ -40,8 +39,7 @@ private:
     CoreTestFramework::TestModule* mModule;
 };
 
-// Where the module of the project is looked for when none is named, in order: the path the build recorded,
-// then the build tree's place for it relative to the host, then beside the host.
-std::vector<std::filesystem::path> defaultModuleCandidates(const std::filesystem::path& builtModule,
-                                                           const std::filesystem::path& executable);
+// Where the module of the project is looked for when none is named: beside the host, so that a host copied
+// elsewhere never runs a module of the tree it was built in.
+std::filesystem::path defaultModulePath(const std::filesystem::path& executable);
 } // namespace Ovelith::TestHost

@@ -23,23 +23,14 @@ struct OptionSpec
 };
 
 constexpr OptionSpec OPTIONS[] = {
-    {"--help", OptionKind::Flag},
-    {"-h", OptionKind::Flag},
-    {"--list", OptionKind::Flag},
-    {"--fail-fast", OptionKind::Flag},
-    {"--tag", OptionKind::Value},
-    {"--exclude-tag", OptionKind::Value},
-    {"--filter", OptionKind::Value},
-    {"--junit", OptionKind::Value},
-    {"--color", OptionKind::Value},
-    {"--isolate", OptionKind::Flag},
-    {"-j", OptionKind::Value},
-    {"--jobs", OptionKind::Value},
-    {"--timeout", OptionKind::Value},
-    {"--shuffle", OptionKind::Flag},
-    {"--seed", OptionKind::Value},
-    {"--repeat", OptionKind::Value},
-    {"--shard-count", OptionKind::Value},
+    {"--help", OptionKind::Flag},          {"-h", OptionKind::Flag},         {"--version", OptionKind::Flag},
+    {"--list", OptionKind::Flag},          {"--format", OptionKind::Value},  {"--fail-fast", OptionKind::Flag},
+    {"--max-failures", OptionKind::Value}, {"--tag", OptionKind::Value},     {"--exclude-tag", OptionKind::Value},
+    {"--filter", OptionKind::Value},       {"--junit", OptionKind::Value},   {"--json", OptionKind::Value},
+    {"--color", OptionKind::Value},        {"--verbose", OptionKind::Flag},  {"--brief", OptionKind::Flag},
+    {"--durations", OptionKind::Value},    {"--isolate", OptionKind::Flag},  {"-j", OptionKind::Value},
+    {"--jobs", OptionKind::Value},         {"--timeout", OptionKind::Value}, {"--shuffle", OptionKind::Flag},
+    {"--seed", OptionKind::Value},         {"--repeat", OptionKind::Value},  {"--shard-count", OptionKind::Value},
     {"--shard-index", OptionKind::Value},
 };
 
@@ -89,13 +80,34 @@ std::optional<std::string> apply(HostOptions& options, std::string_view name, st
     {
         options.help = true;
     }
+    else if (name == "--version")
+    {
+        options.version = true;
+    }
     else if (name == "--list")
     {
         options.list = true;
     }
-    else if (name == "--fail-fast")
+    else if (name == "--format")
     {
-        options.failFast = true;
+        if (value != "text" && value != "json")
+        {
+            return fmt::format("--format takes text or json, not '{}'", value);
+        }
+        options.listFormat = value == "json" ? ListFormat::Json : ListFormat::Text;
+    }
+    else if (name == "--fail-fast" || name == "--max-failures")
+    {
+        if (options.failureLimit() != 0)
+        {
+            return std::string("--fail-fast is --max-failures 1; give one of them, once");
+        }
+        if (name == "--fail-fast")
+        {
+            options.failFast = true;
+            return std::nullopt;
+        }
+        return readNumber(name, value, 1, options.maxFailures);
     }
     else if (name == "--tag")
     {
@@ -113,13 +125,26 @@ std::optional<std::string> apply(HostOptions& options, std::string_view name, st
         }
         options.selection.filter = std::string(value);
     }
-    else if (name == "--junit")
+    else if (name == "--junit" || name == "--json")
     {
-        if (!options.junitPath.empty())
+        std::string& path = name == "--junit" ? options.junitPath : options.jsonPath;
+        if (!path.empty())
         {
-            return std::string("--junit given twice");
+            return fmt::format("{} given twice", name);
         }
-        options.junitPath = std::string(value);
+        path = std::string(value);
+    }
+    else if (name == "--verbose")
+    {
+        options.verbose = true;
+    }
+    else if (name == "--brief")
+    {
+        options.brief = true;
+    }
+    else if (name == "--durations")
+    {
+        return readNumber(name, value, 1, options.durations);
     }
     else if (name == "--color")
     {
@@ -162,7 +187,15 @@ std::optional<std::string> apply(HostOptions& options, std::string_view name, st
     }
     else if (name == "--repeat")
     {
-        return readNumber(name, value, 1, options.repeat);
+        options.repeatUntilFail = value == "until-fail";
+        if (options.repeatUntilFail)
+        {
+            return std::nullopt;
+        }
+        if (readNumber(name, value, 1, options.repeat))
+        {
+            return fmt::format("--repeat takes a whole number of at least 1 or until-fail, not '{}'", value);
+        }
     }
     else if (name == "--shard-count")
     {
@@ -189,6 +222,14 @@ std::string checkCombination(const HostOptions& options)
     if (options.shardCount && *options.shardIndex >= *options.shardCount)
     {
         return fmt::format("--shard-index {} is not below --shard-count {}", *options.shardIndex, *options.shardCount);
+    }
+    if (options.listFormat != ListFormat::Text && !options.list)
+    {
+        return "--format applies to --list";
+    }
+    if (options.brief && options.verbose)
+    {
+        return "--brief and --verbose ask for opposite things";
     }
     return {};
 }
@@ -266,12 +307,42 @@ ParsedArguments parseArguments(const std::vector<std::string_view>& arguments)
     return parsed;
 }
 
+std::optional<std::string> applyShardEnvironment(HostOptions& options, const char* totalShards, const char* shardIndex)
+{
+    if (options.shardCount || (totalShards == nullptr && shardIndex == nullptr))
+    {
+        return std::nullopt;
+    }
+    if (totalShards == nullptr || shardIndex == nullptr)
+    {
+        return fmt::format("GTEST_SHARD_INDEX and GTEST_TOTAL_SHARDS go together; only {} is set",
+                           totalShards ? "GTEST_TOTAL_SHARDS" : "GTEST_SHARD_INDEX");
+    }
+    size_t count = 0;
+    size_t index = 0;
+    if (std::optional<std::string> error = readNumber("GTEST_TOTAL_SHARDS", totalShards, 1, count))
+    {
+        return error;
+    }
+    if (std::optional<std::string> error = readNumber("GTEST_SHARD_INDEX", shardIndex, 0, index))
+    {
+        return error;
+    }
+    if (index >= count)
+    {
+        return fmt::format("GTEST_SHARD_INDEX {} is not below GTEST_TOTAL_SHARDS {}", index, count);
+    }
+    options.shardCount = count;
+    options.shardIndex = index;
+    return std::nullopt;
+}
+
 std::string usageText(std::string_view program)
 {
     return fmt::format(R"(Usage: {} [options] [MODULE]
 
-Runs the cases of a test module, a shared library exporting getTestModule2. Without MODULE, runs the
-project's ScriptingTests module found beside this program.
+Runs the cases of a test module, a shared library exporting getTestModule2. Without MODULE, runs the module
+the TESTHOST_MODULE environment variable names, else ScriptingTests found beside this program.
 
 Selection (a case's tags are its own plus its class's; a class's name is one of its tags):
   --tag TAG           run cases holding TAG; repeatable, any one suffices; "all" selects every case
@@ -282,9 +353,16 @@ Selection (a case's tags are its own plus its class's; a class's name is one of 
 
 Running and reporting:
   --list              print the selected classes and cases with their tags and places; run nothing
+  --format FORMAT     with --list: text (default) or json (classes, cases, tags, file, line)
   --fail-fast         stop at the first failed case; the rest count as skipped
+  --max-failures N    stop once N cases failed
   --junit FILE        also write a JUnit XML report to FILE
+  --json FILE         also write a JSON report to FILE
   --color WHEN        auto (default: when the output is a terminal and NO_COLOR is not set), always, never
+  --verbose           name each case as it starts, in worker processes too
+  --brief             print only failed cases and the summary
+  --durations N       after the run, list the N slowest cases
+  --version           print the version
   -h, --help          print this text
 
 Isolation (a case that crashes, exits or hangs fails alone, and the reports are still written):
@@ -296,10 +374,12 @@ Order and repetition:
   --shuffle           run classes, and cases within each class, in an order drawn from a seed; the seed
                       is printed first
   --seed N            the seed for --shuffle, to replay an order
-  --repeat N          run the selection N times; shuffled rounds each get the next seed
+  --repeat N          run the selection N times; shuffled rounds each get the next seed. The reports
+                      keep one entry per case: its last run, or its last failed one if any failed
+  --repeat until-fail run the selection round after round until a round has a failed case
   --shard-count K, --shard-index I
                       run shard I (from 0) of K: whole classes, dealt so that the K shards together run
-                      the selection once
+                      the selection once; GTEST_TOTAL_SHARDS and GTEST_SHARD_INDEX do the same
 
 Exit codes: 0 every selected case passed, 1 a case failed, crashed or timed out, 2 bad command line or
 module.

@@ -182,13 +182,15 @@ void serve(CoreTestFramework::TestModule& module, const TestPlan& plan, const Ex
             runner.runClass(plan.classes[classIndex], firstCase,
                             [&](bool failed)
                             {
-                                if (settings.failFast && failed)
+                                // The host counts failures across workers; only a limit of one is reached here
+                                // for certain.
+                                if (settings.maxFailures == 1 && failed)
                                 {
                                     inbox.stop();
                                 }
-                                // Only a failure elsewhere makes the host ask for a stop; without fail-fast the
-                                // check would cost a call per case for nothing.
-                                return inbox.stopped() || (settings.failFast && inbox.stopRequested());
+                                // Only failures make the host ask for a stop; without a limit the check would
+                                // cost a call per case for nothing.
+                                return inbox.stopped() || (settings.maxFailures > 0 && inbox.stopRequested());
                             });
         }
         channel.send(RecordWriter(RecordType::ClassDone));

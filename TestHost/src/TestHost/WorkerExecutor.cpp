@@ -419,6 +419,12 @@ private:
         worker.caseStart = Clock::now();
         worker.reports.clear();
         worker.deadline = _deadlineFromNow();
+        const Assignment& running = worker.assignments.front();
+        const PlannedClass& testClass = mPlan.classes[running.classIndex];
+        if (running.nextCase < testClass.cases.size() && !mStopped)
+        {
+            mListener.onCaseRunning(testClass, testClass.cases[running.nextCase]);
+        }
     }
 
     void _reap(WorkerProcess& worker)
@@ -478,8 +484,7 @@ private:
         const PlannedCase& testCase = testClass.cases[caseIndex];
         std::vector<TestFailureReport> reports = std::move(worker.reports);
         const auto duration = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - worker.caseStart);
-        reports.push_back(
-            TestFailureReport{testCase.function, testCase.file, std::to_string(testCase.line), cause, {}});
+        reports.push_back(TestFailureReport{testCase.name, testCase.file, std::to_string(testCase.line), cause, {}});
         _finishCase(assignment.classIndex, caseIndex, CaseOutcome::Failed, duration, reports);
         if (!mStopped && caseIndex + 1 < testClass.cases.size())
         {
@@ -504,7 +509,8 @@ private:
             mListener.onCaseReport(testClass, testCase, report);
         }
         mListener.onCaseFinished(testClass, testCase, outcome, duration);
-        if (outcome == CaseOutcome::Failed && mSettings.failFast)
+        mFailures += outcome == CaseOutcome::Failed ? 1 : 0;
+        if (mSettings.maxFailures > 0 && mFailures >= mSettings.maxFailures)
         {
             _stop();
         }
@@ -540,6 +546,7 @@ private:
     std::deque<Assignment> mQueue;
     std::vector<std::vector<bool>> mFinished;
     std::vector<std::string> mErrors;
+    size_t mFailures = 0;
     bool mStopped = false;
 };
 } // namespace

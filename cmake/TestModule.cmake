@@ -115,19 +115,13 @@ function(zut_discover_tests module)
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${base}_include.cmake)
 endfunction()
 
-# zut_add_suite_test(<module> <class> <labels>...)
-#
-# Does nothing: zut_discover_tests makes a test of every class, labelled with its tags. Kept so that the calls
-# still in build files configure.
-function(zut_add_suite_test)
-endfunction()
-
 # zut_add_contract_test(<module>)
 # One CTest test that runs every case of the module through contracthost, which calls no hook, and through
 # testhost (--tag all), and fails unless both count the same passes and failures and nothing failed.
 function(zut_add_contract_test module)
+    get_property(directory GLOBAL PROPERTY ZUT_CMAKE_DIR)
     add_test(NAME ${module}.ContractOnlyHost
              COMMAND ${CMAKE_COMMAND} -DTESTHOST=$<TARGET_FILE:testhost> -DCONTRACTHOST=$<TARGET_FILE:contracthost>
-                     -DMODULE=$<TARGET_FILE:${module}> -P ${PROJECT_SOURCE_DIR}/cmake/CompareHosts.cmake)
+                     -DMODULE=$<TARGET_FILE:${module}> -P ${directory}/CompareHosts.cmake)
     set_tests_properties(${module}.ContractOnlyHost PROPERTIES LABELS host)
 endfunction()

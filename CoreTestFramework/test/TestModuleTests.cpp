@@ -1,3 +1,5 @@
+#include "LoadModule.h"
+
 #include "Diagnostics/Assert.h"
 #include "Hash/Fnv1a.h"
 #include "ZentaryUnitTest/Assert.h"
@@ -68,29 +70,35 @@ std::vector<TestFunctionDescription> oneCase()
 ZentaryUnitTest::TestFunctionRegistration* sOneCaseList = nullptr;
 ZentaryUnitTest::TestFunctionRegistration sOneCaseNode{sOneCaseList, &oneCase};
 
-const char* const SUITE_NAMES[] = {
-    "Scripting_HandleTrackerPerfTests",    "Scripting_BindingFactoryTests",
-    "Scripting_BindingTypesTests",         "Scripting_ClassBindingBuilderTests",
-    "Scripting_CommonModuleFactoryTests",  "Scripting_DependencyResolverTests",
-    "Scripting_HandleTrackingTests",       "Scripting_InterfaceBindingBuilderTests",
-    "Scripting_ModuleBindingBuilderTests", "Scripting_NativeRuntimeTests",
-    "Scripting_OptionalHelperTests",       "Scripting_PrimitiveHelperTests",
-    "Scripting_ReflectionTests",           "Scripting_RegistryManagerTests",
-    "Scripting_QuickJS_ResultTests",       "Scripting_ScriptClosureTests",
-    "Scripting_ScriptEngineTests",         "Scripting_StrongObjectHandleTests",
-    "Scripting_TypeMapBuilderTests",       "Scripting_VersionTest",
-    "Scripting_WeakObjectHandleTests",
+// The suites of ScriptingTests in registration order, with their case counts.
+struct SuiteRow
+{
+    const char* name;
+    size_t cases;
+};
+const SuiteRow SUITES[] = {
+    {"Scripting_HandleTrackerPerfTests", 6},     {"Scripting_BindingFactoryTests", 19},
+    {"Scripting_BindingTypesTests", 6},          {"Scripting_ClassBindingBuilderTests", 32},
+    {"Scripting_CommonModuleFactoryTests", 3},   {"Scripting_DependencyResolverTests", 32},
+    {"Scripting_HandleTrackingTests", 9},        {"Scripting_InterfaceBindingBuilderTests", 6},
+    {"Scripting_ModuleBindingBuilderTests", 30}, {"Scripting_NativeRuntimeTests", 1},
+    {"Scripting_OptionalHelperTests", 4},        {"Scripting_PrimitiveHelperTests", 1},
+    {"Scripting_ReflectionTests", 24},           {"Scripting_RegistryManagerTests", 9},
+    {"Scripting_QuickJS_ResultTests", 42},       {"Scripting_ScriptClosureTests", 11},
+    {"Scripting_ScriptEngineTests", 26},         {"Scripting_StrongObjectHandleTests", 20},
+    {"Scripting_TypeMapBuilderTests", 4},        {"Scripting_VersionTest", 3},
+    {"Scripting_WeakObjectHandleTests", 19},
 };
 
 // A class with one trivial case, named by whichever suite name its tags hold.
 TestClassDescription registerSuite(TestTags tags)
 {
     std::string name;
-    for (const char* candidate : SUITE_NAMES)
+    for (const SuiteRow& candidate : SUITES)
     {
-        if (tags.has(candidate))
+        if (tags.has(candidate.name))
         {
-            name = candidate;
+            name = candidate.name;
         }
     }
     return ZentaryUnitTest::describeTestClass(nullptr, nullptr, nullptr, std::move(tags), name, sOneCaseList, nullptr,
@@ -214,8 +222,9 @@ TEST(TestModuleTests, TwentyOneSuitesPublishNewestFirstWithXorName)
 {
     IsolatedRegistrations isolation;
     std::vector<std::unique_ptr<TestClassRegistration>> nodes;
-    for (const char* name : SUITE_NAMES)
+    for (const SuiteRow& row : SUITES)
     {
+        const char* name = row.name;
         const bool perf = std::string_view(name) == "Scripting_HandleTrackerPerfTests";
         nodes.push_back(std::make_unique<TestClassRegistration>(
             &registerSuite, perf ? TestTags{name, "unit_test", "suite:perf"} : TestTags{name, "unit_test"}));
@@ -245,4 +254,41 @@ TEST(TestModuleTests, SingleClassNameIsClassAndItsHash)
     const TestModule module(isolation.take());
     EXPECT_EQ(module.getModuleName(),
               "Scripting_VersionTest" + std::to_string(Ovelith::Hash::fnv1a64("Scripting_VersionTest")));
+}
+
+// The project's own module: its classes come in the reverse of the registration table, each with its tags,
+// and once every suite is in, with the table's cases and the module name that follows from them.
+TEST(ScriptingTestsModuleTests, ClassesFollowTheRegistrationTable)
+{
+    const TestModule& module = FrameworkTests::loadTestModule(SCRIPTING_TESTS_MODULE_PATH);
+    const auto& classes = module.getTestClasses();
+    ASSERT_FALSE(classes.empty());
+    // Walks the table backwards alongside the published list.
+    const SuiteRow* row = std::end(SUITES);
+    size_t caseCount = 0;
+    bool countsMatch = true;
+    for (const TestClassDescription& description : classes)
+    {
+        while (row != std::begin(SUITES) && description.name != (row - 1)->name)
+        {
+            --row;
+        }
+        ASSERT_NE(row, std::begin(SUITES)) << description.name << " is out of the table's order or not in it";
+        --row;
+        const bool perf = description.name == "Scripting_HandleTrackerPerfTests";
+        EXPECT_TRUE(description.tags.has(description.name));
+        EXPECT_TRUE(description.tags.has("unit_test")) << description.name;
+        EXPECT_EQ(description.tags.has("suite:perf"), perf) << description.name;
+        EXPECT_EQ(description.tags.has("suite:pull_request"), !perf) << description.name;
+        EXPECT_EQ(description.tags.size(), 3u) << description.tags.toString();
+        countsMatch = countsMatch && description.functions.size() == row->cases;
+        caseCount += description.functions.size();
+    }
+    if (classes.size() < std::size(SUITES))
+    {
+        GTEST_SKIP() << "the module holds " << classes.size() << " of " << std::size(SUITES) << " suites";
+    }
+    EXPECT_EQ(module.getModuleName(), "Scripting_WeakObjectHandleTests1492580758135176065");
+    EXPECT_TRUE(countsMatch) << "every suite has the cases of the table";
+    EXPECT_EQ(caseCount, 307u);
 }

@@ -105,4 +105,15 @@ describeTestCase(const char* className, const char* stubName, const char* file, 
     description.invoke = invoke;
     return descriptions;
 }
+
+GeneratorData describeGenerator(const char* className, const char* stubName, const char* file, uint32_t line,
+                                GeneratorData::Generator generator)
+{
+    GeneratorData data;
+    data.description.name = std::string(className) + "::" + stubName;
+    data.description.file = file;
+    data.description.line = line;
+    data.generator = generator;
+    return data;
+}
 } // namespace ZentaryUnitTest

@@ -17,8 +17,6 @@ class ClientHelperCollection;
 
 namespace ZentaryUnitTest
 {
-struct TestData;
-
 // The base of every suite class.
 class TestClassBase
 {
@@ -125,6 +123,10 @@ describeTestClass(ClassSetupFunction classSetup, ClassCleanupFunction classClean
 std::vector<Ovelith::CoreTestFramework::TestFunctionDescription>
 describeTestCase(const char* className, const char* stubName, const char* file, uint32_t line,
                  Ovelith::CoreTestFramework::TestInvokeFunction invoke);
+
+// The data a generator's registration stub returns.
+GeneratorData describeGenerator(const char* className, const char* stubName, const char* file, uint32_t line,
+                                GeneratorData::Generator generator);
 
 // Carries the per-class registration lists of suite `T`.
 template <typename T>

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ZentaryUnitTest
@@ -41,18 +42,47 @@ struct TestAsset
 
 namespace ZentaryUnitTest
 {
-// A generator of cases: a description, the state flags a case has, the generating member function and
-// one word for the generator's own use.
-struct GeneratorData
+// A case with the run state a driver keeps for it: whether the driver flagged it (with two words of its own)
+// and whether it is waiting for the driver's gate.
+class TestData
+{
+public:
+    TestData() = default;
+    explicit TestData(Ovelith::CoreTestFramework::TestFunctionDescription function) : description(std::move(function))
+    {
+    }
+
+    bool isFlagged() const { return mFlagged; }
+    void setFlagged(const uint64_t& first, const uint64_t& second);
+    // Lets every test run again.
+    void clearFlagged();
+    uint64_t getFlaggedFirst() const { return mFlaggedFirst; }
+    uint64_t getFlaggedSecond() const { return mFlaggedSecond; }
+
+    // Waiting counts only while tests may not run.
+    bool isWaiting() const;
+    // Asks the gate whether tests may run on; with no gate they may.
+    void beginWaiting();
+    void endWaiting();
+
+    Ovelith::CoreTestFramework::TestFunctionDescription description;
+
+private:
+    friend class TestClassData;
+
+    bool mFlagged = false;
+    bool mWaiting = false;
+    bool mReserved = false;
+    uint64_t mFlaggedFirst = 0;
+    uint64_t mFlaggedSecond = 0;
+};
+
+// A generator of cases: its description and state, the generating member function and one word for the
+// generator's own use.
+struct GeneratorData : TestData
 {
     using Generator = void (TestClassBase::*)(const char* file, uint32_t line, TestClassData& data);
 
-    Ovelith::CoreTestFramework::TestFunctionDescription description;
-    bool flagged = false;
-    bool waiting = false;
-    bool reserved = false;
-    uint64_t flaggedFirst = 0;
-    uint64_t flaggedSecond = 0;
     Generator generator = nullptr;
     uintptr_t userData = 0;
 };

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "Scripting/Reflection/Reflection.h"
+#include "Scripting/Runtime/Result.h"
+#include "Scripting/Runtime/RuntimeTypes.h"
+#include "Scripting/Runtime/ScriptValue.h"
+
+#include <entt/meta/meta.hpp>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <type_traits>
+
+namespace Scripting
+{
+// The component of the registry object that stands for a script function. It carries no meaning, but a
+// registry keeps only objects with a state of their own, so it holds one unused byte.
+struct ClosureType
+{
+    uint8_t unused = 0;
+};
+
+// A script function handed to native code, called back through its runtime.
+class ClosureAny : public internal::InspectedScriptObjectValue
+{
+public:
+    static constexpr const char* INVALID_CALL_MESSAGE = "Script Closure is not valid, failed to call function.";
+    static constexpr const char* WRONG_RETURN_TYPE_MESSAGE =
+        "Script Closure returned a value of another type than it declares.";
+
+    ClosureAny() = default;
+    // Takes over the reference of `handle`.
+    ClosureAny(IRuntime* runtime, ContextId contextId, WeakLifetimeScope scope, StrongObjectHandle&& handle,
+               IObjectInspector* inspector)
+        : InspectedScriptObjectValue(runtime, contextId, std::move(scope), std::move(handle), inspector)
+    {
+    }
+
+    bool valid() const { return _isUsable(); }
+    bool operator==(const ClosureAny& other) const { return _isSameObject(other); }
+    std::optional<ObjectHandle> getHandle() const { return _getPlainHandle(); }
+
+    // The runtime reads `count` arguments from `arguments`. An invalid closure calls nothing and returns an
+    // error.
+    ResultAny call(entt::meta_any* arguments, unsigned count, const entt::meta_type& returnType,
+                   RunOption option) const;
+};
+
+// A script function with its native signature.
+template <typename R, typename... Args>
+class Closure : public ClosureAny
+{
+public:
+    Closure() : mReturnType(Reflection::resolve<R>()) {}
+    Closure(IRuntime* runtime, ContextId contextId, WeakLifetimeScope scope, StrongObjectHandle&& handle,
+            IObjectInspector* inspector)
+        : ClosureAny(runtime, contextId, std::move(scope), std::move(handle), inspector),
+          mReturnType(Reflection::resolve<R>())
+    {
+    }
+
+    // The arguments travel as anys that refer to them, in an array on the stack: a reference parameter
+    // reaches the script as that reference, and nothing is allocated for the call.
+    Result<R> operator()(Args... args) const
+    {
+        constexpr unsigned COUNT = sizeof...(Args);
+        if constexpr (COUNT == 0)
+        {
+            std::array<entt::meta_any, 1> arguments{entt::meta_any{entt::meta_ctx_arg, Reflection::context()}};
+            return _toResult(call(arguments.data(), 0, mReturnType, std::nullopt));
+        }
+        else
+        {
+            std::array<entt::meta_any, COUNT> arguments{entt::forward_as_meta(Reflection::context(), args)...};
+            return _toResult(call(arguments.data(), COUNT, mReturnType, std::nullopt));
+        }
+    }
+
+private:
+    // A runtime is asked for the declared type; one that answers with another must not make this a
+    // result of the wrong type, nor end the caller.
+    Result<R> _toResult(ResultAny&& result) const
+    {
+        if constexpr (!std::is_void_v<R>)
+        {
+            if (!result.isError() && result.any().type() != mReturnType)
+            {
+                return Error(WRONG_RETURN_TYPE_MESSAGE);
+            }
+        }
+        return Result<R>::fromResultAny(std::move(result));
+    }
+
+    entt::meta_type mReturnType;
+};
+
+// The name bindings use: `Closure<int (*)(int)>`.
+template <typename R, typename... Args>
+class Closure<R (*)(Args...)> : public Closure<R, Args...>
+{
+public:
+    using Closure<R, Args...>::Closure;
+};
+} // namespace Scripting

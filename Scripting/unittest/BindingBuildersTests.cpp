@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -173,6 +174,124 @@ TEST(ClassBindingBuilderMisuseTest, APropertyBoundTwiceIsKeptForTheBuildToJudge)
                     }),
                 IsEmpty());
     EXPECT_EQ(builder.finish().properties.size(), 2u);
+}
+
+TEST(ClassBindingBuilderBaseTest, ASecondBaseIsReportedAndReplacesTheFirst)
+{
+    struct First
+    {
+        int first = 1;
+    };
+    struct Second
+    {
+        int second = 2;
+    };
+    struct Derived : First, Second
+    {
+    };
+    ClassBindingBuilder<Derived> builder("Derived");
+    EXPECT_THAT(collectAsserts([&] { builder.base<First>(); }), IsEmpty());
+    EXPECT_THAT(collectAsserts([&] { builder.base<Second>(); }), ElementsAre("This Class Binding already has a base!"));
+    // Both reached the meta system before the check.
+    EXPECT_TRUE(Reflection::HasBaseType(Reflection::resolve<First>(), Reflection::resolve<Derived>()));
+    EXPECT_TRUE(Reflection::HasBaseType(Reflection::resolve<Second>(), Reflection::resolve<Derived>()));
+    EXPECT_EQ(builder.finish().baseType, Reflection::resolve<Second>());
+
+    Derived object;
+    entt::meta_any any = entt::forward_as_meta(object);
+    const Second* second = any.try_cast<const Second>();
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(second->second, 2) << "the cast adjusts to the second base";
+}
+
+TEST(ClassBindingBuilderBaseTest, HandlesOfTheClassConvertToHandlesOfTheBase)
+{
+    struct Base
+    {
+    };
+    struct Derived : Base
+    {
+    };
+    // Never finished: the meta entries do not wait for the record.
+    ClassBindingBuilder<Derived>("Derived").base<Base>();
+    EXPECT_TRUE(Reflection::HasBaseType(Reflection::resolve<Base>(), Reflection::resolve<Derived>()));
+
+    entt::meta_any typed{Reflection::context(), TypedObjectHandle<Derived>{}};
+    EXPECT_TRUE(typed.allow_cast<TypedObjectHandle<Base>>());
+    entt::meta_any strong{Reflection::context(), StrongTypedObjectHandle<Derived>{}};
+    EXPECT_TRUE(strong.allow_cast<StrongTypedObjectHandle<Base>>());
+    entt::meta_any weak{Reflection::context(), WeakTypedObjectHandle<Derived>{}};
+    EXPECT_TRUE(weak.allow_cast<WeakTypedObjectHandle<Base>>());
+    EXPECT_EQ(weak.type(), Reflection::resolve<WeakTypedObjectHandle<Base>>());
+}
+
+TEST(ClassBindingBuilderTest, ConstantsOfTextKeepTheirOwnType)
+{
+    ClassBindingBuilder<Widget> builder("Widget");
+    builder.constant("NAME", "widget").release({1, 0, 0});
+    builder.constant("LABEL", std::string("label"));
+    const ClassBinding binding = builder.finish();
+    ASSERT_EQ(binding.constants.size(), 2u);
+    WeakLifetimeScope scope;
+    EXPECT_EQ(binding.constants[0].type, Reflection::resolve<const char*>());
+    EXPECT_STREQ(binding.constants[0].factory(scope).cast<const char*>(), "widget");
+    EXPECT_EQ(binding.constants[0].releases.size(), 1u) << "the tag lands on the constant";
+    EXPECT_EQ(binding.constants[1].factory(scope).cast<std::string>(), "label");
+    EXPECT_TRUE(binding.releases.empty()) << "member tags are not the class's";
+}
+
+enum class Fruit : uint8_t
+{
+    Apple = 0,
+    Pear = 1,
+    Plum = 200,
+};
+
+TEST(EnumBindingBuilderTest, StringMembersGiveTheirNameOrTheirOverride)
+{
+    EnumBindingBuilder<std::string, Fruit> builder("Fruit");
+    builder.value("Apple", Fruit::Apple);
+    builder.valueWithOverride("Pear", "Type1", Fruit::Pear).release({2, 0, 0});
+    builder.release({1, 0, 0});
+    const EnumBinding binding = builder.finish();
+
+    EXPECT_EQ(binding.name, "Fruit");
+    EXPECT_EQ(binding.type, Reflection::resolve<Fruit>());
+    EXPECT_FALSE(binding.enumFlag);
+    EXPECT_EQ(binding.releases.size(), 1u);
+    ASSERT_EQ(binding.constants.size(), 2u);
+    ASSERT_EQ(binding.values.size(), 2u);
+    WeakLifetimeScope scope;
+    const std::pair<const char*, const char*> expected[] = {{"Apple", "Apple"}, {"Pear", "Type1"}};
+    for (size_t index = 0; index < 2; ++index)
+    {
+        EXPECT_EQ(binding.constants[index].name, expected[index].first);
+        EXPECT_EQ(binding.constants[index].type, Reflection::resolve<std::string>());
+        EXPECT_EQ(binding.constants[index].factory(scope).cast<std::string>(), expected[index].second);
+        EXPECT_EQ(binding.values[index].name, expected[index].first);
+        EXPECT_EQ(binding.values[index].scriptValue, expected[index].second);
+    }
+    EXPECT_EQ(binding.values[1].value.cast<Fruit>(), Fruit::Pear);
+    EXPECT_TRUE(binding.constants[0].releases.empty());
+    EXPECT_EQ(binding.constants[1].releases.size(), 1u);
+}
+
+TEST(EnumBindingBuilderTest, NumericMembersGiveTheEnumAndItsDecimalText)
+{
+    EnumBindingBuilder<Fruit, Fruit> builder("Fruit");
+    builder.value("Apple", Fruit::Apple);
+    builder.value("Plum", Fruit::Plum);
+    const EnumBinding binding = builder.finish();
+    ASSERT_EQ(binding.values.size(), 2u);
+    EXPECT_EQ(binding.values[0].scriptValue, "0");
+    EXPECT_EQ(binding.values[1].scriptValue, "200") << "a one-byte enum prints as a number";
+    WeakLifetimeScope scope;
+    EXPECT_EQ(binding.constants[1].type, Reflection::resolve<Fruit>());
+    EXPECT_EQ(binding.constants[1].factory(scope).cast<Fruit>(), Fruit::Plum);
+
+    const entt::meta_any made = Reflection::resolve<Fruit>().construct(uint8_t{1});
+    ASSERT_TRUE(made) << "the enum is made from its number";
+    EXPECT_EQ(made.cast<Fruit>(), Fruit::Pear);
 }
 
 // Some misuse cannot be written at all.

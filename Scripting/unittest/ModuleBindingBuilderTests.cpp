@@ -1,6 +1,8 @@
 #include "Diagnostics/Assert.h"
+#include "Scripting/BindingType/ArgumentBindingBuilder.h"
 #include "Scripting/BindingType/ArgumentDetails.h"
 #include "Scripting/BindingType/ModuleBindingBuilder.h"
+#include "Scripting/LifetimeRegistry/LifetimeScopeImplementation.h"
 #include "Scripting/Reflection/IFunction.h"
 #include "Scripting/Reflection/Reflection.h"
 
@@ -603,5 +605,69 @@ TEST(ModuleBindingBuilderTest, ConstructionGoesOnAfterReports)
     const ModuleBinding module = builder->build(true, {}, {});
     EXPECT_EQ(module.descriptor.version, Version(1, 0, 0));
     EXPECT_TRUE(module.builderFlag);
+}
+// --- Module-level adders ---
+
+int addBoth(int left, int right)
+{
+    return left + right;
+}
+
+TEST(ModuleBindingBuilderTest, MisdescribedModuleMembersAreReportedAndLeftOut)
+{
+    ModuleBindingBuilder builder = makeBuilder();
+    const std::vector<std::string> asserts = collectAsserts(
+        [&]
+        {
+            builder.function<&addBoth>("addBoth", ArgumentBindingBuilder<float>("left")).release(Version(1, 0, 0));
+            builder.function(
+                "lambda", [](int) {}, ArgumentBindingBuilder<int>("value"), ArgumentBindingBuilder<int>("extra"));
+            builder.function("", [] {}).beta();
+            builder.object<int>("wantsArgument", [](int value) { return value; }).notBeta();
+            builder.object<int>("", [] { return 1; });
+        });
+    EXPECT_THAT(asserts, ElementsAre("Argument binding type does not match actual argument type",
+                                     "Function arguments metadata mismatch with number of arguments it actually takes!",
+                                     "Argument binding length mismatch.  Binding argument count does not match actual "
+                                     "functions argument count",
+                                     "Function arguments metadata mismatch with number of arguments it actually takes!",
+                                     "Module 'test-module' has a function with an empty name; it is left out",
+                                     "Object 'wantsArgument' of module 'test-module' has a factory that takes script "
+                                     "arguments; it is left out",
+                                     "Module 'test-module' has an object with an empty name; it is left out"));
+
+    // What stays is what was described rightly; tags chained on a dropped member landed nowhere.
+    builder.function<&addBoth>("addBoth", ArgumentBindingBuilder<int>("left"), ArgumentBindingBuilder<int>("right"));
+    builder.object<int>("made", [](WeakLifetimeScope&) { return 2; });
+    const ModuleBinding module = builder.build(false, {}, {});
+    EXPECT_THAT(module.functionBindings, IsEmpty()) << "the untagged function is not in a tagged build";
+    EXPECT_THAT(module.objectFactories, IsEmpty());
+
+    ModuleBindingBuilder untagged = makeBuilder();
+    untagged.function<&addBoth>("addBoth", ArgumentBindingBuilder<int>("left"), ArgumentBindingBuilder<int>("right"));
+    untagged.object<int>("made", [](WeakLifetimeScope&) { return 2; });
+    const ModuleBinding kept = untagged.build(true, {}, {});
+    ASSERT_EQ(kept.functionBindings.size(), 1u);
+    EXPECT_THAT(namesOf(kept.functionBindings[0].arguments), ElementsAre("left", "right"));
+    ASSERT_EQ(kept.objectFactories.size(), 1u);
+    EXPECT_EQ(kept.objectFactories[0].type, Reflection::resolve<int>());
+    EXPECT_EQ(kept.objectFactories[0].function->injectedArgumentCount, 1u);
+}
+
+TEST(ModuleBindingBuilderTest, TypedConstantsAreMadeAnewFromACopy)
+{
+    ModuleBindingBuilder builder = makeBuilder();
+    std::string text = "first";
+    builder.constant("text", text).release(Version(1, 0, 0));
+    builder.constant("cText", "literal").release(Version(1, 0, 0));
+    text = "changed";
+    const ModuleBinding module = buildTagged(builder);
+    ASSERT_EQ(module.constants.size(), 2u);
+    WeakLifetimeScope scope;
+    EXPECT_EQ(module.constants[0].type, Reflection::resolve<std::string>());
+    EXPECT_EQ(module.constants[0].factory(scope).cast<std::string>(), "first");
+    EXPECT_TRUE(module.constants[0].isConstant);
+    EXPECT_EQ(module.constants[1].type, Reflection::resolve<const char*>());
+    EXPECT_STREQ(module.constants[1].factory(scope).cast<const char*>(), "literal");
 }
 } // namespace

@@ -100,6 +100,14 @@ std::vector<std::string> missingConditions(const std::vector<std::string>& requi
     return missing;
 }
 
+// What a left-out object hands back, so that tags chained after the call land somewhere harmless.
+ObjectFactoryBinding& droppedObjectFactory()
+{
+    thread_local ObjectFactoryBinding sDropped;
+    sDropped = ObjectFactoryBinding();
+    return sDropped;
+}
+
 void reportCollision(const std::string& name, const char* containerKind, const std::string& containerName)
 {
     const std::string text =
@@ -179,6 +187,26 @@ ConstantFactory& ModuleBindingBuilder::constant(const std::string& name, entt::m
     constant.isConstant = isConstant;
     constant.factory = std::move(factory);
     return constant;
+}
+
+ObjectFactoryBinding& ModuleBindingBuilder::_addObjectFactory(ObjectFactoryBinding&& binding)
+{
+    OV_ASSERT(!binding.name.empty(), "Module '%s' has an object with an empty name; it is left out",
+              mBuilderData.descriptor.name.c_str());
+    if (binding.name.empty())
+    {
+        return droppedObjectFactory();
+    }
+    const bool contextFillsEveryArgument =
+        binding.function->injectedArgumentCount == binding.function->getArgumentCount();
+    OV_ASSERT(contextFillsEveryArgument,
+              "Object '%s' of module '%s' has a factory that takes script arguments; it is left out",
+              binding.name.c_str(), mBuilderData.descriptor.name.c_str());
+    if (!contextFillsEveryArgument)
+    {
+        return droppedObjectFactory();
+    }
+    return mBuilderData.objectFactories.emplace_back(std::move(binding));
 }
 
 ModuleBindingBuilder& ModuleBindingBuilder::scriptSource(std::string source)

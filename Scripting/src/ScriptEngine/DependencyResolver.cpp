@@ -187,7 +187,9 @@ private:
     FactoryIndex mFactories;
     VersionSelection mVersionSelection;
     VersionRequestTable mTable;
+    // Only dependency sets ask what the table holds, so the index is built when the first one is settled.
     RequestedVersionIndex mRequestedVersions;
+    bool mIndexRequests = false;
     std::unordered_set<VisitedModuleVersion, VisitedModuleVersion::Hash> mVisited;
     std::vector<PendingDependencySet> mPending;
 };
@@ -250,6 +252,18 @@ VersionRequestTable RequestTableBuilder::build(const ModuleDescriptor& requester
     // Settle the dependency sets that no request met: the highest version of each becomes a strict
     // dependency of its requester, in order of registration. Met sets are skipped where they stand, which
     // keeps the order of the rest; satisfaction only ever grows with the table.
+    if (mPending.empty())
+    {
+        return std::move(mTable);
+    }
+    for (const auto& [key, requests] : mTable)
+    {
+        for (const VersionRequestedBy& request : requests)
+        {
+            mRequestedVersions.add(key.uuid, request.version);
+        }
+    }
+    mIndexRequests = true;
     size_t first = 0;
     while (true)
     {
@@ -375,7 +389,10 @@ RequestTableBuilder::_descend(IModuleBindingFactory& factory, const DependencyWr
 
 void RequestTableBuilder::_addRequest(const ModuleDependency& dependency, VersionRequestedBy request)
 {
-    mRequestedVersions.add(dependency.uuid, request.version);
+    if (mIndexRequests)
+    {
+        mRequestedVersions.add(dependency.uuid, request.version);
+    }
     mTable.add({dependency.uuid, dependency.name}, std::move(request));
 }
 
@@ -442,6 +459,17 @@ bool RequestTableBuilder::_isSatisfied(const PendingDependencySet& pending) cons
 // modules depend on costs no more than its requests and its conflicts.
 std::vector<std::pair<size_t, size_t>> findConflictingPairs(const std::vector<VersionRequestedBy>& requests)
 {
+    // The usual case, stable requests of one major, needs no grouping.
+    const uint16_t firstMajor = requests.front().version.Major;
+    if (firstMajor != 0 && std::all_of(requests.begin(), requests.end(),
+                                       [firstMajor](const VersionRequestedBy& request) {
+                                           return request.isPromotion || (request.version.Major == firstMajor &&
+                                                                          !request.version.hasPrerelease());
+                                       }))
+    {
+        return {};
+    }
+
     const auto explicitRequest = std::find_if(requests.begin(), requests.end(),
                                               [](const VersionRequestedBy& request) { return request.isExplicit; });
     // Whether a prerelease request must satisfy a lower stable one strictly, as the higher of a pair.

@@ -1,4 +1,5 @@
 #include "Scripting/BindingType/ArgumentDetails.h"
+#include "Scripting/BindingType/ClassBindingBuilder.h"
 #include "Scripting/BindingType/ContextConfig.h"
 #include "Scripting/BindingType/InjectedTypes.h"
 #include "Scripting/LifetimeRegistry/LifetimeScopeImplementation.h"
@@ -251,6 +252,26 @@ class Scripting_ReflectionTests final : public Scripting_ReflectionTestsBase
         Assert::IsTrue(HasBaseType(resolve<A>(), resolve<C>()), false, "only the recursion finds a grandparent");
         Assert::IsTrue(HasBaseType(resolve<Other>(), resolve<C>()));
         Assert::IsFalse(HasBaseType(resolve<C>(), resolve<A>()));
+    }
+
+    ZUT_TEST(ClassBindingHasBaseType)
+    {
+        struct A
+        {
+        };
+        struct B : A
+        {
+        };
+        ClassBindingBuilder<A> builderA("A");
+        ClassBindingBuilder<B> builderB("B");
+        builderB.base<A>();
+        const ClassBinding bindingA = builderA.finish();
+        const ClassBinding bindingB = builderB.finish();
+        Assert::IsTrue(bindingA.type == resolve<A>(), false, "the binding's type is its class");
+        Assert::IsTrue(bindingB.type == resolve<B>(), false, "the binding's type is its class");
+        Assert::IsTrue(bindingB.baseType == resolve<A>(), false, "the record names its base");
+        Assert::IsTrue(HasBaseType(bindingA.type, bindingB.type), false, "the meta system knows the base");
+        Assert::IsFalse(HasBaseType(bindingB.type, bindingA.type));
     }
 
     ZUT_TEST(StaticFunctionVoidVoid)

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "Scripting/BindingType/ArgumentBindingBuilder.h"
+#include "Scripting/BindingType/ClassBindingBuilder.h"
 #include "Scripting/BindingType/ContextConfig.h"
 #include "Scripting/BindingType/ModuleBinding.h"
 #include "Scripting/BindingType/TypeMapBuilder.h"
+#include "Scripting/BindingType/internal/BuilderSupport.h"
+#include "Scripting/Reflection/Function.h"
 #include "Scripting/Version.h"
 
 #include "UUID.h"
@@ -10,7 +14,9 @@
 #include <entt/meta/meta.hpp>
 
 #include <functional>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Scripting
@@ -37,6 +43,46 @@ public:
     // dependency already there (same UUID and versions) is reported and dropped.
     ModuleBindingBuilder& dependency(const ModuleDependency& module);
     ModuleBindingBuilder& dependency(const std::vector<ModuleDependency>& modules);
+
+    // A module-level free or static function. Argument builders come in native order, injected parameters left
+    // out. A mismatch with the native signature is reported and the function left out.
+    template <auto nativeFunction, Privilege privilege = Privilege::None, typename... Args>
+    requires internal::FunctionPointer<nativeFunction> FunctionBinding&
+    function(const std::string& name, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::StaticFunction<nativeFunction, false>;
+        return _addFunction<Wrapper>(name, internal::MakeWrapper<Wrapper>{privilege}, std::move(arguments)...);
+    }
+
+    // A module-level lambda.
+    template <Privilege privilege = Privilege::None, typename Lambda, typename... Args>
+    FunctionBinding& function(const std::string& name, Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        using Wrapper = Reflection::LambdaFunction<Lambda, false>;
+        return _addFunction<Wrapper>(name, internal::MakeLambdaWrapper<Wrapper, Lambda>{privilege, lambda},
+                                     std::move(arguments)...);
+    }
+
+    // A value made anew, by copy, whenever a context asks for it.
+    template <typename V>
+    ConstantFactory& constant(const std::string& name, V value)
+    {
+        return constant(name, Reflection::resolve<V>(), true, internal::ConstantValue<V>{std::move(value)});
+    }
+
+    // An object of type `T` that a context makes on demand with `factory`. The factory can take only what the
+    // context fills in (WeakLifetimeScope& and the other injected types); one that wants script arguments is
+    // reported and left out.
+    template <typename T, Privilege privilege = Privilege::ReadOnly, typename Lambda>
+    ObjectFactoryBinding& object(const std::string& name, Lambda factory)
+    {
+        ObjectFactoryBinding binding;
+        binding.name = name;
+        binding.type = Reflection::resolve<T>();
+        binding.function = std::make_shared<Reflection::LambdaFunction<Lambda, false>>(privilege, std::move(factory),
+                                                                                       std::vector<ArgumentDetails>{});
+        return _addObjectFactory(std::move(binding));
+    }
 
     // Each adder returns the record it appended, for tagging; it stays valid until the next addition of its
     // kind.
@@ -78,6 +124,19 @@ private:
         std::string scriptSource;
     };
 
+    template <typename Wrapper, typename Make, typename... Args>
+    FunctionBinding& _addFunction(const std::string& name, const Make& makeWrapper,
+                                  ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        if (!internal::checkMemberName(OWNER, mBuilderData.descriptor.name, name, "function"))
+        {
+            return internal::droppedFunctionBinding();
+        }
+        return internal::addFunction<Wrapper>(mBuilderData.functionBindings, name, internal::FunctionKind::Function,
+                                              makeWrapper, std::move(arguments)...);
+    }
+    ObjectFactoryBinding& _addObjectFactory(ObjectFactoryBinding&& binding);
+
     bool _isIncludedInBuild(const TaggedBinding& tag, bool allowUntagged,
                             const std::vector<std::string>& enabledTags) const;
     // Bases before their derived classes, otherwise in the given order. Classes caught in a cycle of bases
@@ -93,6 +152,8 @@ private:
                                                    const std::string& name);
     static bool _assertEnumMemberSymbolDoNotExist(internal::SymbolTable& symbols, const EnumBinding& enumBinding,
                                                   const std::string& name);
+
+    static constexpr const char* OWNER = "Module";
 
     BuilderData mBuilderData;
 };

@@ -1,0 +1,453 @@
+// Bindings: a call through the callable and property wrappers beside a direct C++ call and beside EnTT's own
+// meta invoke of the same function, with the heap allocations of each call counted; and the cost of describing a
+// class of 50 methods and 50 properties.
+#include "Scripting/BindingType/ClassBindingBuilder.h"
+#include "Scripting/Reflection/Function.h"
+#include "Scripting/Reflection/Property.h"
+
+#include <benchmark/benchmark.h>
+
+#include <entt/core/hashed_string.hpp>
+#include <entt/meta/factory.hpp>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace
+{
+// Every allocation of the program goes through these counters; the benchmarks read them around their loops.
+std::size_t sAllocations = 0;
+std::size_t sAllocatedBytes = 0;
+std::size_t sFreedBytes = 0;
+
+// The size is kept in front of the block so that frees can be counted in bytes too.
+constexpr std::size_t HEADER = alignof(std::max_align_t);
+
+void* countedAllocate(std::size_t size)
+{
+    ++sAllocations;
+    sAllocatedBytes += size;
+    auto* block = static_cast<unsigned char*>(std::malloc(size + HEADER));
+    if (block == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    *reinterpret_cast<std::size_t*>(block) = size;
+    return block + HEADER;
+}
+
+void countedFree(void* pointer) noexcept
+{
+    if (pointer == nullptr)
+    {
+        return;
+    }
+    auto* block = static_cast<unsigned char*>(pointer) - HEADER;
+    sFreedBytes += *reinterpret_cast<std::size_t*>(block);
+    std::free(block);
+}
+
+// Reports the allocations per iteration made since construction.
+class AllocationCounter
+{
+public:
+    explicit AllocationCounter(benchmark::State& state) : mState(state), mStart(sAllocations) {}
+    ~AllocationCounter()
+    {
+        const auto iterations = static_cast<double>(mState.iterations());
+        mState.counters["allocs_per_call"] =
+            iterations > 0 ? static_cast<double>(sAllocations - mStart) / iterations : 0.0;
+    }
+
+private:
+    benchmark::State& mState;
+    std::size_t mStart;
+};
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    return countedAllocate(size);
+}
+void* operator new[](std::size_t size)
+{
+    return countedAllocate(size);
+}
+void operator delete(void* pointer) noexcept
+{
+    countedFree(pointer);
+}
+void operator delete[](void* pointer) noexcept
+{
+    countedFree(pointer);
+}
+void operator delete(void* pointer, std::size_t) noexcept
+{
+    countedFree(pointer);
+}
+void operator delete[](void* pointer, std::size_t) noexcept
+{
+    countedFree(pointer);
+}
+
+namespace
+{
+using namespace entt::literals;
+using namespace Scripting;
+
+[[gnu::noinline]] int add(int left, int right)
+{
+    return left + right;
+}
+
+struct Counter
+{
+    int value = 1;
+
+    [[gnu::noinline]] int add(int left, int right) { return value + left + right; }
+    [[gnu::noinline]] int getValue() const { return value; }
+    [[gnu::noinline]] void setValue(int newValue) { value = newValue; }
+};
+
+// The same functions, registered with EnTT's meta system once.
+entt::meta_type registeredCounter()
+{
+    static const bool sRegistered = []
+    {
+        entt::meta<Counter>(Reflection::context())
+            .func<&::add>("add_free"_hs)
+            .func<&Counter::add>("add"_hs)
+            .func<&Counter::getValue>("getValue"_hs)
+            .func<&Counter::setValue>("setValue"_hs);
+        return true;
+    }();
+    benchmark::DoNotOptimize(sRegistered);
+    return Reflection::resolve<Counter>();
+}
+
+void BM_Direct_FreeFunction(benchmark::State& state)
+{
+    int left = 1;
+    int right = 2;
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(left);
+        benchmark::DoNotOptimize(add(left, right));
+    }
+}
+BENCHMARK(BM_Direct_FreeFunction);
+
+void BM_EnttInvoke_FreeFunction(benchmark::State& state)
+{
+    const entt::meta_type type = registeredCounter();
+    std::array args{entt::meta_any{1}, entt::meta_any{2}};
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        entt::meta_any result = type.invoke("add_free"_hs, {}, args.data(), args.size());
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_EnttInvoke_FreeFunction);
+
+void BM_Wrapper_FreeFunction(benchmark::State& state)
+{
+    const Reflection::StaticFunction<&add, false> function(Privilege::None, {});
+    const Reflection::IFunction& callable = function;
+    std::array args{entt::meta_any{1}, entt::meta_any{2}};
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        entt::meta_any result = callable.call(entt::meta_any{}, args.data(), 2);
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_Wrapper_FreeFunction);
+
+void BM_Direct_Method(benchmark::State& state)
+{
+    Counter object;
+    int left = 1;
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(left);
+        benchmark::DoNotOptimize(object.add(left, 2));
+    }
+}
+BENCHMARK(BM_Direct_Method);
+
+void BM_EnttInvoke_Method(benchmark::State& state)
+{
+    const entt::meta_type type = registeredCounter();
+    Counter object;
+    entt::meta_any instance = entt::forward_as_meta(object);
+    std::array args{entt::meta_any{1}, entt::meta_any{2}};
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        entt::meta_any result = type.invoke("add"_hs, instance, args.data(), args.size());
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_EnttInvoke_Method);
+
+void BM_Wrapper_Method(benchmark::State& state)
+{
+    const Reflection::MemberFunction<&Counter::add> function(Privilege::None, {});
+    const Reflection::IFunction& callable = function;
+    Counter object;
+    entt::meta_any instance = entt::forward_as_meta(object);
+    std::array args{entt::meta_any{1}, entt::meta_any{2}};
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        entt::meta_any result = callable.call(instance.as_ref(), args.data(), 2);
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_Wrapper_Method);
+
+void BM_Direct_PropertyGet(benchmark::State& state)
+{
+    Counter object;
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(object);
+        benchmark::DoNotOptimize(object.getValue());
+    }
+}
+BENCHMARK(BM_Direct_PropertyGet);
+
+void BM_EnttInvoke_PropertyGet(benchmark::State& state)
+{
+    const entt::meta_type type = registeredCounter();
+    Counter object;
+    entt::meta_any instance = entt::forward_as_meta(object);
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        entt::meta_any result = type.invoke("getValue"_hs, instance, nullptr, 0);
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_EnttInvoke_PropertyGet);
+
+// The getter over the same member function as the EnTT baseline.
+void BM_Wrapper_PropertyGet_Method(benchmark::State& state)
+{
+    const Reflection::MemberPropertyGetter<Counter, false, &Counter::getValue> getter(Privilege::ReadOnly);
+    const Reflection::IPropertyGetter& property = getter;
+    Counter object;
+    entt::meta_any instance = entt::forward_as_meta(object);
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        entt::meta_any result = property.get(instance.as_ref());
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_Wrapper_PropertyGet_Method);
+
+// The getter over the member object: a reference into the object, no call.
+void BM_Wrapper_PropertyGet_Member(benchmark::State& state)
+{
+    const Reflection::MemberPropertyGetter<Counter, false, &Counter::value> getter(Privilege::ReadOnly);
+    const Reflection::IPropertyGetter& property = getter;
+    Counter object;
+    entt::meta_any instance = entt::forward_as_meta(object);
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        entt::meta_any result = property.get(instance.as_ref());
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_Wrapper_PropertyGet_Member);
+
+void BM_Direct_PropertySet(benchmark::State& state)
+{
+    Counter object;
+    int value = 3;
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(value);
+        object.setValue(value);
+        benchmark::DoNotOptimize(object);
+    }
+}
+BENCHMARK(BM_Direct_PropertySet);
+
+void BM_EnttInvoke_PropertySet(benchmark::State& state)
+{
+    const entt::meta_type type = registeredCounter();
+    Counter object;
+    entt::meta_any instance = entt::forward_as_meta(object);
+    entt::meta_any value{3};
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        entt::meta_any result = type.invoke("setValue"_hs, instance, &value, 1);
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_EnttInvoke_PropertySet);
+
+// The setter over the same member function as the EnTT baseline. `set` takes its value by value; a view of it
+// stands for the pointer that EnTT's invoke reads, so that neither side copies the value.
+void BM_Wrapper_PropertySet_Method(benchmark::State& state)
+{
+    const Reflection::MemberPropertySetter<Counter, &Counter::setValue> setter(Privilege::None);
+    const Reflection::IPropertySetter& property = setter;
+    Counter object;
+    entt::meta_any instance = entt::forward_as_meta(object);
+    const entt::meta_any value{3};
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        ResultAny result = property.set(instance.as_ref(), value.as_ref());
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_Wrapper_PropertySet_Method);
+
+void BM_Wrapper_PropertySet_Member(benchmark::State& state)
+{
+    const Reflection::MemberPropertySetter<Counter, &Counter::value> setter(Privilege::None);
+    const Reflection::IPropertySetter& property = setter;
+    Counter object;
+    entt::meta_any instance = entt::forward_as_meta(object);
+    const entt::meta_any value{3};
+    AllocationCounter counter(state);
+    for (auto _ : state)
+    {
+        ResultAny result = property.set(instance.as_ref(), value.as_ref());
+        benchmark::DoNotOptimize(result);
+    }
+}
+BENCHMARK(BM_Wrapper_PropertySet_Member);
+
+// A class with 50 methods and 50 properties, each a distinct native function.
+constexpr std::size_t MEMBERS = 50;
+
+struct Wide
+{
+    std::array<int, MEMBERS> values{};
+
+    template <std::size_t I>
+    int method(int argument)
+    {
+        return values[I] + argument;
+    }
+    template <std::size_t I>
+    int get() const
+    {
+        return values[I];
+    }
+    template <std::size_t I>
+    void set(int value)
+    {
+        values[I] = value;
+    }
+};
+
+const std::vector<std::string>& memberNames(const char* prefix)
+{
+    static std::vector<std::string> sMethods;
+    static std::vector<std::string> sProperties;
+    std::vector<std::string>& names = prefix[0] == 'm' ? sMethods : sProperties;
+    if (names.empty())
+    {
+        for (std::size_t index = 0; index < MEMBERS; ++index)
+        {
+            names.push_back(prefix + std::to_string(index));
+        }
+    }
+    return names;
+}
+
+template <std::size_t... I>
+ClassBinding buildWide(std::index_sequence<I...>)
+{
+    const std::vector<std::string>& methods = memberNames("method");
+    const std::vector<std::string>& properties = memberNames("property");
+    ClassBindingBuilder<Wide> builder("Wide");
+    (builder.template method<&Wide::template method<I>>(methods[I], ArgumentBindingBuilder<int>("argument")), ...);
+    (builder.template property<&Wide::template get<I>, &Wide::template set<I>>(properties[I]), ...);
+    return builder.finish();
+}
+
+// What a hand-written table of the same members holds: a name and a type-erased callable each.
+template <std::size_t... I>
+std::vector<std::pair<std::string, std::function<int(Wide&, int)>>> buildWideTable(std::index_sequence<I...>)
+{
+    const std::vector<std::string>& methods = memberNames("method");
+    const std::vector<std::string>& properties = memberNames("property");
+    std::vector<std::pair<std::string, std::function<int(Wide&, int)>>> table;
+    (table.emplace_back(methods[I], [](Wide& object, int argument) { return object.method<I>(argument); }), ...);
+    (table.emplace_back(properties[I],
+                        [](Wide& object, int value)
+                        {
+                            object.set<I>(value);
+                            return object.get<I>();
+                        }),
+     ...);
+    return table;
+}
+
+void BM_Build_ClassBinding_50Methods_50Properties(benchmark::State& state)
+{
+    const std::size_t allocationsBefore = sAllocations;
+    const std::size_t allocatedBefore = sAllocatedBytes;
+    for (auto _ : state)
+    {
+        ClassBinding binding = buildWide(std::make_index_sequence<MEMBERS>{});
+        benchmark::DoNotOptimize(binding);
+    }
+    const auto iterations = static_cast<double>(state.iterations());
+    state.counters["allocs_per_member"] =
+        static_cast<double>(sAllocations - allocationsBefore) / iterations / (2.0 * MEMBERS);
+    state.counters["allocated_bytes_per_member"] =
+        static_cast<double>(sAllocatedBytes - allocatedBefore) / iterations / (2.0 * MEMBERS);
+
+    // Bytes the finished binding keeps on the heap, per member.
+    const std::size_t liveBefore = sAllocatedBytes - sFreedBytes;
+    {
+        ClassBinding binding = buildWide(std::make_index_sequence<MEMBERS>{});
+        state.counters["retained_bytes_per_member"] =
+            static_cast<double>(sAllocatedBytes - sFreedBytes - liveBefore) / (2.0 * MEMBERS);
+        benchmark::DoNotOptimize(binding);
+    }
+}
+BENCHMARK(BM_Build_ClassBinding_50Methods_50Properties);
+
+void BM_Build_FunctionTable_100Entries(benchmark::State& state)
+{
+    const std::size_t allocationsBefore = sAllocations;
+    const std::size_t allocatedBefore = sAllocatedBytes;
+    for (auto _ : state)
+    {
+        auto table = buildWideTable(std::make_index_sequence<MEMBERS>{});
+        benchmark::DoNotOptimize(table);
+    }
+    const auto iterations = static_cast<double>(state.iterations());
+    state.counters["allocs_per_member"] =
+        static_cast<double>(sAllocations - allocationsBefore) / iterations / (2.0 * MEMBERS);
+    state.counters["allocated_bytes_per_member"] =
+        static_cast<double>(sAllocatedBytes - allocatedBefore) / iterations / (2.0 * MEMBERS);
+    const std::size_t liveBefore = sAllocatedBytes - sFreedBytes;
+    {
+        auto table = buildWideTable(std::make_index_sequence<MEMBERS>{});
+        state.counters["retained_bytes_per_member"] =
+            static_cast<double>(sAllocatedBytes - sFreedBytes - liveBefore) / (2.0 * MEMBERS);
+        benchmark::DoNotOptimize(table);
+    }
+}
+BENCHMARK(BM_Build_FunctionTable_100Entries);
+} // namespace

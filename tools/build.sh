@@ -8,7 +8,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 PACKAGES=(cmake ninja-build g++ clang libclang-rt-14-dev libfmt-dev libmsgsl-dev libgtest-dev libgmock-dev
-          libbenchmark-dev)
+          libbenchmark-dev liblua5.4-dev pkg-config)
 
 install_missing() {
     local missing=()

@@ -239,10 +239,10 @@ void BM_EnttInvoke_PropertyGet(benchmark::State& state)
 }
 BENCHMARK(BM_EnttInvoke_PropertyGet);
 
-// The getter over the same member function as the EnTT baseline.
-void BM_Wrapper_PropertyGet_Method(benchmark::State& state)
+template <typename Getter>
+void wrapperGet(benchmark::State& state)
 {
-    const Reflection::MemberPropertyGetter<Counter, false, &Counter::getValue> getter(Privilege::ReadOnly);
+    const Getter getter(Privilege::ReadOnly);
     const Reflection::IPropertyGetter& property = getter;
     Counter object;
     entt::meta_any instance = entt::forward_as_meta(object);
@@ -253,21 +253,18 @@ void BM_Wrapper_PropertyGet_Method(benchmark::State& state)
         benchmark::DoNotOptimize(result);
     }
 }
+
+// The getter over the same member function as the EnTT baseline.
+void BM_Wrapper_PropertyGet_Method(benchmark::State& state)
+{
+    wrapperGet<Reflection::MemberPropertyGetter<Counter, false, &Counter::getValue>>(state);
+}
 BENCHMARK(BM_Wrapper_PropertyGet_Method);
 
 // The getter over the member object: a reference into the object, no call.
 void BM_Wrapper_PropertyGet_Member(benchmark::State& state)
 {
-    const Reflection::MemberPropertyGetter<Counter, false, &Counter::value> getter(Privilege::ReadOnly);
-    const Reflection::IPropertyGetter& property = getter;
-    Counter object;
-    entt::meta_any instance = entt::forward_as_meta(object);
-    AllocationCounter counter(state);
-    for (auto _ : state)
-    {
-        entt::meta_any result = property.get(instance.as_ref());
-        benchmark::DoNotOptimize(result);
-    }
+    wrapperGet<Reflection::MemberPropertyGetter<Counter, false, &Counter::value>>(state);
 }
 BENCHMARK(BM_Wrapper_PropertyGet_Member);
 
@@ -299,11 +296,12 @@ void BM_EnttInvoke_PropertySet(benchmark::State& state)
 }
 BENCHMARK(BM_EnttInvoke_PropertySet);
 
-// The setter over the same member function as the EnTT baseline. `set` takes its value by value; a view of it
-// stands for the pointer that EnTT's invoke reads, so that neither side copies the value.
-void BM_Wrapper_PropertySet_Method(benchmark::State& state)
+// `set` takes its value by value; a view of it stands for the pointer that EnTT's invoke reads, so that neither
+// side copies the value.
+template <typename Setter>
+void wrapperSet(benchmark::State& state)
 {
-    const Reflection::MemberPropertySetter<Counter, &Counter::setValue> setter(Privilege::None);
+    const Setter setter(Privilege::None);
     const Reflection::IPropertySetter& property = setter;
     Counter object;
     entt::meta_any instance = entt::forward_as_meta(object);
@@ -315,21 +313,17 @@ void BM_Wrapper_PropertySet_Method(benchmark::State& state)
         benchmark::DoNotOptimize(result);
     }
 }
+
+// The setter over the same member function as the EnTT baseline.
+void BM_Wrapper_PropertySet_Method(benchmark::State& state)
+{
+    wrapperSet<Reflection::MemberPropertySetter<Counter, &Counter::setValue>>(state);
+}
 BENCHMARK(BM_Wrapper_PropertySet_Method);
 
 void BM_Wrapper_PropertySet_Member(benchmark::State& state)
 {
-    const Reflection::MemberPropertySetter<Counter, &Counter::value> setter(Privilege::None);
-    const Reflection::IPropertySetter& property = setter;
-    Counter object;
-    entt::meta_any instance = entt::forward_as_meta(object);
-    const entt::meta_any value{3};
-    AllocationCounter counter(state);
-    for (auto _ : state)
-    {
-        ResultAny result = property.set(instance.as_ref(), value.as_ref());
-        benchmark::DoNotOptimize(result);
-    }
+    wrapperSet<Reflection::MemberPropertySetter<Counter, &Counter::value>>(state);
 }
 BENCHMARK(BM_Wrapper_PropertySet_Member);
 
@@ -401,53 +395,39 @@ std::vector<std::pair<std::string, std::function<int(Wide&, int)>>> buildWideTab
     return table;
 }
 
-void BM_Build_ClassBinding_50Methods_50Properties(benchmark::State& state)
+// Times `build` and reports, per member, the allocations and bytes of a build and the bytes its result keeps.
+template <typename Build>
+void measureBuild(benchmark::State& state, const Build& build)
 {
+    const double members = 2.0 * MEMBERS;
     const std::size_t allocationsBefore = sAllocations;
     const std::size_t allocatedBefore = sAllocatedBytes;
     for (auto _ : state)
     {
-        ClassBinding binding = buildWide(std::make_index_sequence<MEMBERS>{});
-        benchmark::DoNotOptimize(binding);
+        auto built = build();
+        benchmark::DoNotOptimize(built);
     }
     const auto iterations = static_cast<double>(state.iterations());
-    state.counters["allocs_per_member"] =
-        static_cast<double>(sAllocations - allocationsBefore) / iterations / (2.0 * MEMBERS);
+    state.counters["allocs_per_member"] = static_cast<double>(sAllocations - allocationsBefore) / iterations / members;
     state.counters["allocated_bytes_per_member"] =
-        static_cast<double>(sAllocatedBytes - allocatedBefore) / iterations / (2.0 * MEMBERS);
+        static_cast<double>(sAllocatedBytes - allocatedBefore) / iterations / members;
 
-    // Bytes the finished binding keeps on the heap, per member.
     const std::size_t liveBefore = sAllocatedBytes - sFreedBytes;
-    {
-        ClassBinding binding = buildWide(std::make_index_sequence<MEMBERS>{});
-        state.counters["retained_bytes_per_member"] =
-            static_cast<double>(sAllocatedBytes - sFreedBytes - liveBefore) / (2.0 * MEMBERS);
-        benchmark::DoNotOptimize(binding);
-    }
+    auto kept = build();
+    state.counters["retained_bytes_per_member"] =
+        static_cast<double>(sAllocatedBytes - sFreedBytes - liveBefore) / members;
+    benchmark::DoNotOptimize(kept);
+}
+
+void BM_Build_ClassBinding_50Methods_50Properties(benchmark::State& state)
+{
+    measureBuild(state, [] { return buildWide(std::make_index_sequence<MEMBERS>{}); });
 }
 BENCHMARK(BM_Build_ClassBinding_50Methods_50Properties);
 
 void BM_Build_FunctionTable_100Entries(benchmark::State& state)
 {
-    const std::size_t allocationsBefore = sAllocations;
-    const std::size_t allocatedBefore = sAllocatedBytes;
-    for (auto _ : state)
-    {
-        auto table = buildWideTable(std::make_index_sequence<MEMBERS>{});
-        benchmark::DoNotOptimize(table);
-    }
-    const auto iterations = static_cast<double>(state.iterations());
-    state.counters["allocs_per_member"] =
-        static_cast<double>(sAllocations - allocationsBefore) / iterations / (2.0 * MEMBERS);
-    state.counters["allocated_bytes_per_member"] =
-        static_cast<double>(sAllocatedBytes - allocatedBefore) / iterations / (2.0 * MEMBERS);
-    const std::size_t liveBefore = sAllocatedBytes - sFreedBytes;
-    {
-        auto table = buildWideTable(std::make_index_sequence<MEMBERS>{});
-        state.counters["retained_bytes_per_member"] =
-            static_cast<double>(sAllocatedBytes - sFreedBytes - liveBefore) / (2.0 * MEMBERS);
-        benchmark::DoNotOptimize(table);
-    }
+    measureBuild(state, [] { return buildWideTable(std::make_index_sequence<MEMBERS>{}); });
 }
 BENCHMARK(BM_Build_FunctionTable_100Entries);
 } // namespace

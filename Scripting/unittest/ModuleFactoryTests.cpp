@@ -1,4 +1,5 @@
 #include "Diagnostics/Assert.h"
+#include "NativeEngineFixture.h"
 #include "Scripting/BindingFactory/CommonModuleFactory.h"
 #include "Scripting/BindingFactory/GenericModuleBindingFactory.h"
 #include "Scripting/BindingType/ClassBindingBuilder.h"
@@ -101,51 +102,14 @@ TEST(CommonModuleFactoryTest, DescriptorAndIdentity)
     EXPECT_TRUE(Reflection::resolve<std::optional<NumberRange>>().construct(NumberRange{1.0f, 2.0f}));
 }
 
-class ModuleFactoryEngineTest : public testing::Test
+class ModuleFactoryEngineTest : public NativeEngineTest
 {
 protected:
-    ModuleFactoryEngineTest()
-    {
-        mEngine.setRuntimeFactory([this](const ContextConfig&, const std::vector<ModuleDescriptor>&)
-                                  { return std::make_shared<NativeRuntime>(mEngine.getRegistryManager()); });
-        mConfig.runtimeName = "native";
-    }
-
-    ScriptContextResult request(const std::vector<ModuleDescriptor>& requested)
-    {
-        return mEngine.createScriptingContext(mConfig, ModuleDescriptor{"plugin", quv::UUID(0xB0, 1), Version(1, 0, 0)},
-                                              requested, nullptr, nullptr);
-    }
-
-    // The names and versions of the modules a context was made from, in creation order.
-    static std::vector<std::string> modulesOf(ScriptContextResult& result)
-    {
-        std::vector<std::string> names;
-        if (!result.context.has_value())
-        {
-            return {"<no context>" + result.getErrorText()};
-        }
-        NativeFunctionPayload payload(
-            [&](auto&, auto&, ModuleBindingBundle& bundle, auto&, auto&)
-            {
-                for (const ModuleBinding& binding : bundle.moduleBindings)
-                {
-                    names.push_back(binding.descriptor.name + " " + binding.descriptor.version.toString());
-                }
-                return ResultAny();
-            });
-        result.context->run(&payload);
-        return names;
-    }
-
     static GenericModuleBindingFactory::ModuleCreatorFn emptyCreator()
     {
         return [](ModuleBindingBuilder& builder, const std::optional<ContextConfig>&)
         { return std::optional<ModuleBinding>(builder.build(true, {}, {})); };
     }
-
-    ScriptEngine mEngine;
-    ContextConfig mConfig;
 };
 
 TEST_F(ModuleFactoryEngineTest, AModuleRequestedByAliasIsBuiltUnderThatAlias)

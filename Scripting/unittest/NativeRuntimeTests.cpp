@@ -1,6 +1,7 @@
 #include "Diagnostics/Assert.h"
 #include "Scripting/Runtime/NativeRuntime.h"
 #include "Scripting/Runtime/StringBasedRuntime.h"
+#include "TestRuntimeStubs.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,7 +27,7 @@ std::string errorMessage(const ResultAny& result)
 }
 
 // A string runtime that only records what it was asked to run.
-class RecordingStringRuntime final : public StringBasedRuntime
+class RecordingStringRuntime final : public TestRuntimeStubs<StringBasedRuntime>
 {
 public:
     struct Call
@@ -43,29 +44,6 @@ public:
         return std::nullopt;
     }
     void destroyContext(ContextId) override {}
-    ResultAny callClosure(ContextId, ObjectHandle, entt::meta_any*, unsigned, const entt::meta_type&,
-                          RunOption) override
-    {
-        return {};
-    }
-    ResultAny resolvePromise(ContextId, ObjectHandle, const entt::meta_any&) override { return {}; }
-    ResultAny rejectPromise(ContextId, ObjectHandle, const entt::meta_any&) override { return {}; }
-    FutureState getFutureState(ContextId, ObjectHandle) override { return FutureState::Unknown; }
-    ResultAny getFutureResult(ContextId, ObjectHandle, const entt::meta_type&) override { return {}; }
-    Result<std::string> stringifyValue(ContextId, ObjectHandle) override { return std::string(); }
-    bool collectGarbage(ContextId) override { return false; }
-    IDebuggerController* enableDebugger(IDebuggerTransport&) override { return nullptr; }
-    void disableDebugger() override {}
-    void startProfiler() override {}
-    void stopProfiler(std::function<void(std::string_view)>,
-                      std::optional<std::reference_wrapper<const std::string>>) override
-    {
-    }
-    RuntimeStats computeRuntimeStats() const override { return {}; }
-    IWatchdog* enableWatchdog(WatchdogSettings) override { return nullptr; }
-    void disableWatchdog() override {}
-    IWatchdog* getWatchdog() const override { return nullptr; }
-    std::optional<CallStackEntry> getCurrentLocation(ContextId) const override { return std::nullopt; }
 
     ResultAny runScript(ContextId contextId, const std::string& source, const std::string& sourceName,
                         RunOption option) override

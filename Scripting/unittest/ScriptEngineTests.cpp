@@ -1,4 +1,5 @@
 #include "Diagnostics/Assert.h"
+#include "NativeEngineFixture.h"
 #include "Scripting/Runtime/NativeRuntime.h"
 #include "Scripting/ScriptEngine/ScriptEngine.h"
 
@@ -20,7 +21,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const ModuleDescriptor REQUESTER{"plugin", quv::UUID(0xB0, 1), Version(1, 0, 0)};
 constexpr const char* DUPLICATE = "Module binding factory already added, or alias previously used.";
 
 // A module with plain versions and aliases; its creator can be replaced to misbehave.
@@ -98,16 +98,9 @@ ModuleDescriptor moduleOf(const std::string& name, uint64_t id)
     return ModuleDescriptor{name, quv::UUID(0, id), Version(1, 0, 0)};
 }
 
-class ScriptEngineTest : public testing::Test
+class ScriptEngineTest : public NativeEngineTest
 {
 protected:
-    ScriptEngineTest()
-    {
-        mEngine.setRuntimeFactory([this](const ContextConfig&, const std::vector<ModuleDescriptor>&)
-                                  { return std::make_shared<NativeRuntime>(mEngine.getRegistryManager()); });
-        mConfig.runtimeName = "native";
-    }
-
     FakeFactory& offer(const std::string& name, uint64_t id, std::vector<ModuleDependency> dependencies = {})
     {
         auto factory = std::make_unique<FakeFactory>(
@@ -116,14 +109,6 @@ protected:
         mEngine.addModuleBindingFactory(std::move(factory));
         return result;
     }
-
-    ScriptContextResult request(const std::vector<ModuleDescriptor>& requested)
-    {
-        return mEngine.createScriptingContext(mConfig, REQUESTER, requested, nullptr, nullptr);
-    }
-
-    ScriptEngine mEngine;
-    ContextConfig mConfig;
 };
 
 TEST_F(ScriptEngineTest, DuplicateFactoriesAreRefusedByUuidOrByTheNewName)
@@ -242,19 +227,7 @@ TEST_F(ScriptEngineTest, ModulesAreBuiltDependenciesFirstAndReachTheContext)
     ScriptContextResult result = request({moduleOf("app", 1)});
     ASSERT_TRUE(result.context.has_value()) << result.getErrorText();
 
-    std::vector<std::string> names;
-    NativeFunctionPayload payload(
-        [&](auto&, auto&, ModuleBindingBundle& bundle, auto&, auto&)
-        {
-            for (const ModuleBinding& binding : bundle.moduleBindings)
-            {
-                names.push_back(binding.descriptor.name);
-            }
-            return ResultAny();
-        });
-    ScriptContext context = std::move(*result.context);
-    EXPECT_FALSE(context.run(&payload).isError());
-    EXPECT_THAT(names, ElementsAre("base", "lib", "app"));
+    EXPECT_THAT(modulesOf(result), ElementsAre("base 1.0.0", "lib 1.0.0", "app 1.0.0"));
 }
 
 TEST_F(ScriptEngineTest, ALongerCycleGivesNoContextAndSaysWhy)

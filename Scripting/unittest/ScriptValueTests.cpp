@@ -22,12 +22,6 @@ namespace
 using Ovelith::Diagnostics::collectAsserts;
 using namespace Scripting;
 
-std::string errorMessage(const ResultAny& result)
-{
-    const Error* error = result.tryGetError();
-    return error != nullptr ? error->message : "<no error>";
-}
-
 // Script objects as a runtime would keep them, one component each.
 struct PromiseObject
 {

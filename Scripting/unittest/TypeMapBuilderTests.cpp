@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -58,13 +59,11 @@ std::vector<std::string> keysOf(const TypeMapBinding& map)
 
 TEST(TypeMapBuilderTest, ConstructionReportsEmptyNamesAndGoesOn)
 {
-    TypeMapBuilder* made = nullptr;
     std::unique_ptr<TypeMapBuilder> builder;
     EXPECT_THAT(collectAsserts([&] { builder = std::make_unique<TypeMapBuilder>("", "", entt::meta_type{}); }),
                 ElementsAre("Type Map needs a valid name", "Type Map needs a valid key name"));
-    made = builder.get();
-    made->addMapping("k", "C", {}, {});
-    EXPECT_EQ(made->build().entries.size(), 1u);
+    builder->addMapping("k", "C", {}, {});
+    EXPECT_EQ(builder->build().entries.size(), 1u);
 }
 
 TEST(TypeMapBuilderTest, BuildHandsOverTagsAndEntriesOnce)

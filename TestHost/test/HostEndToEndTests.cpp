@@ -225,6 +225,39 @@ TEST(HostEndToEndTest, SelectionOptionsDecideWhatRuns)
     }
 }
 
+TEST(HostEndToEndTest, GeneratedCasesRunAfterThePlainOnesOnTheirObject)
+{
+    const std::string module = HOST_GENERATOR_FIXTURE_MODULE_PATH;
+    const ProcessResult listed = runHost({"--list", module});
+    EXPECT_EQ(listed.exitCode, 0) << listed.err;
+    EXPECT_TRUE(contains(listed.out, "1 class, 5 cases")) << listed.out;
+    EXPECT_TRUE(contains(listed.out, "HostGenerated_Tests.Gen_Throws  [generated, throws]")) << listed.out;
+
+    for (const char* mode : {"-j1", "-j2"})
+    {
+        const ProcessResult result = runHost({mode, module});
+        EXPECT_EQ(result.exitCode, 1) << mode << "\n" << result.out << result.err;
+        EXPECT_EQ(lastLine(result.out), "2 passed, 3 failed") << mode << "\n" << result.out;
+        EXPECT_TRUE(caseBlock(result.out, "HostGenerated_Tests.Plain").starts_with("PASS")) << result.out;
+        EXPECT_TRUE(caseBlock(result.out, "HostGenerated_Tests.Gen_SameObject").starts_with("PASS")) << result.out;
+        EXPECT_TRUE(contains(caseBlock(result.out, "HostGenerated_Tests.Gen_Fails"), ": generated mismatch\n"))
+            << result.out;
+        const std::string fatal = caseBlock(result.out, "HostGenerated_Tests.Gen_Fatal");
+        EXPECT_TRUE(contains(fatal, ": generated fatal\n")) << result.out;
+        EXPECT_FALSE(contains(fatal, "after the fatal check")) << "a fatal check ends the generated case";
+        EXPECT_EQ(fatal.find(".cpp:", fatal.find(".cpp:") + 1), std::string::npos)
+            << "the fatal check reported once: " << fatal;
+        EXPECT_TRUE(contains(caseBlock(result.out, "HostGenerated_Tests.Gen_Throws"), "generated boom\n"))
+            << result.out;
+    }
+
+    // Generated cases are selected by their own tags and names like any other.
+    const ProcessResult tagged = runHost({"--tag", "throws", module});
+    EXPECT_EQ(lastLine(tagged.out), "0 passed, 1 failed") << tagged.out;
+    const ProcessResult filtered = runHost({"--filter", "*.Gen_Same*", module});
+    EXPECT_EQ(lastLine(filtered.out), "0 passed, 1 failed") << "alone, it is the first case of its object";
+}
+
 TEST(HostEndToEndTest, BadInputGetsOneLineAndExitCodeTwo)
 {
     const std::string textFile = FIXTURE_SOURCE;

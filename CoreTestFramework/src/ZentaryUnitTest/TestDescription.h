@@ -72,7 +72,8 @@ private:
 
     bool mFlagged = false;
     bool mWaiting = false;
-    bool mReserved = false;
+    // Kept for the layout drivers know; nothing here reads it.
+    [[maybe_unused]] bool mReserved = false;
     uint64_t mFlaggedFirst = 0;
     uint64_t mFlaggedSecond = 0;
 };

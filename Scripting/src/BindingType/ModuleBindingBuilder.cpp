@@ -259,7 +259,7 @@ ModuleBinding ModuleBindingBuilder::build(bool allowUntagged, const std::vector<
                                             eraseExcluded(classBinding.constructors, included);
                                         });
 
-    module.dependencies = mBuilderData.dependencies;
+    module.dependencies = std::move(mBuilderData.dependencies);
     module.descriptor.name = std::move(mBuilderData.descriptor.name);
     module.descriptor.uuid = mBuilderData.descriptor.uuid;
     module.descriptor.version = std::move(mBuilderData.descriptor.version);
@@ -275,7 +275,7 @@ ModuleBinding ModuleBindingBuilder::build(bool allowUntagged, const std::vector<
                   "Module %s contains javascript and bindings, this is unsupported.", module.descriptor.name.c_str());
     }
 
-    mBuilderData = BuilderData{};
+    mBuilderData = ModuleBinding{};
 
     module.classBindings = _orderClassBindingsByDependency(module.classBindings);
     _reduceRuntimeConditions(module, conditions);

@@ -666,12 +666,6 @@ void VersionRequestTable::add(const VersionRequestKey& key, VersionRequestedBy r
     mEntries[slot->second].second.push_back(std::move(request));
 }
 
-const std::vector<VersionRequestedBy>* VersionRequestTable::find(const quv::UUID& uuid) const
-{
-    const auto slot = mIndexByUuid.find(uuid);
-    return slot == mIndexByUuid.end() ? nullptr : &mEntries[slot->second].second;
-}
-
 DependencyResolver::DependencyResolver(const std::vector<std::unique_ptr<IModuleBindingFactory>>& factories,
                                        VersionSelection versionSelection)
     : mFactories(factories), mVersionSelection(versionSelection)
@@ -695,8 +689,11 @@ ModuleResolveResult DependencyResolver::_resolveDependencyRequests(const Version
     const internal::FactoryIndex factories(mFactories);
     ModuleResolveResult result;
     std::vector<SupportedBindingModule> supported;
-    for (const auto& [key, requests] : table)
+    for (const VersionRequestTable::Entry& entry : table)
     {
+        // Named, not bound, so that the lambdas below may capture them.
+        const VersionRequestKey& key = entry.first;
+        const std::vector<VersionRequestedBy>& requests = entry.second;
         OV_ASSERT(!requests.empty(), "How did this happen, module entry in table would only exist if it had requests!");
         if (requests.empty())
         {

@@ -97,8 +97,10 @@ public:
     {
         ModuleResolveResult result;
         std::vector<SupportedBindingModule> supported;
-        for (const auto& [key, requests] : table)
+        for (const auto& entry : table)
         {
+            const VersionRequestKey& key = entry.first;
+            const std::vector<VersionRequestedBy>& requests = entry.second;
             const auto module = [&](Version version) { return ModuleDescriptor{key.name, key.uuid, version, false}; };
             const VersionRequestedBy* explicitRequest = nullptr;
             for (const VersionRequestedBy& request : requests)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TestRuntimeStubs.h"
+
 #include "Scripting/Runtime/IRuntime.h"
 #include "Scripting/Runtime/ScriptClosure.h"
 
@@ -13,10 +15,17 @@
 
 namespace Scripting
 {
+// The message of the error a result holds, or "<no error>", for checks and their failure texts.
+inline std::string errorMessage(const ResultAny& result)
+{
+    const Error* error = result.tryGetError();
+    return error != nullptr ? error->message : std::string("<no error>");
+}
+
 // A runtime whose every closure is one native callback of signature R(Args...), with a registry of its own
-// (id 1) to keep closure objects in. Everything but calling closures is empty.
+// (id 1) to keep closure objects in. Everything but calling closures is empty, and running answers "Empty".
 template <typename R, typename... Args>
-class TestClosureRuntime : public IRuntime
+class TestClosureRuntime : public TestRuntimeStubs<IRuntime>
 {
 public:
     using Callback = std::function<R(Args...)>;
@@ -63,24 +72,6 @@ public:
         return std::nullopt;
     }
     void destroyContext(ContextId) override {}
-    ResultAny resolvePromise(ContextId, ObjectHandle, const entt::meta_any&) override { return {}; }
-    ResultAny rejectPromise(ContextId, ObjectHandle, const entt::meta_any&) override { return {}; }
-    FutureState getFutureState(ContextId, ObjectHandle) override { return FutureState::Unknown; }
-    ResultAny getFutureResult(ContextId, ObjectHandle, const entt::meta_type&) override { return {}; }
-    Result<std::string> stringifyValue(ContextId, ObjectHandle) override { return std::string(); }
-    bool collectGarbage(ContextId) override { return false; }
-    IDebuggerController* enableDebugger(IDebuggerTransport&) override { return nullptr; }
-    void disableDebugger() override {}
-    void startProfiler() override {}
-    void stopProfiler(std::function<void(std::string_view)>,
-                      std::optional<std::reference_wrapper<const std::string>>) override
-    {
-    }
-    RuntimeStats computeRuntimeStats() const override { return {}; }
-    IWatchdog* enableWatchdog(WatchdogSettings) override { return nullptr; }
-    void disableWatchdog() override {}
-    IWatchdog* getWatchdog() const override { return nullptr; }
-    std::optional<CallStackEntry> getCurrentLocation(ContextId) const override { return std::nullopt; }
 
 private:
     // Each argument as the parameter's type: a reference parameter gets the caller's object itself.
@@ -89,7 +80,7 @@ private:
     {
         std::tuple<std::remove_reference_t<Args>*...> values{
             arguments[I].template try_cast<std::remove_reference_t<Args>>()...};
-        if (((std::get<I>(values) == nullptr) || ...))
+        if ((!std::get<I>(values) || ...))
         {
             return Error(WRONG_ARGUMENTS_MESSAGE);
         }

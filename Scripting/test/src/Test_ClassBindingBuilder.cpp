@@ -320,6 +320,22 @@ void checkNineArgumentFunction(const ClassBinding& binding, std::optional<entt::
     }
 }
 
+// Binds the nine arguments in one call of `bind`: the three leading defaults before the vectors are each reported.
+template <typename T, typename Bind>
+void checkNineArgumentBinding(const char* className, const Bind& bind, std::optional<entt::meta_type> classType)
+{
+    ClassBindingBuilder<T> builder(className);
+    Assert::CheckDebugAsserts(
+        [&]
+        {
+            bind(builder, intArgument(), floatArgument(), stringArgument(), intVectorArgument(), floatVectorArgument(),
+                 intOptionalArgument(), floatOptionalArgument(), intOptionalVectorArgument(),
+                 floatOptionalVectorArgument());
+        },
+        DEFAULTS_BEFORE_VECTORS);
+    checkNineArgumentFunction(builder.finish(), classType);
+}
+
 void checkProperty(const ClassBinding& binding, const std::string& name, entt::meta_type type, bool hasSetter)
 {
     Assert::AreEqual(binding.properties.size(), size_t{1}, true);
@@ -509,17 +525,14 @@ class Scripting_ClassBindingBuilderTests final : public Scripting_ClassBindingBu
 
     ZUT_TEST(MethodWithMultipleArguments)
     {
-        ClassBindingBuilder<TestStructWithMethods> builder("TestStructWithMethods");
-        Assert::CheckDebugAsserts(
-            [&]
+        checkNineArgumentBinding<TestStructWithMethods>(
+            "TestStructWithMethods",
+            [](auto& builder, auto&&... arguments)
             {
-                builder.method<&TestStructWithMethods::setAllValues>(
-                    "setAllValues", intArgument(), floatArgument(), stringArgument(), intVectorArgument(),
-                    floatVectorArgument(), intOptionalArgument(), floatOptionalArgument(), intOptionalVectorArgument(),
-                    floatOptionalVectorArgument());
+                builder.template method<&TestStructWithMethods::setAllValues>(
+                    "setAllValues", std::forward<decltype(arguments)>(arguments)...);
             },
-            DEFAULTS_BEFORE_VECTORS);
-        checkNineArgumentFunction(builder.finish(), resolve<TestStructWithMethods>());
+            resolve<TestStructWithMethods>());
     }
 
     ZUT_TEST(MethodLambdaWithSingleArgument)
@@ -563,21 +576,18 @@ class Scripting_ClassBindingBuilderTests final : public Scripting_ClassBindingBu
 
     ZUT_TEST(MethodLambdaWithMultipleArguments)
     {
-        ClassBindingBuilder<TestStructWithNoMethods> builder("TestStructWithNoMethods");
-        Assert::CheckDebugAsserts(
-            [&]
+        checkNineArgumentBinding<TestStructWithNoMethods>(
+            "TestStructWithNoMethods",
+            [](auto& builder, auto&&... arguments)
             {
                 builder.method(
                     "setAllValues",
                     [](TestStructWithNoMethods& self, int, float, const std::string&, std::vector<int>,
                        std::vector<float>, std::optional<int>, std::optional<float>, std::optional<std::vector<int>>,
                        std::optional<std::vector<float>>) { ++self.calls; },
-                    intArgument(), floatArgument(), stringArgument(), intVectorArgument(), floatVectorArgument(),
-                    intOptionalArgument(), floatOptionalArgument(), intOptionalVectorArgument(),
-                    floatOptionalVectorArgument());
+                    std::forward<decltype(arguments)>(arguments)...);
             },
-            DEFAULTS_BEFORE_VECTORS);
-        checkNineArgumentFunction(builder.finish(), resolve<TestStructWithNoMethods>());
+            resolve<TestStructWithNoMethods>());
     }
 
     ZUT_TEST(StaticFunctionWithSingleArgument)
@@ -604,17 +614,14 @@ class Scripting_ClassBindingBuilderTests final : public Scripting_ClassBindingBu
 
     ZUT_TEST(StaticFunctionWithMultipleArguments)
     {
-        ClassBindingBuilder<TestStructWithStaticMethods> builder("TestStructWithStaticMethods");
-        Assert::CheckDebugAsserts(
-            [&]
+        checkNineArgumentBinding<TestStructWithStaticMethods>(
+            "TestStructWithStaticMethods",
+            [](auto& builder, auto&&... arguments)
             {
-                builder.function<&TestStructWithStaticMethods::setAllValues>(
-                    "setAllValues", intArgument(), floatArgument(), stringArgument(), intVectorArgument(),
-                    floatVectorArgument(), intOptionalArgument(), floatOptionalArgument(), intOptionalVectorArgument(),
-                    floatOptionalVectorArgument());
+                builder.template function<&TestStructWithStaticMethods::setAllValues>(
+                    "setAllValues", std::forward<decltype(arguments)>(arguments)...);
             },
-            DEFAULTS_BEFORE_VECTORS);
-        checkNineArgumentFunction(builder.finish(), std::nullopt);
+            std::nullopt);
     }
 
     ZUT_TEST(StaticFunctionLambdaWithSingleArgument)
@@ -649,20 +656,17 @@ class Scripting_ClassBindingBuilderTests final : public Scripting_ClassBindingBu
 
     ZUT_TEST(StaticFunctionLambdaWithMultipleArguments)
     {
-        ClassBindingBuilder<TestStructWithStaticMembers> builder("TestStructWithStaticMembers");
-        Assert::CheckDebugAsserts(
-            [&]
+        checkNineArgumentBinding<TestStructWithStaticMembers>(
+            "TestStructWithStaticMembers",
+            [](auto& builder, auto&&... arguments)
             {
                 builder.function(
                     "setAllValues",
                     [](int, float, std::string, std::vector<int>, std::vector<float>, std::optional<int>,
                        std::optional<float>, std::optional<std::vector<int>>, std::optional<std::vector<float>>) {},
-                    intArgument(), floatArgument(), stringArgument(), intVectorArgument(), floatVectorArgument(),
-                    intOptionalArgument(), floatOptionalArgument(), intOptionalVectorArgument(),
-                    floatOptionalVectorArgument());
+                    std::forward<decltype(arguments)>(arguments)...);
             },
-            DEFAULTS_BEFORE_VECTORS);
-        checkNineArgumentFunction(builder.finish(), std::nullopt);
+            std::nullopt);
     }
 
     ZUT_TEST(ConstructorFunctionPointerWithArgumentBindings)

@@ -27,12 +27,6 @@ TestClosureAny makeTestClosureAny(Runtime& runtime)
 {
     return runtime.template makeClosure<TestClosureAny>();
 }
-
-std::string errorMessage(const ResultAny& result)
-{
-    const Error* error = result.tryGetError();
-    return error != nullptr ? error->message : std::string("<no error>");
-}
 } // namespace
 
 ZUT_TEST_CLASS(Scripting_ScriptClosureTests);
@@ -161,6 +155,8 @@ class Scripting_ScriptClosureTests final : public Scripting_ScriptClosureTestsBa
     ZUT_TEST(TypedScriptClosure_ReflectionConstructIsAssignable)
     {
         using IntClosure = Closure<int (*)(int)>;
+        // Made first, so that it outlives the closure that the any will hold.
+        TestClosureRuntime<int, int> runtime([](int value) { return value * 2; });
         const entt::meta_type type = Reflection::resolve<IntClosure>();
         Assert::IsTrue(type.is_template_specialization(), false, "the closure type names its template");
         Assert::IsTrue(type.template_type() == Reflection::resolve<entt::meta_class_template_tag<Closure>>());
@@ -171,7 +167,6 @@ class Scripting_ScriptClosureTests final : public Scripting_ScriptClosureTestsBa
         Assert::IsTrue(any.type() == type, true);
         Assert::IsFalse(any.cast<const IntClosure&>().valid());
 
-        TestClosureRuntime<int, int> runtime([](int value) { return value * 2; });
         const IntClosure closure = runtime.makeClosure<IntClosure>();
         Assert::IsTrue(any.assign(closure), true, "a valid closure can be assigned into the any");
         IntClosure* held = any.try_cast<IntClosure>();

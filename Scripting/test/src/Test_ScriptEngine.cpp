@@ -2,6 +2,7 @@
 #include "Scripting/BindingFactory/GenericModuleBindingFactory.h"
 #include "Scripting/ScriptEngine/ScriptEngine.h"
 #include "TestEmptyModuleBindingFactory.h"
+#include "TestRuntimeStubs.h"
 
 #include "ZentaryUnitTest/Assert.h"
 #include "ZentaryUnitTest/TestClass.h"
@@ -9,6 +10,7 @@
 #include <fmt/format.h>
 
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -23,7 +25,7 @@ ZUT_REGISTER_TEST_CLASS(Scripting_ScriptEngineTests);
 struct Scripting_ScriptEngineTestsBase : ZentaryUnitTest::TestClass<Scripting_ScriptEngineTests>
 {
     // Gives every context, empty, and shows what it was given.
-    class TestEmptyRuntime final : public IRuntime
+    class TestEmptyRuntime final : public TestRuntimeStubs<IRuntime>
     {
     public:
         using Callback = std::function<void(const ModuleBindingBundle&)>;
@@ -41,29 +43,6 @@ struct Scripting_ScriptEngineTestsBase : ZentaryUnitTest::TestClass<Scripting_Sc
         }
         void destroyContext(ContextId) override {}
         ResultAny run(ContextId, IPayload*, RunOption) override { return {}; }
-        ResultAny callClosure(ContextId, ObjectHandle, entt::meta_any*, unsigned, const entt::meta_type&,
-                              RunOption) override
-        {
-            return {};
-        }
-        ResultAny resolvePromise(ContextId, ObjectHandle, const entt::meta_any&) override { return {}; }
-        ResultAny rejectPromise(ContextId, ObjectHandle, const entt::meta_any&) override { return {}; }
-        FutureState getFutureState(ContextId, ObjectHandle) override { return FutureState::Unknown; }
-        ResultAny getFutureResult(ContextId, ObjectHandle, const entt::meta_type&) override { return {}; }
-        Result<std::string> stringifyValue(ContextId, ObjectHandle) override { return std::string(); }
-        bool collectGarbage(ContextId) override { return false; }
-        IDebuggerController* enableDebugger(IDebuggerTransport&) override { return nullptr; }
-        void disableDebugger() override {}
-        void startProfiler() override {}
-        void stopProfiler(std::function<void(std::string_view)>,
-                          std::optional<std::reference_wrapper<const std::string>>) override
-        {
-        }
-        RuntimeStats computeRuntimeStats() const override { return {}; }
-        IWatchdog* enableWatchdog(WatchdogSettings) override { return nullptr; }
-        void disableWatchdog() override {}
-        IWatchdog* getWatchdog() const override { return nullptr; }
-        std::optional<CallStackEntry> getCurrentLocation(ContextId) const override { return std::nullopt; }
 
     private:
         Callback mCallback;
@@ -162,9 +141,22 @@ struct Scripting_ScriptEngineTestsBase : ZentaryUnitTest::TestClass<Scripting_Sc
         Assert::AreEqual(result.moduleResults.conflicts.size(), conflicts, false, "conflicts");
     }
 
-    static bool contains(const std::string& text, const std::string& part)
+    // Each of `lines` stands somewhere in the result's error text.
+    static void expectErrorLines(const ScriptContextResult& result, std::initializer_list<const char*> lines)
     {
-        return text.find(part) != std::string::npos;
+        const std::string text = result.getErrorText();
+        for (const char* line : lines)
+        {
+            Assert::IsTrue(text.find(line) != std::string::npos, false, "{} not in:{}", line, text);
+        }
+    }
+
+    // "test_module" offered in one version and asked for in another.
+    static ScriptContextResult requestFromSingleOffer(const Version& offered, const Version& requested)
+    {
+        Engine engine;
+        engine.offer("test_module", MODULE_UUID, {{offered, {}}});
+        return engine.request({module("test_module", MODULE_UUID, requested)});
     }
 };
 
@@ -268,9 +260,7 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
 
     ZUT_TEST(UnsupportedModuleVersion_CreateContext_Fail)
     {
-        Engine engine;
-        engine.offer("test_module", MODULE_UUID, {{Version(1, 0, 0), {}}});
-        const ScriptContextResult result = engine.request({module("test_module", MODULE_UUID, Version(2, 0, 0))});
+        const ScriptContextResult result = requestFromSingleOffer(Version(1, 0, 0), Version(2, 0, 0));
         expectFailure(result, 0, 1, 0);
         Assert::AreEqual(result.moduleResults.missingVersions[0].module.version, Version(2, 0, 0));
     }
@@ -282,8 +272,7 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
                      {{Version(1, 0, 0), {dependency("test_module_2", MODULE_2_UUID, Version(1, 0, 0))}}});
         const ScriptContextResult result = engine.request({module("test_module_1", MODULE_1_UUID, Version(1, 0, 0))});
         expectFailure(result, 1, 0, 0);
-        Assert::IsTrue(contains(result.getErrorText(), "[test_module_2 - 1.0.0] requested by [test_module_1 - 1.0.0]"),
-                       false, "Text:{}", result.getErrorText());
+        expectErrorLines(result, {"[test_module_2 - 1.0.0] requested by [test_module_1 - 1.0.0]"});
     }
 
     ZUT_TEST(MissingMultipleExplicitDependencies_CreateContext_FailWithMultipleMissingModuleErrorMsg)
@@ -292,12 +281,8 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
         const ScriptContextResult result = engine.request({module("test_module_2", MODULE_2_UUID, Version(1, 0, 0)),
                                                            module("test_module_1", MODULE_1_UUID, Version(1, 0, 0))});
         expectFailure(result, 2, 0, 0);
-        const std::string text = result.getErrorText();
-        for (const char* missing : {"[test_module_1 - 1.0.0] requested by [plugin - 1.0.0]",
-                                    "[test_module_2 - 1.0.0] requested by [plugin - 1.0.0]"})
-        {
-            Assert::IsTrue(contains(text, missing), false, "{} not in:{}", missing, text);
-        }
+        expectErrorLines(result, {"[test_module_1 - 1.0.0] requested by [plugin - 1.0.0]",
+                                  "[test_module_2 - 1.0.0] requested by [plugin - 1.0.0]"});
     }
 
     ZUT_TEST(MissingMultipleImplicitDependencies_CreateContext_FailWithMultipleMissingModuleErrorMsg)
@@ -309,12 +294,8 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
                         dependency("test_module_3", MODULE_3_UUID, Version(1, 0, 0))}}});
         const ScriptContextResult result = engine.request({module("test_module_1", MODULE_1_UUID, Version(1, 0, 0))});
         expectFailure(result, 2, 0, 0);
-        const std::string text = result.getErrorText();
-        for (const char* missing : {"[test_module_2 - 1.0.0] requested by [test_module_1 - 1.0.0]",
-                                    "[test_module_3 - 1.0.0] requested by [test_module_1 - 1.0.0]"})
-        {
-            Assert::IsTrue(contains(text, missing), false, "{} not in:{}", missing, text);
-        }
+        expectErrorLines(result, {"[test_module_2 - 1.0.0] requested by [test_module_1 - 1.0.0]",
+                                  "[test_module_3 - 1.0.0] requested by [test_module_1 - 1.0.0]"});
     }
 
     ZUT_TEST(CreateContext_FailWithAppropriateErrorMessages)
@@ -353,10 +334,8 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
             module("test_module", MODULE_UUID, Version(1, 0, 0)),
         });
         expectFailure(result, 1, 0, 1);
-        const std::string text = result.getErrorText();
-        Assert::IsTrue(contains(text, "[test_module_3 - 1.0.0] requested by [test_module_1 - 1.0.0]") &&
-                           contains(text, "[test_module_3 - 2.0.0] requested by [plugin - 1.0.0]"),
-                       false, "Text:{}", text);
+        expectErrorLines(result, {"[test_module_3 - 1.0.0] requested by [test_module_1 - 1.0.0]",
+                                  "[test_module_3 - 2.0.0] requested by [plugin - 1.0.0]"});
     }
 
     ZUT_TEST(MixImplicitAndExplicitDependencyRequestsWithUnsupportedVersions_Fail)
@@ -371,28 +350,20 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
             module("test_module_2", MODULE_2_UUID, Version(1, 0, 0)),
         });
         expectFailure(result, 0, 2, 0);
-        const std::string text = result.getErrorText();
-        for (const char* missing : {"[test_module_1 - 3.0.0] requested by [plugin - 1.0.0]",
-                                    "[test_module_3 - 2.0.0] requested by [test_module_2 - 1.0.0]"})
-        {
-            Assert::IsTrue(contains(text, missing), false, "{} not in:{}", missing, text);
-        }
+        expectErrorLines(result, {"[test_module_1 - 3.0.0] requested by [plugin - 1.0.0]",
+                                  "[test_module_3 - 2.0.0] requested by [test_module_2 - 1.0.0]"});
     }
 
     ZUT_TEST(RuntimeAndModule_PromoteToMissingVersion_NotPossible)
     {
-        Engine engine;
-        engine.offer("test_module", MODULE_UUID, {{Version(1, 0, 0), {}}});
-        const ScriptContextResult result = engine.request({module("test_module", MODULE_UUID, Version(1, 1, 0))});
+        const ScriptContextResult result = requestFromSingleOffer(Version(1, 0, 0), Version(1, 1, 0));
         expectFailure(result, 0, 1, 0);
         Assert::AreEqual(result.moduleResults.missingVersions[0].module.version, Version(1, 1, 0));
     }
 
     ZUT_TEST(RuntimeAndModule_NonZeroMajorVersion_PromoteToMinorVersion_Success)
     {
-        Engine engine;
-        engine.offer("test_module", MODULE_UUID, {{Version(1, 2, 0), {}}});
-        const ScriptContextResult result = engine.request({module("test_module", MODULE_UUID, Version(1, 1, 0))});
+        const ScriptContextResult result = requestFromSingleOffer(Version(1, 2, 0), Version(1, 1, 0));
         expectSuccess(result);
         Assert::AreEqual(result.moduleResults.promotions.size(), size_t{1}, true);
         Assert::AreEqual(result.moduleResults.promotions[0].fromVersion, Version(1, 1, 0));
@@ -401,25 +372,19 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
 
     ZUT_TEST(RuntimeAndModule_NonZeroMajorVersion_SameMinorVersion_PromoteToPatchVersion_Success)
     {
-        Engine engine;
-        engine.offer("test_module", MODULE_UUID, {{Version(4, 2, 5), {}}});
-        const ScriptContextResult result = engine.request({module("test_module", MODULE_UUID, Version(4, 2, 3))});
+        const ScriptContextResult result = requestFromSingleOffer(Version(4, 2, 5), Version(4, 2, 3));
         expectSuccess(result);
         Assert::IsTrue(moduleNames(result) == std::vector<std::string>{"test_module 4.2.5"});
     }
 
     ZUT_TEST(RuntimeAndModule_ZeroMajorVersion_PromoteToMinorVersion_Failed)
     {
-        Engine engine;
-        engine.offer("test_module", MODULE_UUID, {{Version(0, 2, 0), {}}});
-        expectFailure(engine.request({module("test_module", MODULE_UUID, Version(0, 1, 0))}), 0, 1, 0);
+        expectFailure(requestFromSingleOffer(Version(0, 2, 0), Version(0, 1, 0)), 0, 1, 0);
     }
 
     ZUT_TEST(RuntimeAndModule_ZeroMajorVersion_SameMinorVersion_NoPromotion)
     {
-        Engine engine;
-        engine.offer("test_module", MODULE_UUID, {{Version(0, 2, 5), {}}});
-        expectFailure(engine.request({module("test_module", MODULE_UUID, Version(0, 2, 3))}), 0, 1, 0);
+        expectFailure(requestFromSingleOffer(Version(0, 2, 5), Version(0, 2, 3)), 0, 1, 0);
     }
 
     ZUT_TEST(RuntimeAndModule_MissingRequestedExactVersion_PromoteToHigherMinorVersion)
@@ -435,19 +400,14 @@ class Scripting_ScriptEngineTests final : public Scripting_ScriptEngineTestsBase
 
     ZUT_TEST(RuntimeAndModuleWithTags_PromotionAttemptWithMismatchPreReleaseTag_FailsToPromote)
     {
-        Engine engine;
-        engine.offer("test_module", MODULE_UUID, {{Version(1, 1, 0, "beta"), {}}});
-        const ScriptContextResult result = engine.request({module("test_module", MODULE_UUID, Version(1, 1, 0))});
+        const ScriptContextResult result = requestFromSingleOffer(Version(1, 1, 0, "beta"), Version(1, 1, 0));
         Assert::IsTrue(result.hasErrors());
         Assert::IsFalse(result.context.has_value());
     }
 
     ZUT_TEST(RuntimeAndModuleWithTags_PromotionAttemptWithSamePreReleaseTag_PromotionFailed)
     {
-        Engine engine;
-        engine.offer("test_module", MODULE_UUID, {{Version(1, 2, 0, "beta"), {}}});
-        const ScriptContextResult result =
-            engine.request({module("test_module", MODULE_UUID, Version(1, 1, 0, "beta"))});
+        const ScriptContextResult result = requestFromSingleOffer(Version(1, 2, 0, "beta"), Version(1, 1, 0, "beta"));
         Assert::IsTrue(result.hasErrors());
         Assert::IsFalse(result.context.has_value());
     }

@@ -6,6 +6,7 @@
 #include "ZentaryUnitTest/TestClass.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace Ovelith::CoreTestFramework;
@@ -52,6 +53,18 @@ struct Scripting_TypeMapBuilderTestsBase : ZentaryUnitTest::TestClass<Scripting_
         builder.classBinding(mapped.finish());
     }
 
+    // Adds `T`, bound as derived from `Base`, with one constant; class and constant are in every version.
+    template <typename T, typename Base, typename V>
+    static void addDerivedClass(ModuleBindingBuilder& builder, const std::string& name, const std::string& constantName,
+                                V value)
+    {
+        ClassBindingBuilder<T> derived(name);
+        derived.template base<Base>();
+        derived.constant(constantName, std::move(value));
+        derived.release(Version(1, 0, 0));
+        builder.classBinding(derived.finish());
+    }
+
     // Maps the classes added so far and builds version 3.0.0 of the module; untagged members are in.
     static ModuleBinding buildWithMap(ModuleBindingBuilder& builder)
     {
@@ -92,11 +105,7 @@ class Scripting_TypeMapBuilderTests final : public Scripting_TypeMapBuilderTests
     {
         ModuleBindingBuilder builder = makeBuilder();
         addMappedClass(builder);
-        ClassBindingBuilder<DerivedClass> derived("DerivedClass");
-        derived.base<MappedClass>();
-        derived.constant(KEY, std::string("derived"));
-        derived.release(Version(1, 0, 0));
-        builder.classBinding(derived.finish());
+        addDerivedClass<DerivedClass, MappedClass>(builder, "DerivedClass", KEY, std::string("derived"));
 
         checkEntries(buildWithMap(builder), {"derived=DerivedClass"});
     }
@@ -105,17 +114,9 @@ class Scripting_TypeMapBuilderTests final : public Scripting_TypeMapBuilderTests
     {
         ModuleBindingBuilder builder = makeBuilder();
         addMappedClass(builder);
-        ClassBindingBuilder<IntermediateClass> intermediate("IntermediateClass");
-        intermediate.base<MappedClass>();
         // A C string key reads as text as well.
-        intermediate.constant(KEY, "intermediate");
-        intermediate.release(Version(1, 0, 0));
-        builder.classBinding(intermediate.finish());
-        ClassBindingBuilder<DerivedClass> derived("DerivedClass");
-        derived.base<IntermediateClass>();
-        derived.constant(KEY, std::string("derived"));
-        derived.release(Version(1, 0, 0));
-        builder.classBinding(derived.finish());
+        addDerivedClass<IntermediateClass, MappedClass>(builder, "IntermediateClass", KEY, "intermediate");
+        addDerivedClass<DerivedClass, IntermediateClass>(builder, "DerivedClass", KEY, std::string("derived"));
 
         checkEntries(buildWithMap(builder), {"intermediate=IntermediateClass", "derived=DerivedClass"});
     }
@@ -124,16 +125,9 @@ class Scripting_TypeMapBuilderTests final : public Scripting_TypeMapBuilderTests
     {
         ModuleBindingBuilder builder = makeBuilder();
         addMappedClass(builder);
-        ClassBindingBuilder<IntermediateClass> intermediate("IntermediateClass");
-        intermediate.base<MappedClass>();
-        intermediate.constant("otherConstant", std::string("not a key"));
-        intermediate.release(Version(1, 0, 0));
-        builder.classBinding(intermediate.finish());
-        ClassBindingBuilder<DerivedClass> derived("DerivedClass");
-        derived.base<IntermediateClass>();
-        derived.constant(KEY, std::string("derived"));
-        derived.release(Version(1, 0, 0));
-        builder.classBinding(derived.finish());
+        addDerivedClass<IntermediateClass, MappedClass>(builder, "IntermediateClass", "otherConstant",
+                                                        std::string("not a key"));
+        addDerivedClass<DerivedClass, IntermediateClass>(builder, "DerivedClass", KEY, std::string("derived"));
 
         checkEntries(buildWithMap(builder), {"derived=DerivedClass"});
     }

@@ -1,11 +1,15 @@
 #include "TestHost/CaseRunner.h"
 
+#include "TestHost/GeneratedCases.h"
+#include "ZentaryUnitTest/Assert.h"
 #include "ZentaryUnitTest/TestClass.h"
+#include "ZentaryUnitTest/TestClassHolder.h"
 #include "ZentaryUnitTest/TestModule.h"
 #include "ZentaryUnitTest/TestResult.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <exception>
 #include <mutex>
 #include <vector>
@@ -137,10 +141,64 @@ std::optional<std::string> CaseRunner::initialize()
                          [&] { mModule.initialize(CoreTestFramework::PlatformInitializationData{}, mRouter.get()); });
 }
 
+namespace
+{
+// The index in `holder` of the generated case named `name`.
+std::optional<uint32_t> generatedIndexOf(const ZentaryUnitTest::TestClassData& holder, const std::string& name)
+{
+    for (uint32_t index = holder.getPlainTestCount(); index < holder.getTestCount(); ++index)
+    {
+        if (holder.getTest(index).description.name == name)
+        {
+            return index;
+        }
+    }
+    return std::nullopt;
+}
+} // namespace
+
 size_t CaseRunner::runClass(const PlannedClass& testClass, size_t firstCase, const std::function<bool(bool)>& stopAfter)
 {
     internal::CaseReportRouter& router = *mRouter;
+    // A class with generated cases runs on the object its generators ran on, which the holder keeps.
+    const bool hasGenerated = std::any_of(testClass.cases.begin(), testClass.cases.end(),
+                                          [](const PlannedCase& testCase) { return testCase.generated; });
+    std::unique_ptr<ZentaryUnitTest::TestClassData> holder;
     std::optional<TestModule::TestClassPointer> object;
+    ZentaryUnitTest::TestClassBase* instance = nullptr;
+    bool created = false;
+    const auto runCase = [&](const PlannedCase& testCase, ZentaryUnitTest::TestClassBase& target)
+    {
+        if (!testCase.generated)
+        {
+            runReportingExceptions(
+                router, testCase, nullptr,
+                [&] { mModule.runTest(target, TestModule::TestFunctionId{functionId(testClass, testCase)}); });
+            return;
+        }
+        const std::optional<uint32_t> generated = generatedIndexOf(*holder, testCase.function);
+        if (!generated)
+        {
+            router.reportFailure(TestFailureReport{testCase.function,
+                                                   testCase.file,
+                                                   std::to_string(testCase.line),
+                                                   "the generators did not generate this case again",
+                                                   {}});
+            return;
+        }
+        runReportingExceptions(router, testCase, nullptr,
+                               [&]
+                               {
+                                   try
+                                   {
+                                       holder->runTest(*generated);
+                                   }
+                                   catch (const CoreTestFramework::Assert::AssertException&)
+                                   {
+                                       // The check reported itself before it threw, as TestModule::runTest has it.
+                                   }
+                               });
+    };
     for (size_t index = firstCase; index < testClass.cases.size(); ++index)
     {
         const PlannedCase& testCase = testClass.cases[index];
@@ -148,11 +206,22 @@ size_t CaseRunner::runClass(const PlannedClass& testClass, size_t firstCase, con
         router.begin(testClass, testCase);
         const Clock::time_point start = Clock::now();
 
-        if (!object)
+        if (!created)
         {
-            object.emplace(mModule.createTestClass(TestModule::TestClassId{testClass.name}));
+            created = true;
+            if (hasGenerated)
+            {
+                runReportingExceptions(router, testCase, "generating cases",
+                                       [&] { holder = makeGeneratedClass(mModule, testClass.name); });
+                instance = holder ? holder->getTestObject() : nullptr;
+            }
+            else
+            {
+                object.emplace(mModule.createTestClass(TestModule::TestClassId{testClass.name}));
+                instance = object->get();
+            }
         }
-        if (*object == nullptr)
+        if (instance == nullptr)
         {
             router.reportFailure(TestFailureReport{testCase.function,
                                                    testCase.file,
@@ -162,20 +231,19 @@ size_t CaseRunner::runClass(const PlannedClass& testClass, size_t firstCase, con
         }
         else
         {
-            ZentaryUnitTest::TestClassBase& instance = **object;
-            if (runReportingExceptions(router, testCase, "onBeforeTest", [&] { instance.onBeforeTest(); }))
+            if (runReportingExceptions(router, testCase, "onBeforeTest", [&] { instance->onBeforeTest(); }))
             {
-                runReportingExceptions(
-                    router, testCase, nullptr,
-                    [&] { mModule.runTest(instance, TestModule::TestFunctionId{functionId(testClass, testCase)}); });
+                runCase(testCase, *instance);
             }
-            runReportingExceptions(router, testCase, "onAfterTest", [&] { instance.onAfterTest(); });
+            runReportingExceptions(router, testCase, "onAfterTest", [&] { instance->onAfterTest(); });
         }
 
         const bool stop = stopAfter(router.hasFailed());
         if (stop || index + 1 == testClass.cases.size())
         {
             object.reset();
+            holder.reset();
+            instance = nullptr;
         }
         const bool failed = router.end();
         const auto duration = std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now() - start);

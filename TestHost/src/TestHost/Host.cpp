@@ -1,6 +1,7 @@
 #include "TestHost/Host.h"
 
 #include "TestHost/ConsoleReporter.h"
+#include "TestHost/GeneratedCases.h"
 #include "TestHost/InProcessExecutor.h"
 #include "TestHost/JUnitReporter.h"
 #include "TestHost/ModuleLoader.h"
@@ -121,8 +122,13 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     }
     CoreTestFramework::TestModule& module = loaded.module->module();
 
+    GeneratedCasesResult generated = generateCases(module);
+    if (generated.error)
+    {
+        return fail(err, environment, *generated.error);
+    }
     TestPlan plan{modulePath.stem().string(), modulePath.string(),
-                  selectCases(module.getTestClasses(), options.selection)};
+                  selectCases(module.getTestClasses(), options.selection, generated.cases)};
     if (plan.classes.empty())
     {
         if (module.getTestClasses().empty())

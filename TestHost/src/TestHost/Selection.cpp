@@ -71,7 +71,7 @@ std::string functionId(const PlannedClass& testClass, const PlannedCase& testCas
 }
 
 std::vector<PlannedClass> selectCases(const std::vector<CoreTestFramework::TestClassDescription>& classes,
-                                      const Selection& selection)
+                                      const Selection& selection, const GeneratedCaseMap& generated)
 {
     const std::vector<std::string> include = toLower(selection.includeTags);
     const std::vector<std::string> exclude = toLower(selection.excludeTags);
@@ -81,16 +81,31 @@ std::vector<PlannedClass> selectCases(const std::vector<CoreTestFramework::TestC
     for (const CoreTestFramework::TestClassDescription& description : classes)
     {
         PlannedClass testClass{description.name, description.tags.toVector(), {}};
-        for (const CoreTestFramework::TestFunctionDescription& function : description.functions)
+        const auto select = [&](const CoreTestFramework::TestFunctionDescription& function, bool isGenerated)
         {
-            PlannedCase testCase{function.name, CoreTestFramework::getTestName(function.name), function.file,
-                                 function.line, function.tags.toVector()};
+            PlannedCase testCase{function.name,
+                                 CoreTestFramework::getTestName(function.name),
+                                 function.file,
+                                 function.line,
+                                 function.tags.toVector(),
+                                 isGenerated};
             if (!isSelectedByTags(description.tags, function.tags, include, selection.filter.has_value()) ||
                 holdsAny(description.tags, function.tags, exclude) || !filter.matches(fullName(testClass, testCase)))
             {
-                continue;
+                return;
             }
             testClass.cases.push_back(std::move(testCase));
+        };
+        for (const CoreTestFramework::TestFunctionDescription& function : description.functions)
+        {
+            select(function, false);
+        }
+        if (const auto found = generated.find(description.name); found != generated.end())
+        {
+            for (const CoreTestFramework::TestFunctionDescription& function : found->second)
+            {
+                select(function, true);
+            }
         }
         if (!testClass.cases.empty())
         {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "TestHost/GeneratedCases.h"
 #include "TestHost/TestPlan.h"
 
 #include <optional>
@@ -28,8 +29,8 @@ struct Selection
 inline constexpr const char* PERF_SUITE_TAG = "suite:perf";
 inline constexpr const char* ALL_TAG = "all";
 
-// The selected cases in the module's order; classes without a selected case are left out. Generators are not
-// cases the host can run by id, so they take no part.
+// The selected cases in the module's order, each class's generated cases after its plain ones; classes without
+// a selected case are left out.
 std::vector<PlannedClass> selectCases(const std::vector<CoreTestFramework::TestClassDescription>& classes,
-                                      const Selection& selection);
+                                      const Selection& selection, const GeneratedCaseMap& generated = {});
 } // namespace Ovelith::TestHost

@@ -19,6 +19,9 @@ struct PlannedCase
     uint32_t line = 0;
     // The case's own tags; its class's tags apply as well.
     std::vector<std::string> tags;
+    // Added by a generator of the class: it has no id in the module, and runs on the object the generators
+    // ran on.
+    bool generated = false;
 };
 
 struct PlannedClass

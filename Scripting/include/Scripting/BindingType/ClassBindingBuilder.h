@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Scripting/BindingType/ArgumentBindingBuilder.h"
-#include "Scripting/BindingType/ArgumentBindingBuilderValidator.h"
 #include "Scripting/BindingType/ClassBinding.h"
 #include "Scripting/BindingType/internal/BuilderSupport.h"
+#include "Scripting/BindingType/internal/FunctionAdders.h"
 #include "Scripting/BindingType/internal/PropertyAdders.h"
 #include "Scripting/LifetimeRegistry/LifetimeScopeImplementation.h"
 #include "Scripting/Reflection/Function.h"
@@ -20,51 +20,6 @@
 
 namespace Scripting
 {
-namespace internal
-{
-template <auto function>
-concept FunctionPointer =
-    std::is_pointer_v<decltype(function)> && std::is_function_v<std::remove_pointer_t<decltype(function)>>;
-
-// Make the callable of a function record from the details of its arguments.
-template <typename Wrapper>
-struct MakeWrapper
-{
-    Privilege privilege;
-
-    std::shared_ptr<Wrapper> operator()(std::vector<ArgumentDetails>&& details) const
-    {
-        return std::make_shared<Wrapper>(privilege, std::move(details));
-    }
-};
-
-template <typename Wrapper, typename Lambda>
-struct MakeLambdaWrapper
-{
-    Privilege privilege;
-    Lambda& lambda;
-
-    std::shared_ptr<Wrapper> operator()(std::vector<ArgumentDetails>&& details) const
-    {
-        return std::make_shared<Wrapper>(privilege, std::move(lambda), std::move(details));
-    }
-};
-
-// Makes the callable with the builders' details, fills the argument records and appends the function, or
-// reports and drops it.
-template <typename Wrapper, typename Make, typename... Args>
-FunctionBinding& addFunction(std::vector<FunctionBinding>& target, std::string name, FunctionKind kind,
-                             const Make& makeWrapper, ArgumentBindingBuilder<Args>&&... arguments)
-{
-    FunctionBinding binding;
-    binding.name = std::move(name);
-    binding.function = makeWrapper(ArgumentBindingHelper::getArgumentDetails(arguments...));
-    const bool argumentsFilled = ArgumentBindingBuilderValidator::fillArguments<typename Wrapper::NativeArguments>(
-        binding, std::move(arguments)...);
-    return appendFunctionBinding(target, std::move(binding), argumentsFilled, kind);
-}
-} // namespace internal
-
 // The fluent front of a ClassBinding for the native class `T`. Tags set on the builder tag the class; tags set
 // on a returned record tag that member. A returned reference stays good until the next addition of its kind.
 template <typename T>

@@ -108,22 +108,6 @@ public:
                         const RuntimeConditions& conditions);
 
 private:
-    struct BuilderData
-    {
-        bool builderFlag = false;
-        ModuleDescriptor descriptor;
-        std::vector<ModuleDependency> dependencies;
-        std::vector<ClassBinding> classBindings;
-        std::vector<InterfaceBinding> interfaceBindings;
-        std::vector<ErrorBinding> errorBindings;
-        std::vector<EnumBinding> enumBindings;
-        std::vector<FunctionBinding> functionBindings;
-        std::vector<ObjectFactoryBinding> objectFactories;
-        std::vector<ConstantFactory> constants;
-        std::vector<TypeMapBinding> typeMaps;
-        std::string scriptSource;
-    };
-
     template <typename Wrapper, typename Make, typename... Args>
     FunctionBinding& _addFunction(const std::string& name, const Make& makeWrapper,
                                   ArgumentBindingBuilder<Args>&&... arguments)
@@ -155,6 +139,7 @@ private:
 
     static constexpr const char* OWNER = "Module";
 
-    BuilderData mBuilderData;
+    // Everything added so far, for every version, in the shape of the binding that a build makes of it.
+    ModuleBinding mBuilderData;
 };
 } // namespace Scripting

@@ -67,11 +67,6 @@ struct VersionRequestKey
     std::string name;
 
     bool operator==(const VersionRequestKey& other) const { return uuid == other.uuid; }
-
-    struct Hash
-    {
-        size_t operator()(const VersionRequestKey& key) const noexcept { return quv::UUID::Hash()(key.uuid); }
-    };
 };
 
 // One request for a module, as the table records it.
@@ -101,8 +96,6 @@ public:
 
     // Appends to the module's requests; a new module keeps `key`'s name.
     void add(const VersionRequestKey& key, VersionRequestedBy request);
-    // Null when nobody asked for the module.
-    const std::vector<VersionRequestedBy>* find(const quv::UUID& uuid) const;
 
     size_t size() const { return mEntries.size(); }
     bool empty() const { return mEntries.empty(); }

@@ -231,6 +231,11 @@ ResultAny LuaRuntime::runScript(ContextId contextId, const std::string& source, 
     {
         return Error("The script's stack is exhausted");
     }
+    if (context->nativeDepth == 0)
+    {
+        // Script values that native code dropped since the last run let go of their Lua values first.
+        context->drainPending(state);
+    }
     const std::string chunkName = "=" + sourceName;
     int status = luaL_loadbufferx(state, source.data(), source.size(), chunkName.c_str(), "t");
     if (status == LUA_OK)

@@ -4,7 +4,10 @@
 #include "Scripting/BindingType/ClassBindingBuilder.h"
 #include "Scripting/BindingType/EnumBindingBuilder.h"
 #include "Scripting/BindingType/InterfaceBindingBuilder.h"
+#include "Scripting/Runtime/DataBuffer.h"
 #include "Scripting/Runtime/Result.h"
+#include "Scripting/Runtime/ScriptGenerator.h"
+#include "Scripting/Runtime/ScriptPromise.h"
 
 #include <fmt/format.h>
 
@@ -147,6 +150,82 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
             return function(first.value());
         },
         ArgumentBindingBuilder<const Closure<int (*)(int)>&>("function"), ArgumentBindingBuilder<int>("value"));
+    builder.function(
+        "remember", [](const ClosureAny& function) { sRemembered = function; },
+        ArgumentBindingBuilder<const ClosureAny&>("function"));
+    builder.function(
+        "sumGenerator",
+        [](GeneratorAny generator) -> Result<int>
+        {
+            int total = 0;
+            // A bounded walk: a generator may never end.
+            for (int step = 0; step < 1000; ++step)
+            {
+                ResultAny next = generator.next(entt::meta_any{}, Reflection::resolve<GeneratorIteratorAny>());
+                if (next.isError())
+                {
+                    return *next.tryGetError();
+                }
+                auto& iterator = next.any().cast<GeneratorIteratorAny&>();
+                if (iterator.done())
+                {
+                    break;
+                }
+                ResultAny value = iterator.value(Reflection::resolve<int>());
+                if (value.isError())
+                {
+                    return *value.tryGetError();
+                }
+                total += value.any().cast<int>();
+            }
+            return total;
+        },
+        ArgumentBindingBuilder<GeneratorAny>("generator"));
+    builder.function(
+        "resolveWith",
+        [](PromiseAny promise, int value) {
+            return !promise.resolve(entt::meta_any{Reflection::context(), value}).isError();
+        },
+        ArgumentBindingBuilder<PromiseAny>("promise"), ArgumentBindingBuilder<int>("value"));
+    builder.function(
+        "futureState", [](const FutureAny& future) { return static_cast<int>(future.getState()); },
+        ArgumentBindingBuilder<const FutureAny&>("future"));
+    builder.function(
+        "futureValue",
+        [](FutureAny future) -> Result<int64_t>
+        {
+            ResultAny result = future.getResult();
+            if (result.isError())
+            {
+                return *result.tryGetError();
+            }
+            return result.any().cast<int64_t>();
+        },
+        ArgumentBindingBuilder<FutureAny>("future"));
+    builder.function(
+        "bufferSum",
+        [](DataBufferAny buffer)
+        {
+            const auto* bytes = static_cast<const unsigned char*>(buffer.data());
+            int total = 0;
+            for (unsigned index = 0; bytes != nullptr && index < buffer.getFirstExtent(); ++index)
+            {
+                total += bytes[index];
+            }
+            return total;
+        },
+        ArgumentBindingBuilder<DataBufferAny>("buffer"));
+    builder.function(
+        "bufferFill",
+        [](DataBufferAny buffer, int value)
+        {
+            auto* bytes = static_cast<unsigned char*>(buffer.data());
+            for (unsigned index = 0; bytes != nullptr && index < buffer.getFirstExtent(); ++index)
+            {
+                bytes[index] = static_cast<unsigned char>(value);
+            }
+        },
+        ArgumentBindingBuilder<DataBufferAny>("buffer"), ArgumentBindingBuilder<int>("value").bounds(0, 255));
     builder.function("throws", []() -> int { throw std::runtime_error("native failure"); });
     builder.function("needsGpu", []() { return 1; }).runtimeConditions.push_back("gpu");
     builder.function("newInTwo", []() { return 2; }).release(second);

@@ -70,6 +70,9 @@ struct ZooError : Scripting::Error
     int code = 0;
 };
 
+// The last function a script handed to `remember`.
+inline std::optional<Scripting::ClosureAny> sRemembered;
+
 inline const std::string MODULE_NAME = "@test/zoo";
 inline constexpr quv::UUID MODULE_UUID{0x1b7c0a4e5d2f4c11ull, 0x9a3e6b8d7c5f4a21ull};
 

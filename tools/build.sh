@@ -3,6 +3,7 @@
 #   tools/build.sh run    build (Release) and run the test host over the built-in test module
 #   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest
 #   tools/build.sh bench  build (Release) and run every benchmark, writing JSON to build/release/bench-results
+#   tools/build.sh example  build (Release) and run the Lua example: examples/game/game.lua against the game module
 #   tools/build.sh deps   only install what is missing
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -46,13 +47,18 @@ test)
     build asan
     ctest --preset asan -j "$(nproc)"
     ;;
+example)
+    install_missing
+    build release
+    build/release/examples/lua_game_example examples/game/game.lua "${2:-1.1.0}"
+    ;;
 bench)
     install_missing
     build release
     bench/run_all.sh build/release
     ;;
 *)
-    echo "usage: tools/build.sh run [host options] | test | bench | deps" >&2
+    echo "usage: tools/build.sh run [host options] | test | example [module version] | bench | deps" >&2
     exit 2
     ;;
 esac

@@ -6,12 +6,13 @@
 #   tools/build.sh fuzz [SECONDS]
 #                         build the libFuzzer targets (clang) and run each for SECONDS (default 20)
 #   tools/build.sh bench  build (Release) and run every benchmark, writing JSON to build/release/bench-results
+#   tools/build.sh example  build (Release) and run the Lua example: examples/game/game.lua against the game module
 #   tools/build.sh deps   only install what is missing
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 PACKAGES=(cmake ninja-build g++ clang libclang-rt-14-dev libfmt-dev libmsgsl-dev libgtest-dev libgmock-dev
-          libbenchmark-dev)
+          libbenchmark-dev liblua5.4-dev pkg-config)
 
 install_missing() {
     local missing=()
@@ -56,13 +57,18 @@ fuzz)
     build fuzz
     fuzz/run.sh build/fuzz "${2:-20}"
     ;;
+example)
+    install_missing
+    build release
+    build/release/examples/lua_game_example examples/game/game.lua "${2:-1.1.0}"
+    ;;
 bench)
     install_missing
     build release
     bench/run_all.sh build/release
     ;;
 *)
-    echo "usage: tools/build.sh run [host options] | test | fuzz [SECONDS] | bench | deps" >&2
+    echo "usage: tools/build.sh run [host options] | test | fuzz [SECONDS] | example [module version] | bench | deps" >&2
     exit 2
     ;;
 esac

@@ -25,12 +25,16 @@ struct RuntimeStats
     uint64_t memoryUsedBytes = 0;
     uint64_t memoryLimitBytes = 0;
     uint64_t objectCount = 0;
+    // The most memory in use at any one time so far.
+    uint64_t memoryPeakBytes = 0;
 };
 
 struct WatchdogSettings
 {
     // 0 leaves the choice to the runtime.
     uint32_t timeoutMilliseconds = 0;
+    // How many script instructions one run may execute; 0 sets no such budget.
+    uint64_t instructionLimit = 0;
 };
 
 class IWatchdog

@@ -1,0 +1,146 @@
+#pragma once
+
+#include "Scripting/Runtime/ScriptValue.h"
+#include "Scripting/Runtime/StringBasedRuntime.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+// Kept out of this header on purpose: embedding code sees Lua only when it includes Lua itself.
+struct lua_State;
+
+namespace Scripting
+{
+class RegistryManager;
+class PromiseAny;
+} // namespace Scripting
+
+namespace Scripting::Lua
+{
+namespace internal
+{
+struct LuaContext;
+}
+
+struct LuaRuntimeSettings
+{
+    // Bytes of Lua memory one context may hold at once; 0 sets no limit. Converting one native result into
+    // Lua values may go past it by that result's size, never further.
+    size_t memoryLimitBytes = 64u * 1024u * 1024u;
+    // Where `print` writes; standard output when empty.
+    std::function<void(ContextId contextId, std::string_view text)> printHandler;
+};
+
+// What one context holds right now.
+struct LuaContextStats
+{
+    uint64_t memoryUsedBytes = 0;
+    uint64_t memoryPeakBytes = 0;
+    uint64_t memoryLimitBytes = 0;
+    // Objects of the context's registry that scripts hold through values.
+    uint64_t scriptHeldObjects = 0;
+};
+
+// Stops a script that runs past its instruction or time budget. One budget covers one entry into the
+// script from native code: a run, a closure call, a promise settled.
+class LuaWatchdog final : public IWatchdog
+{
+public:
+    explicit LuaWatchdog(WatchdogSettings settings) : mSettings(settings) {}
+
+    const WatchdogSettings& getSettings() const { return mSettings; }
+    // How many times a script was stopped so far.
+    uint64_t getTripCount() const { return mTripCount; }
+
+private:
+    friend class LuaRuntime;
+
+    WatchdogSettings mSettings;
+    uint64_t mTripCount = 0;
+};
+
+// A Lua 5.4 runtime: one sandboxed lua_State per context, the modules of the bundle reachable through
+// `require`, native objects held by script values through strong handles. Must be held by a std::shared_ptr,
+// since each context it creates shares it.
+class LuaRuntime final : public StringBasedRuntime,
+                         public IObjectInspector,
+                         public std::enable_shared_from_this<LuaRuntime>
+{
+public:
+    // The manager must outlive the runtime and every context it creates.
+    explicit LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings settings = {});
+    ~LuaRuntime() override;
+    LuaRuntime(const LuaRuntime&) = delete;
+    LuaRuntime& operator=(const LuaRuntime&) = delete;
+
+    // ---- IRuntime ----
+    std::optional<ScriptContext> createContext(ModuleBindingBundle bundle, IDependencyLoader* dependencyLoader,
+                                               IPrinter* printer, const ContextConfig& config) override;
+    void destroyContext(ContextId contextId) override;
+    ResultAny runScript(ContextId contextId, const std::string& source, const std::string& sourceName,
+                        RunOption option) override;
+
+    ResultAny callClosure(ContextId contextId, ObjectHandle closure, entt::meta_any* arguments, unsigned count,
+                          const entt::meta_type& returnType, RunOption option) override;
+    ResultAny resolvePromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value) override;
+    ResultAny rejectPromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value) override;
+    FutureState getFutureState(ContextId contextId, ObjectHandle future) override;
+    ResultAny getFutureResult(ContextId contextId, ObjectHandle future, const entt::meta_type& type) override;
+    Result<std::string> stringifyValue(ContextId contextId, ObjectHandle value) override;
+    bool collectGarbage(ContextId contextId) override;
+
+    IDebuggerController* enableDebugger(IDebuggerTransport& transport) override;
+    void disableDebugger() override;
+    void startProfiler() override;
+    void stopProfiler(std::function<void(std::string_view)> writer,
+                      std::optional<std::reference_wrapper<const std::string>> fileName) override;
+    // Summed over the contexts; the peak is the highest sum seen.
+    RuntimeStats computeRuntimeStats() const override;
+    // One watchdog for every context of the runtime, present and future; enabling again replaces it.
+    IWatchdog* enableWatchdog(WatchdogSettings settings) override;
+    void disableWatchdog() override;
+    IWatchdog* getWatchdog() const override;
+    std::optional<CallStackEntry> getCurrentLocation(ContextId contextId) const override;
+
+    // ---- IObjectInspector: script values that native code holds ----
+    bool isEqual(ObjectHandle a, ObjectHandle b) override;
+    bool getBooleanProperty(ObjectHandle object, const char* name, bool defaultValue) override;
+    ResultAny getProperty(ObjectHandle object, const char* name, const entt::meta_type& expected) override;
+    // Bytes of a buffer; the second extent of a buffer is always 1.
+    unsigned getSecondExtent(ObjectHandle buffer) override;
+    unsigned getFirstExtent(ObjectHandle buffer) override;
+    void* getData(ObjectHandle buffer) override;
+
+    // ---- Lua only ----
+    // A pending script promise that native code settles later with resolvePromise or rejectPromise.
+    std::optional<PromiseAny> createPromise(ContextId contextId);
+    std::optional<LuaContextStats> computeContextStats(ContextId contextId) const;
+    // The context's state, for embedding code that adds functions of its own; null for an unknown id.
+    lua_State* getLuaState(ContextId contextId) const;
+    const LuaRuntimeSettings& getSettings() const { return mSettings; }
+    // The settings of the watchdog now enabled; all zero without one.
+    const WatchdogSettings& getWatchdogSettings() const;
+    // Counts one stopped script; called by the contexts.
+    void noteWatchdogTrip();
+
+private:
+    friend struct internal::LuaContext;
+
+    internal::LuaContext* _getContext(ContextId contextId) const;
+    void _applyWatchdog(internal::LuaContext& context) const;
+
+    RegistryManager* mRegistryManager; // not owned
+    LuaRuntimeSettings mSettings;
+    std::unordered_map<uint8_t, std::unique_ptr<internal::LuaContext>> mContexts;
+    std::unique_ptr<LuaWatchdog> mWatchdog;
+    // Memory of all contexts together, and the most it ever was.
+    uint64_t mMemoryInUse = 0;
+    uint64_t mMemoryPeak = 0;
+};
+} // namespace Scripting::Lua

@@ -1,0 +1,955 @@
+#include "LuaContext.h"
+
+#include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
+#include "Scripting/Reflection/Reflection.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <exception>
+
+namespace Scripting::Lua::internal
+{
+namespace
+{
+// Arguments of most functions fit here; more go to the heap.
+constexpr uint32_t INLINE_ARGUMENTS = 8;
+
+Injected injectedKind(const entt::meta_type& type)
+{
+    static const std::array<std::pair<entt::meta_type, Injected>, 6> sKinds{{
+        {Reflection::resolve<LifetimeRegistry>(), Injected::Registry},
+        {Reflection::resolve<WeakLifetimeScope>(), Injected::Scope},
+        {Reflection::resolve<ScriptObjectFactory>(), Injected::ObjectFactory},
+        {Reflection::resolve<DependencyLocator>(), Injected::Locator},
+        {Reflection::resolve<DependencyLocator*>(), Injected::LocatorPointer},
+        {Reflection::resolve<ContextConfig>(), Injected::Config},
+    }};
+    for (const auto& [candidate, kind] : sKinds)
+    {
+        if (candidate == type)
+        {
+            return kind;
+        }
+    }
+    return Injected::None;
+}
+
+FunctionPlan* makePlan(LuaContext& context, const Reflection::IFunction& function, const FunctionBinding* binding,
+                       std::string displayName, FunctionPlan::Kind kind, const ClassInfo* owner)
+{
+    const std::vector<ArgumentBinding>* described = binding != nullptr ? &binding->arguments : nullptr;
+    auto plan = std::make_unique<FunctionPlan>();
+    plan->function = &function;
+    plan->displayName = std::move(displayName);
+    plan->kind = kind;
+    plan->owner = owner;
+    const uint32_t count = function.getArgumentCount();
+    plan->arguments.resize(count);
+    uint32_t scriptIndex = 0;
+    for (uint32_t index = 0; index < count; ++index)
+    {
+        FunctionPlan::Argument& argument = plan->arguments[index];
+        argument.type = function.getArgumentType(index);
+        argument.injected = injectedKind(argument.type);
+        if (argument.injected != Injected::None)
+        {
+            continue;
+        }
+        argument.primitive = primitiveOf(argument.type);
+        argument.detailsIndex = scriptIndex;
+        if (described != nullptr && scriptIndex < described->size())
+        {
+            argument.binding = &(*described)[scriptIndex];
+        }
+        ++scriptIndex;
+    }
+    plan->scriptCount = scriptIndex;
+    plan->requiredCount = scriptIndex;
+    while (plan->requiredCount > 0 && function.getDefaultArgument(plan->requiredCount - 1))
+    {
+        --plan->requiredCount;
+    }
+    plan->returnType = function.getReturnType();
+    plan->returnsVoid = plan->returnType == Reflection::resolve<void>();
+    plan->returnPrimitive = primitiveOf(plan->returnType);
+    // Worked out against this context's conditions: the list in the shared callable is the last build's.
+    if (binding != nullptr)
+    {
+        for (const std::string& condition : binding->runtimeConditions)
+        {
+            if (!context.config.runtimeConditions.contains(condition))
+            {
+                plan->missingConditions.push_back(condition);
+            }
+        }
+    }
+    if (owner != nullptr)
+    {
+        const auto& classMissing = owner->binding->missingRuntimeConditions;
+        plan->missingConditions.insert(plan->missingConditions.end(), classMissing.begin(), classMissing.end());
+    }
+    context.plans.push_back(std::move(plan));
+    return context.plans.back().get();
+}
+
+std::string argumentSubject(const FunctionPlan& plan, const FunctionPlan::Argument& argument)
+{
+    if (argument.binding != nullptr && !argument.binding->name.empty())
+    {
+        return fmt::format("argument '{}' of {}", argument.binding->name, plan.displayName);
+    }
+    return fmt::format("argument {} of {}", argument.detailsIndex + 1, plan.displayName);
+}
+
+std::optional<double> asNumber(const entt::meta_any& value)
+{
+    if (!value || !(value.type().is_arithmetic()))
+    {
+        return std::nullopt;
+    }
+    const entt::meta_any number = value.allow_cast<double>();
+    return number ? std::optional<double>(number.cast<double>()) : std::nullopt;
+}
+
+ResultAny refusedArgument(const FunctionPlan& plan, const FunctionPlan::Argument& argument, uint32_t index,
+                          const entt::meta_any& value)
+{
+    const ArgumentDetails& details = plan.function->getArgumentDetails(argument.detailsIndex);
+    const std::string subject = argumentSubject(plan, argument);
+    if (details.validValues)
+    {
+        const std::string* text = value.try_cast<const std::string>();
+        return InvalidArgumentError(
+            fmt::format("{} is not one of the accepted values, got '{}'", subject, text != nullptr ? *text : ""),
+            index);
+    }
+    if (details.minValue || details.maxValue)
+    {
+        return ArgumentOutOfBoundsError(subject, static_cast<int32_t>(index), asNumber(value),
+                                        asNumber(details.minValue), asNumber(details.maxValue));
+    }
+    return InvalidArgumentError(subject + " was refused", index);
+}
+
+// Raises from a lua_CFunction once every native object of the call is gone.
+int raiseIfError(lua_State* state, int results)
+{
+    return results >= 0 ? results : lua_error(state);
+}
+
+int pushFailure(LuaContext& context, lua_State* state, ResultAny&& error)
+{
+    pushError(context, state, std::move(error));
+    return -1;
+}
+
+bool fillInjected(LuaContext& context, Injected kind, entt::meta_any& out)
+{
+    entt::meta_ctx& metaContext = Reflection::context();
+    switch (kind)
+    {
+    case Injected::Scope:
+        out.emplace<WeakLifetimeScope>(context.scope);
+        return true;
+    case Injected::Registry:
+        if (LifetimeRegistry* registry = context.scope.getLifetimeRegistry())
+        {
+            out = entt::forward_as_meta(metaContext, *registry);
+            return true;
+        }
+        return false;
+    case Injected::ObjectFactory:
+        out = entt::forward_as_meta(metaContext, context.objectFactory);
+        return true;
+    case Injected::Locator:
+        out = entt::forward_as_meta(metaContext, context.dependencyLocator);
+        return true;
+    case Injected::LocatorPointer:
+        out.emplace<DependencyLocator*>(&context.dependencyLocator);
+        return true;
+    case Injected::Config:
+        out = entt::forward_as_meta(metaContext, context.config);
+        return true;
+    case Injected::None:
+        break;
+    }
+    return false;
+}
+
+// The call itself, in the order a runtime owes the wrappers: count, convert or default, validate, call, wrap.
+// Never raises: an error value is pushed and -1 returned instead.
+int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
+{
+    const Reflection::IFunction& function = *plan.function;
+    if (context.closing)
+    {
+        return pushFailure(context, state, Error(plan.displayName + " cannot be called while the context closes"));
+    }
+    if (!plan.missingConditions.empty())
+    {
+        return pushFailure(context, state, RuntimeConditionError(plan.missingConditions, plan.displayName));
+    }
+
+    entt::meta_any instance;
+    if (plan.kind == FunctionPlan::Kind::Method)
+    {
+        ObjectBox* box = toObjectBox(state, first - 1);
+        const entt::meta_type classType = function.getClassType().value_or(entt::meta_type{});
+        if (box == nullptr)
+        {
+            return pushFailure(context, state,
+                               InvalidArgumentError(fmt::format("{} for the object of {} (call it with ':'), got {}",
+                                                                describeType(context, classType), plan.displayName,
+                                                                describeValue(state, first - 1)),
+                                                    InvalidArgumentErrorType::TypeMismatch, 0));
+        }
+        if (!boxInstance(*box, instance))
+        {
+            return pushFailure(context, state,
+                               Error(fmt::format("{}: the {} object was destroyed by native code", plan.displayName,
+                                                 describeType(context, classType))));
+        }
+        if (instance.type() != classType && !Reflection::HasBaseType(classType, instance.type()))
+        {
+            return pushFailure(
+                context, state,
+                InvalidArgumentError(fmt::format("{} for the object of {}, got {}", describeType(context, classType),
+                                                 plan.displayName, describeValue(state, first - 1)),
+                                     InvalidArgumentErrorType::TypeMismatch, 0));
+        }
+    }
+
+    const int top = lua_gettop(state);
+    const uint32_t given = top >= first ? static_cast<uint32_t>(top - first + 1) : 0;
+    if (given > plan.scriptCount)
+    {
+        return pushFailure(context, state,
+                           InvalidArgumentError(fmt::format("{} takes at most {} argument(s), got {}", plan.displayName,
+                                                            plan.scriptCount, given),
+                                                plan.scriptCount));
+    }
+
+    const uint32_t count = static_cast<uint32_t>(plan.arguments.size());
+    std::array<entt::meta_any, INLINE_ARGUMENTS> inlineArguments;
+    std::vector<entt::meta_any> heapArguments;
+    entt::meta_any* arguments = inlineArguments.data();
+    if (count > INLINE_ARGUMENTS)
+    {
+        heapArguments.resize(count);
+        arguments = heapArguments.data();
+    }
+
+    ConversionFailure failure;
+    for (uint32_t index = 0; index < count; ++index)
+    {
+        const FunctionPlan::Argument& argument = plan.arguments[index];
+        entt::meta_any& value = arguments[index];
+        if (argument.injected != Injected::None)
+        {
+            if (!fillInjected(context, argument.injected, value))
+            {
+                return pushFailure(context, state, Error(plan.displayName + ": the context's registry is gone"));
+            }
+            continue;
+        }
+        const int position = first + static_cast<int>(argument.detailsIndex);
+        const bool absent = argument.detailsIndex >= given || lua_isnil(state, position);
+        const entt::meta_any& defaultValue = function.getDefaultArgument(argument.detailsIndex);
+        if (absent && defaultValue)
+        {
+            value = defaultValue;
+        }
+        else
+        {
+            const bool converted = argument.primitive != Primitive::None
+                                       ? primitiveToNative(state, position, argument.primitive, value, failure)
+                                       : toNative(context, state, position, argument.type, value, failure);
+            if (!converted)
+            {
+                if (failure.expected.empty())
+                {
+                    failure.expected = describeType(context, argument.type);
+                }
+                return pushFailure(
+                    context, state,
+                    failureToError(failure, argumentSubject(plan, argument), static_cast<int32_t>(index)));
+            }
+        }
+        if (!function.validateArgument(value, argument.detailsIndex))
+        {
+            return pushFailure(context, state, refusedArgument(plan, argument, index, value));
+        }
+    }
+
+    entt::meta_any result = function.call(std::move(instance), arguments, count);
+    if (!result)
+    {
+        return pushFailure(context, state,
+                           Error(fmt::format("{} could not be called with the arguments given", plan.displayName)));
+    }
+    if (plan.returnsVoid)
+    {
+        return 0;
+    }
+    UnlimitedMemory unlimited(context);
+    if (plan.returnPrimitive != Primitive::None)
+    {
+        pushPrimitive(state, plan.returnPrimitive, result);
+        return 1;
+    }
+    std::string reason;
+    switch (pushNative(context, state, result, reason))
+    {
+    case PushStatus::Ok:
+        return 1;
+    case PushStatus::RaisedError:
+        return -1;
+    case PushStatus::Failed:
+        break;
+    }
+    return pushFailure(context, state, Error(fmt::format("{} returned {}", plan.displayName, reason)));
+}
+
+int invoke(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
+{
+    NativeCallScope call(context, state);
+    try
+    {
+        return invokeUnprotected(context, state, plan, first);
+    }
+    catch (const std::exception& exception)
+    {
+        return pushFailure(context, state,
+                           Error(fmt::format("{} failed in native code: {}", plan.displayName, exception.what())));
+    }
+    catch (...)
+    {
+        return pushFailure(context, state, Error(plan.displayName + " failed in native code"));
+    }
+}
+
+const FunctionPlan& planOf(lua_State* state)
+{
+    return *static_cast<const FunctionPlan*>(lua_touserdata(state, lua_upvalueindex(1)));
+}
+
+// `Class(...)`: the class table comes first and is not an argument.
+int callConstructor(lua_State* state)
+{
+    return raiseIfError(state, invoke(contextOf(state), state, planOf(state), 2));
+}
+
+int callMethod(lua_State* state)
+{
+    return raiseIfError(state, invoke(contextOf(state), state, planOf(state), 2));
+}
+
+// ---- Objects ----
+
+const PropertyInfo* propertyAt(lua_State* state, int index)
+{
+    return lua_type(state, index) == LUA_TLIGHTUSERDATA ? static_cast<const PropertyInfo*>(lua_touserdata(state, index))
+                                                        : nullptr;
+}
+
+int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& property)
+{
+    NativeCallScope call(context, state);
+    try
+    {
+        ObjectBox* box = toObjectBox(state, 1);
+        entt::meta_any instance;
+        if (box == nullptr || !boxInstance(*box, instance))
+        {
+            return pushFailure(context, state,
+                               Error(fmt::format("{}: the object was destroyed by native code", property.displayName)));
+        }
+        const entt::meta_any value = property.binding->getter->get(std::move(instance));
+        if (!value)
+        {
+            return pushFailure(context, state, Error(property.displayName + " could not be read"));
+        }
+        UnlimitedMemory unlimited(context);
+        std::string reason;
+        switch (pushNative(context, state, value, reason))
+        {
+        case PushStatus::Ok:
+            return 1;
+        case PushStatus::RaisedError:
+            return -1;
+        case PushStatus::Failed:
+            break;
+        }
+        return pushFailure(context, state, Error(fmt::format("{} holds {}", property.displayName, reason)));
+    }
+    catch (const std::exception& exception)
+    {
+        return pushFailure(context, state, Error(fmt::format("{}: {}", property.displayName, exception.what())));
+    }
+}
+
+// The setter's value goes through its bounds first, so that a refused value is a PropertyOutOfBoundsError.
+int writeProperty(LuaContext& context, lua_State* state, const PropertyInfo& property)
+{
+    NativeCallScope call(context, state);
+    try
+    {
+        const PropertyBinding& binding = *property.binding;
+        if (binding.setter == nullptr)
+        {
+            return pushFailure(context, state, Error(property.displayName + " is read-only"));
+        }
+        ObjectBox* box = toObjectBox(state, 1);
+        entt::meta_any instance;
+        if (box == nullptr || !boxInstance(*box, instance))
+        {
+            return pushFailure(context, state,
+                               Error(fmt::format("{}: the object was destroyed by native code", property.displayName)));
+        }
+        entt::meta_any value;
+        ConversionFailure failure;
+        if (!toNative(context, state, 3, binding.setter->getType(), value, failure))
+        {
+            if (failure.kind == ConversionFailure::Kind::OutOfRange)
+            {
+                return pushFailure(context, state,
+                                   PropertyOutOfBoundsError(property.displayName, failure.value.value_or(0.0),
+                                                            failure.minValue, failure.maxValue));
+            }
+            return pushFailure(context, state, failureToError(failure, "property " + property.displayName, 0));
+        }
+        const auto& validator =
+            binding.setter->valueValidator ? binding.setter->valueValidator : binding.valueValidator;
+        if (validator && !validator(value))
+        {
+            const std::optional<double> number = asNumber(value);
+            if (number.has_value())
+            {
+                return pushFailure(context, state,
+                                   PropertyOutOfBoundsError(property.displayName, *number, asNumber(binding.minValue),
+                                                            asNumber(binding.maxValue)));
+            }
+            return pushFailure(
+                context, state,
+                PropertyOutOfBoundsError(property.displayName, asNumber(binding.minValue), asNumber(binding.maxValue)));
+        }
+        ResultAny written = binding.setter->set(std::move(instance), std::move(value));
+        if (written.isError())
+        {
+            return pushFailure(context, state, std::move(written));
+        }
+        return 0;
+    }
+    catch (const std::exception& exception)
+    {
+        return pushFailure(context, state, Error(fmt::format("{}: {}", property.displayName, exception.what())));
+    }
+}
+
+// __index of objects: a property is read, anything else comes from the members table (upvalue 1).
+int objectIndex(lua_State* state)
+{
+    lua_settop(state, 2);
+    lua_pushvalue(state, 2);
+    lua_rawget(state, lua_upvalueindex(1));
+    if (const PropertyInfo* property = propertyAt(state, -1))
+    {
+        lua_pop(state, 1);
+        return raiseIfError(state, readProperty(contextOf(state), state, *property));
+    }
+    return 1;
+}
+
+int objectNewIndex(lua_State* state)
+{
+    lua_settop(state, 3);
+    lua_pushvalue(state, 2);
+    lua_rawget(state, lua_upvalueindex(1));
+    if (const PropertyInfo* property = propertyAt(state, -1))
+    {
+        lua_pop(state, 1);
+        return raiseIfError(state, writeProperty(contextOf(state), state, *property));
+    }
+    LuaContext& context = contextOf(state);
+    const auto* classInfo = static_cast<const ClassInfo*>(lua_touserdata(state, lua_upvalueindex(2)));
+    const char* key = lua_type(state, 2) == LUA_TSTRING ? lua_tostring(state, 2) : "?";
+    pushFailure(context, state, Error(fmt::format("{} has no property '{}' to set", classInfo->binding->name, key)));
+    return lua_error(state);
+}
+
+int objectCollect(lua_State* state)
+{
+    ObjectBox* box = toObjectBox(state, 1);
+    if (box == nullptr)
+    {
+        return 0;
+    }
+    LuaContext& context = contextOf(state);
+    try
+    {
+        if (box->isHandle)
+        {
+            --context.liveHandleBoxes;
+            if (context.nativeDepth > 0 && !context.closing)
+            {
+                context.pendingReleases.push_back(std::move(box->handle));
+            }
+        }
+        box->~ObjectBox();
+    }
+    catch (...)
+    {
+        // A destructor of native code failed; the collector must go on all the same.
+    }
+    return 0;
+}
+
+int objectEquals(lua_State* state)
+{
+    ObjectBox* left = toObjectBox(state, 1);
+    ObjectBox* right = toObjectBox(state, 2);
+    const bool equal = left != nullptr && right != nullptr && left->isHandle && right->isHandle &&
+                       left->handle.getHandle() == right->handle.getHandle();
+    lua_pushboolean(state, equal ? 1 : 0);
+    return 1;
+}
+
+int objectToString(lua_State* state)
+{
+    ObjectBox* box = toObjectBox(state, 1);
+    LuaContext& context = contextOf(state);
+    UnlimitedMemory unlimited(context);
+    const char* name =
+        box != nullptr && box->classInfo != nullptr ? box->classInfo->binding->name.c_str() : "native object";
+    if (box != nullptr && box->isHandle)
+    {
+        const bool alive = box->handle.valid();
+        lua_pushfstring(state, "%s: #%I%s", name,
+                        static_cast<lua_Integer>(static_cast<uint64_t>(box->handle.getHandle().value) & 0xffffffffu),
+                        alive ? "" : " (destroyed)");
+    }
+    else
+    {
+        lua_pushfstring(state, "%s: %p", name, static_cast<const void*>(box));
+    }
+    return 1;
+}
+
+void setObjectMetamethods(lua_State* state, const char* name)
+{
+    lua_pushcfunction(state, &objectCollect);
+    lua_setfield(state, -2, "__gc");
+    lua_pushcfunction(state, &objectEquals);
+    lua_setfield(state, -2, "__eq");
+    lua_pushcfunction(state, &objectToString);
+    lua_setfield(state, -2, "__tostring");
+    lua_pushstring(state, name);
+    lua_setfield(state, -2, "__name");
+    lua_pushboolean(state, 0);
+    lua_setfield(state, -2, "__metatable");
+}
+
+void pushFunction(lua_State* state, const FunctionPlan& plan, lua_CFunction function)
+{
+    lua_pushlightuserdata(state, const_cast<FunctionPlan*>(&plan));
+    lua_pushcclosure(state, function, 1);
+}
+
+void pushConstant(LuaContext& context, lua_State* state, const ConstantFactory& constant)
+{
+    std::string reason;
+    entt::meta_any value;
+    try
+    {
+        value = constant.factory ? constant.factory(context.scope) : entt::meta_any{};
+    }
+    catch (...)
+    {
+    }
+    const PushStatus status = pushNative(context, state, value, reason);
+    if (status == PushStatus::Failed)
+    {
+        lua_pushnil(state);
+    }
+}
+
+// Object factories make their object on first use, when a script reads the name from the module table.
+int moduleIndex(lua_State* state)
+{
+    const auto* module = static_cast<const ModuleInfo*>(lua_touserdata(state, lua_upvalueindex(1)));
+    if (lua_type(state, 2) != LUA_TSTRING)
+    {
+        return 0;
+    }
+    const std::string_view key = lua_tostring(state, 2);
+    const auto& factories = module->binding->objectFactories;
+    for (size_t index = 0; index < factories.size(); ++index)
+    {
+        if (factories[index].name == key)
+        {
+            const int top = lua_gettop(state);
+            const int results = invoke(contextOf(state), state, *module->factories[index], top + 1);
+            if (results < 0)
+            {
+                return lua_error(state);
+            }
+            if (results == 0)
+            {
+                lua_pushnil(state);
+            }
+            lua_pushvalue(state, 2);
+            lua_pushvalue(state, -2);
+            lua_rawset(state, 1);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+void pushClassTable(LuaContext& context, lua_State* state, const ClassInfo& info)
+{
+    const ClassBinding& binding = *info.binding;
+    lua_createtable(state, 0, static_cast<int>(binding.functions.size() + binding.constants.size() + 2));
+    lua_pushstring(state, binding.name.c_str());
+    lua_setfield(state, -2, "__name");
+    for (size_t index = 0; index < binding.functions.size(); ++index)
+    {
+        const FunctionPlan& plan = *info.functions[index];
+        if (plan.kind == FunctionPlan::Kind::Function)
+        {
+            pushFunction(state, plan, &callPlan);
+            lua_setfield(state, -2, binding.functions[index].name.c_str());
+        }
+    }
+    for (const ConstantFactory& constant : binding.constants)
+    {
+        pushConstant(context, state, constant);
+        lua_setfield(state, -2, constant.name.c_str());
+    }
+    lua_createtable(state, 0, 2);
+    if (info.constructor != nullptr)
+    {
+        lua_getfield(state, -2, "new");
+        const bool free = lua_isnil(state, -1);
+        lua_pop(state, 1);
+        if (free)
+        {
+            pushFunction(state, *info.constructor, &callPlan);
+            lua_setfield(state, -3, "new");
+        }
+        pushFunction(state, *info.constructor, &callConstructor);
+        lua_setfield(state, -2, "__call");
+    }
+    lua_pushboolean(state, 0);
+    lua_setfield(state, -2, "__metatable");
+    lua_setmetatable(state, -2);
+}
+
+void pushEnumTable(lua_State* state, const EnumInfo& info)
+{
+    lua_createtable(state, 0, static_cast<int>(info.values.size()));
+    for (const auto& [number, value] : info.values)
+    {
+        if (info.numeric)
+        {
+            lua_pushinteger(state, number);
+        }
+        else
+        {
+            lua_pushstring(state, value->scriptValue.c_str());
+        }
+        lua_setfield(state, -2, value->name.c_str());
+    }
+}
+
+// Interfaces and errors name a shape rather than a value: a table that says which.
+void pushShapeTable(lua_State* state, const std::string& name, const std::vector<PropertyBinding>& properties)
+{
+    lua_createtable(state, 0, 2);
+    lua_pushstring(state, name.c_str());
+    lua_setfield(state, -2, "name");
+    lua_createtable(state, static_cast<int>(properties.size()), 0);
+    for (size_t index = 0; index < properties.size(); ++index)
+    {
+        lua_pushstring(state, properties[index].name.c_str());
+        lua_rawseti(state, -2, static_cast<lua_Integer>(index + 1));
+    }
+    lua_setfield(state, -2, "fields");
+}
+
+const ClassInfo* classOfType(const LuaContext& context, entt::meta_type type)
+{
+    // A type that no module binds is seen as its nearest bound base, if any.
+    for (int level = 0; level < 16 && type; ++level)
+    {
+        if (const auto found = context.classByType.find(type.id()); found != context.classByType.end())
+        {
+            return found->second;
+        }
+        entt::meta_type next;
+        for (auto&& [id, base] : type.base())
+        {
+            next = base;
+            break;
+        }
+        type = next;
+    }
+    return nullptr;
+}
+} // namespace
+
+int callPlan(lua_State* state)
+{
+    const FunctionPlan& plan = planOf(state);
+    if (plan.kind == FunctionPlan::Kind::Method)
+    {
+        return callMethod(state);
+    }
+    return raiseIfError(state, invoke(contextOf(state), state, plan, 1));
+}
+
+void planBindings(LuaContext& context)
+{
+    context.modules.reserve(context.bundle.moduleBindings.size());
+    for (const ModuleBinding& module : context.bundle.moduleBindings)
+    {
+        ModuleInfo& info = context.modules.emplace_back();
+        info.binding = &module;
+        for (const ClassBinding& binding : module.classBindings)
+        {
+            auto classInfo = std::make_unique<ClassInfo>();
+            ClassInfo& current = *classInfo;
+            current.binding = &binding;
+            current.type = binding.type;
+            if (binding.baseType)
+            {
+                if (const auto base = context.classByType.find(binding.baseType.id());
+                    base != context.classByType.end())
+                {
+                    current.base = base->second;
+                }
+            }
+            if (!binding.constructors.empty() && binding.constructors.front().function != nullptr)
+            {
+                const FunctionBinding& constructor = binding.constructors.front();
+                current.constructor = makePlan(context, *constructor.function, &constructor, binding.name + ".new",
+                                               FunctionPlan::Kind::Constructor, &current);
+            }
+            for (const FunctionBinding& function : binding.functions)
+            {
+                const bool method = function.function->getClassType().has_value();
+                current.functions.push_back(
+                    makePlan(context, *function.function, &function,
+                             fmt::format("{}{}{}", binding.name, method ? ":" : ".", function.name),
+                             method ? FunctionPlan::Kind::Method : FunctionPlan::Kind::Function, &current));
+            }
+            for (const PropertyBinding& property : binding.properties)
+            {
+                current.properties.push_back(PropertyInfo{&property, binding.name + "." + property.name});
+            }
+            context.classByType.emplace(binding.type.id(), &current);
+            info.classes.push_back(&current);
+            context.classes.push_back(std::move(classInfo));
+        }
+        for (const EnumBinding& binding : module.enumBindings)
+        {
+            EnumInfo enumInfo;
+            enumInfo.binding = &binding;
+            enumInfo.numeric =
+                !binding.constants.empty() && binding.constants.front().type != Reflection::resolve<std::string>();
+            for (const EnumValueBinding& value : binding.values)
+            {
+                const entt::meta_any number = value.value.allow_cast<int64_t>();
+                enumInfo.values.emplace_back(number ? number.cast<int64_t>() : 0, &value);
+            }
+            context.enumByType.emplace(binding.type.id(), std::move(enumInfo));
+        }
+        for (const InterfaceBinding& binding : module.interfaceBindings)
+        {
+            InterfaceInfo interfaceInfo;
+            interfaceInfo.binding = &binding;
+            for (const PropertyBinding& property : binding.properties)
+            {
+                interfaceInfo.properties.emplace(property.name, &property);
+            }
+            context.interfaceByType.emplace(binding.type.id(), std::move(interfaceInfo));
+        }
+        for (const ErrorBinding& binding : module.errorBindings)
+        {
+            context.errorByType.emplace(binding.type.id(), &binding);
+        }
+        for (const FunctionBinding& function : module.functionBindings)
+        {
+            info.functions.push_back(makePlan(context, *function.function, &function,
+                                              fmt::format("{}.{}", module.descriptor.name, function.name),
+                                              FunctionPlan::Kind::Function, nullptr));
+        }
+        for (const ObjectFactoryBinding& factory : module.objectFactories)
+        {
+            info.factories.push_back(makePlan(context, *factory.function, nullptr,
+                                              fmt::format("{}.{}", module.descriptor.name, factory.name),
+                                              FunctionPlan::Kind::ObjectFactory, nullptr));
+        }
+    }
+}
+
+void createClassMetatables(LuaContext& context, lua_State* state)
+{
+    lua_createtable(state, 0, 6);
+    setObjectMetamethods(state, "native object");
+    context.opaqueMetatableRef = luaL_ref(state, LUA_REGISTRYINDEX);
+
+    for (const std::unique_ptr<ClassInfo>& classInfo : context.classes)
+    {
+        ClassInfo& info = *classInfo;
+        const ClassBinding& binding = *info.binding;
+        lua_createtable(state, 0, static_cast<int>(binding.functions.size() + binding.properties.size()));
+        if (info.base != nullptr)
+        {
+            // Base members first, so that the class's own override them.
+            lua_rawgeti(state, LUA_REGISTRYINDEX, info.base->membersRef);
+            lua_pushnil(state);
+            while (lua_next(state, -2) != 0)
+            {
+                lua_pushvalue(state, -2);
+                lua_insert(state, -2);
+                lua_rawset(state, -5);
+            }
+            lua_pop(state, 1);
+        }
+        for (size_t index = 0; index < binding.functions.size(); ++index)
+        {
+            pushFunction(state, *info.functions[index], &callPlan);
+            lua_setfield(state, -2, binding.functions[index].name.c_str());
+        }
+        for (PropertyInfo& property : info.properties)
+        {
+            lua_pushlightuserdata(state, &property);
+            lua_setfield(state, -2, property.binding->name.c_str());
+        }
+        for (const ConstantFactory& constant : binding.constants)
+        {
+            pushConstant(context, state, constant);
+            lua_setfield(state, -2, constant.name.c_str());
+        }
+        lua_pushvalue(state, -1);
+        info.membersRef = luaL_ref(state, LUA_REGISTRYINDEX);
+
+        lua_createtable(state, 0, 8);
+        setObjectMetamethods(state, binding.name.c_str());
+        lua_pushvalue(state, -2);
+        lua_pushcclosure(state, &objectIndex, 1);
+        lua_setfield(state, -2, "__index");
+        lua_pushvalue(state, -2);
+        lua_pushlightuserdata(state, &info);
+        lua_pushcclosure(state, &objectNewIndex, 2);
+        lua_setfield(state, -2, "__newindex");
+        info.metatableRef = luaL_ref(state, LUA_REGISTRYINDEX);
+        lua_pop(state, 1);
+    }
+}
+
+const ModuleInfo* findModule(const LuaContext& context, std::string_view name)
+{
+    std::string_view wanted = name;
+    for (const auto& [alias, moduleName] : context.bundle.moduleAliases)
+    {
+        if (alias == name)
+        {
+            wanted = moduleName;
+            break;
+        }
+    }
+    for (const ModuleDescriptor& hidden : context.bundle.hiddenModules)
+    {
+        if (hidden.name == wanted)
+        {
+            return nullptr;
+        }
+    }
+    for (const ModuleInfo& module : context.modules)
+    {
+        if (module.binding->descriptor.name == wanted)
+        {
+            return &module;
+        }
+    }
+    return nullptr;
+}
+
+int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module)
+{
+    const ModuleBinding& binding = *module.binding;
+    UnlimitedMemory unlimited(context);
+    lua_createtable(state, 0,
+                    static_cast<int>(binding.functionBindings.size() + binding.classBindings.size() +
+                                     binding.enumBindings.size() + binding.constants.size()));
+    for (size_t index = 0; index < binding.functionBindings.size(); ++index)
+    {
+        pushFunction(state, *module.functions[index], &callPlan);
+        lua_setfield(state, -2, binding.functionBindings[index].name.c_str());
+    }
+    for (const ClassInfo* classInfo : module.classes)
+    {
+        pushClassTable(context, state, *classInfo);
+        lua_setfield(state, -2, classInfo->binding->name.c_str());
+    }
+    for (const EnumBinding& enumBinding : binding.enumBindings)
+    {
+        pushEnumTable(state, context.enumByType.at(enumBinding.type.id()));
+        lua_setfield(state, -2, enumBinding.name.c_str());
+    }
+    for (const InterfaceBinding& interfaceBinding : binding.interfaceBindings)
+    {
+        pushShapeTable(state, interfaceBinding.name, interfaceBinding.properties);
+        lua_setfield(state, -2, interfaceBinding.name.c_str());
+    }
+    for (const ErrorBinding& errorBinding : binding.errorBindings)
+    {
+        pushShapeTable(state, errorBinding.name, errorBinding.properties);
+        lua_setfield(state, -2, errorBinding.name.c_str());
+    }
+    for (const ConstantFactory& constant : binding.constants)
+    {
+        pushConstant(context, state, constant);
+        lua_setfield(state, -2, constant.name.c_str());
+    }
+    if (!binding.objectFactories.empty())
+    {
+        lua_createtable(state, 0, 1);
+        lua_pushlightuserdata(state, const_cast<ModuleInfo*>(&module));
+        lua_pushcclosure(state, &moduleIndex, 1);
+        lua_setfield(state, -2, "__index");
+        lua_setmetatable(state, -2);
+    }
+    return 1;
+}
+
+void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle)
+{
+    const ClassInfo* classInfo = nullptr;
+    if (LifetimeRegistry* registry = handle.getLifetimeRegistry(); registry != nullptr && handle.valid())
+    {
+        classInfo = classOfType(context, registry->resolvedType(handle.getHandle()));
+    }
+    void* memory = lua_newuserdatauv(state, sizeof(ObjectBox), 0);
+    auto* box = new (memory) ObjectBox();
+    box->isHandle = true;
+    box->classInfo = classInfo;
+    box->handle = std::move(handle);
+    ++context.liveHandleBoxes;
+    lua_rawgeti(state, LUA_REGISTRYINDEX, classInfo != nullptr ? classInfo->metatableRef : context.opaqueMetatableRef);
+    lua_setmetatable(state, -2);
+}
+
+void pushValueBox(LuaContext& context, lua_State* state, entt::meta_any&& value, const ClassInfo* classInfo)
+{
+    void* memory = lua_newuserdatauv(state, sizeof(ObjectBox), 0);
+    auto* box = new (memory) ObjectBox();
+    box->classInfo = classInfo;
+    box->value = std::move(value);
+    lua_rawgeti(state, LUA_REGISTRYINDEX, classInfo != nullptr ? classInfo->metatableRef : context.opaqueMetatableRef);
+    lua_setmetatable(state, -2);
+}
+} // namespace Scripting::Lua::internal

@@ -1,0 +1,320 @@
+#include "LuaContext.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+#include <exception>
+
+namespace Scripting::Lua::internal
+{
+namespace
+{
+// Frames of a traceback; a deeper stack keeps its innermost frames only.
+constexpr int MAX_TRACEBACK_FRAMES = 32;
+
+const Error* errorOf(const ErrorBox& box)
+{
+    return box.error.try_cast<const Error>();
+}
+
+int errorIndex(lua_State* state)
+{
+    LuaContext& context = contextOf(state);
+    ErrorBox* box = toErrorBox(state, 1);
+    const Error* error = box != nullptr ? errorOf(*box) : nullptr;
+    if (error == nullptr || lua_type(state, 2) != LUA_TSTRING)
+    {
+        lua_pushnil(state);
+        return 1;
+    }
+    const std::string_view key = lua_tostring(state, 2);
+    UnlimitedMemory unlimited(context);
+    if (key == "name")
+    {
+        lua_pushlstring(state, error->name.data(), error->name.size());
+        return 1;
+    }
+    if (key == "message")
+    {
+        lua_pushlstring(state, error->message.data(), error->message.size());
+        return 1;
+    }
+    if (key == "stack")
+    {
+        if (error->stack.has_value())
+        {
+            lua_pushlstring(state, error->stack->data(), error->stack->size());
+        }
+        else
+        {
+            lua_pushnil(state);
+        }
+        return 1;
+    }
+    // The fields a module version shows of the error's type.
+    if (const auto found = context.errorByType.find(box->error.type().id()); found != context.errorByType.end())
+    {
+        for (const PropertyBinding& property : found->second->properties)
+        {
+            if (property.name == key)
+            {
+                std::string failure;
+                try
+                {
+                    const entt::meta_any value = property.getter->get(box->error.as_ref());
+                    if (pushNative(context, state, value, failure) == PushStatus::Ok)
+                    {
+                        return 1;
+                    }
+                }
+                catch (...)
+                {
+                }
+                break;
+            }
+        }
+    }
+    lua_pushnil(state);
+    return 1;
+}
+
+int errorToString(lua_State* state)
+{
+    ErrorBox* box = toErrorBox(state, 1);
+    const Error* error = box != nullptr ? errorOf(*box) : nullptr;
+    if (error == nullptr)
+    {
+        lua_pushliteral(state, "error");
+        return 1;
+    }
+    std::string text;
+    try
+    {
+        text = error->name.empty() ? error->message : error->name + ": " + error->message;
+    }
+    catch (...)
+    {
+    }
+    UnlimitedMemory unlimited(contextOf(state));
+    lua_pushlstring(state, text.data(), text.size());
+    return 1;
+}
+
+int errorCollect(lua_State* state)
+{
+    if (ErrorBox* box = toErrorBox(state, 1))
+    {
+        box->~ErrorBox();
+    }
+    return 0;
+}
+
+// "name:12: text", as Lua words the errors of a chunk named "=name": the name and the line, if any.
+bool parsePlace(const std::string& message, const std::string& sourceName, int& line)
+{
+    if (message.compare(0, sourceName.size(), sourceName) != 0 || message.size() <= sourceName.size() + 1 ||
+        message[sourceName.size()] != ':')
+    {
+        return false;
+    }
+    size_t position = sourceName.size() + 1;
+    int value = 0;
+    size_t digits = 0;
+    while (position < message.size() && message[position] >= '0' && message[position] <= '9' && digits < 9)
+    {
+        value = value * 10 + (message[position] - '0');
+        ++position;
+        ++digits;
+    }
+    if (digits == 0 || position >= message.size() || message[position] != ':')
+    {
+        return false;
+    }
+    line = value;
+    return true;
+}
+} // namespace
+
+void pushError(LuaContext& context, lua_State* state, ResultAny&& result)
+{
+    UnlimitedMemory unlimited(context);
+    void* memory = lua_newuserdatauv(state, sizeof(ErrorBox), 0);
+    auto* box = new (memory) ErrorBox();
+    box->error = std::move(result).toAny();
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.errorMetatableRef);
+    lua_setmetatable(state, -2);
+}
+
+ErrorBox* toErrorBox(lua_State* state, int index)
+{
+    if (lua_type(state, index) != LUA_TUSERDATA || lua_rawlen(state, index) < sizeof(ErrorBox))
+    {
+        return nullptr;
+    }
+    auto* box = static_cast<ErrorBox*>(lua_touserdata(state, index));
+    return box->kind == BoxKind::Error ? box : nullptr;
+}
+
+void createErrorMetatable(LuaContext& context, lua_State* state)
+{
+    lua_createtable(state, 0, 5);
+    lua_pushcfunction(state, &errorIndex);
+    lua_setfield(state, -2, "__index");
+    lua_pushcfunction(state, &errorToString);
+    lua_setfield(state, -2, "__tostring");
+    lua_pushcfunction(state, &errorCollect);
+    lua_setfield(state, -2, "__gc");
+    lua_pushliteral(state, "Error");
+    lua_setfield(state, -2, "__name");
+    // Scripts cannot reach or replace it.
+    lua_pushboolean(state, 0);
+    lua_setfield(state, -2, "__metatable");
+    context.errorMetatableRef = luaL_ref(state, LUA_REGISTRYINDEX);
+
+    lua_pushcfunction(state, &messageHandler);
+    context.messageHandlerRef = luaL_ref(state, LUA_REGISTRYINDEX);
+}
+
+int messageHandler(lua_State* state)
+{
+    LuaContext& context = contextOf(state);
+    try
+    {
+        context.traceback.clear();
+        context.errorFile.clear();
+        context.errorLine = -1;
+        lua_Debug frame;
+        for (int level = 1; level <= MAX_TRACEBACK_FRAMES && lua_getstack(state, level, &frame) != 0; ++level)
+        {
+            if (lua_getinfo(state, "Sln", &frame) == 0)
+            {
+                break;
+            }
+            const char* name = frame.name;
+            if (name == nullptr)
+            {
+                name = std::strcmp(frame.what, "main") == 0 ? "<main>" : "<anonymous>";
+            }
+            context.traceback += fmt::format("    at {} ({}:{})\n", name, frame.short_src, frame.currentline);
+            if (context.errorLine < 0 && frame.currentline > 0)
+            {
+                context.errorFile = frame.short_src;
+                context.errorLine = frame.currentline;
+            }
+        }
+    }
+    catch (...)
+    {
+        context.traceback.clear();
+    }
+    return 1;
+}
+
+int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
+{
+    const int base = lua_gettop(state) - argumentCount;
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.messageHandlerRef);
+    lua_insert(state, base);
+    context.traceback.clear();
+    context.errorFile.clear();
+    context.errorLine = -1;
+    if (context.nativeDepth == 0)
+    {
+        // A new entry from native code: a fresh budget for the watchdog.
+        context.instructionsUsed = 0;
+        context.runStart = std::chrono::steady_clock::now();
+        context.watchdogTripped = false;
+    }
+    const int status = lua_pcall(state, argumentCount, resultCount, base);
+    lua_remove(state, base);
+    return status;
+}
+
+ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName)
+{
+    ResultAny result;
+    if (context.watchdogTripped)
+    {
+        result = ResultAny(Error(context.watchdogMessage));
+    }
+    else if (status == LUA_ERRMEM)
+    {
+        result =
+            ResultAny(Error(fmt::format("Memory limit exceeded: the context may hold {} bytes", context.memory.limit)));
+    }
+    else if (ErrorBox* box = toErrorBox(state, -1))
+    {
+        result = ResultAny(Error(""));
+        result.any() = box->error;
+    }
+    else if (lua_type(state, -1) == LUA_TSTRING)
+    {
+        result = ResultAny(Error(lua_tostring(state, -1)));
+    }
+    else if (lua_type(state, -1) == LUA_TTABLE && lua_checkstack(state, 1))
+    {
+        lua_pushliteral(state, "message");
+        lua_rawget(state, -2);
+        const bool hasMessage = lua_type(state, -1) == LUA_TSTRING;
+        result = ResultAny(Error(hasMessage ? lua_tostring(state, -1) : "error object is a table"));
+        lua_pop(state, 1);
+    }
+    else
+    {
+        result = ResultAny(Error(fmt::format("error object is a {}", describeValue(state, -1))));
+    }
+    lua_pop(state, 1);
+
+    if (Error* error = result.any().try_cast<Error>())
+    {
+        int line = -1;
+        if (status == LUA_ERRSYNTAX && parsePlace(error->message, sourceName, line))
+        {
+            error->setStack(fmt::format("    at <main> ({}:{})\n", sourceName, line));
+            error->fileName = sourceName;
+        }
+        else if (!context.traceback.empty())
+        {
+            error->setStack(context.traceback);
+            error->fileName = context.errorFile.empty() ? sourceName : context.errorFile;
+        }
+        else
+        {
+            error->fileName = sourceName;
+        }
+    }
+    context.traceback.clear();
+    return result;
+}
+
+ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index)
+{
+    const std::string place = subject + failure.path;
+    const uint32_t position = static_cast<uint32_t>(index);
+    using Kind = ConversionFailure::Kind;
+    switch (failure.kind)
+    {
+    case Kind::Missing:
+        return InvalidArgumentError(fmt::format("{} needs a {}, got nil", place, failure.expected),
+                                    InvalidArgumentErrorType::Empty, position);
+    case Kind::TypeMismatch:
+        return InvalidArgumentError(fmt::format("{} for {}, got {}", failure.expected, place, failure.got),
+                                    InvalidArgumentErrorType::TypeMismatch, position);
+    case Kind::OutOfRange:
+        return ArgumentOutOfBoundsError(place, index, failure.value, failure.minValue, failure.maxValue);
+    case Kind::Destroyed:
+        return InvalidArgumentError(fmt::format("{}: the {} was destroyed by native code", place, failure.expected),
+                                    position);
+    case Kind::TooDeep:
+        return InvalidArgumentError(fmt::format("{}: nested deeper than {} levels", place, MAX_CONVERSION_DEPTH),
+                                    position);
+    case Kind::UnknownField:
+    case Kind::Other:
+    case Kind::None:
+        break;
+    }
+    return InvalidArgumentError(
+        fmt::format("{}: {}", place, failure.detail.empty() ? "cannot become a " + failure.expected : failure.detail),
+        position);
+}
+} // namespace Scripting::Lua::internal

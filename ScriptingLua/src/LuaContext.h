@@ -1,0 +1,402 @@
+#pragma once
+
+#include "Scripting/BindingType/InjectedTypes.h"
+#include "Scripting/BindingType/ModuleBinding.h"
+#include "Scripting/Lua/LuaRuntime.h"
+#include "Scripting/Lua/LuaValueTypes.h"
+#include "Scripting/Reflection/IFunction.h"
+#include "Scripting/Reflection/IProperty.h"
+
+#include <lua.hpp>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace Scripting::Lua::internal
+{
+// Native value types that Lua holds as its own numbers, booleans and strings.
+enum class Primitive : uint8_t
+{
+    None,
+    Bool,
+    Int8,
+    UInt8,
+    Int16,
+    UInt16,
+    Int32,
+    UInt32,
+    Int64,
+    UInt64,
+    Float,
+    Double,
+    String,
+};
+
+Primitive primitiveOf(const entt::meta_type& type);
+const char* primitiveName(Primitive primitive);
+
+// The native arguments that the runtime fills from the context.
+enum class Injected : uint8_t
+{
+    None,
+    Registry,
+    Scope,
+    ObjectFactory,
+    Locator,
+    LocatorPointer,
+    Config,
+};
+
+struct ClassInfo;
+
+// What a call of one native function needs, worked out once per context.
+struct FunctionPlan
+{
+    enum class Kind : uint8_t
+    {
+        Function,
+        Method,
+        Constructor,
+        ObjectFactory,
+    };
+
+    struct Argument
+    {
+        entt::meta_type type;
+        Primitive primitive = Primitive::None;
+        Injected injected = Injected::None;
+        // Index into the function's argument details; meaningless for injected arguments.
+        uint32_t detailsIndex = 0;
+        // The described argument, for its name; null past the described ones.
+        const ArgumentBinding* binding = nullptr;
+    };
+
+    const Reflection::IFunction* function = nullptr;
+    std::string displayName;
+    Kind kind = Kind::Function;
+    const ClassInfo* owner = nullptr;
+    std::vector<Argument> arguments;
+    uint32_t scriptCount = 0;
+    uint32_t requiredCount = 0;
+    entt::meta_type returnType;
+    Primitive returnPrimitive = Primitive::None;
+    bool returnsVoid = false;
+    // Conditions that the runtime does not offer: the function's own, or its class's. Empty when callable.
+    std::vector<std::string> missingConditions;
+};
+
+struct PropertyInfo
+{
+    const PropertyBinding* binding = nullptr;
+    std::string displayName;
+};
+
+struct ClassInfo
+{
+    const ClassBinding* binding = nullptr;
+    entt::meta_type type;
+    const ClassInfo* base = nullptr;
+    FunctionPlan* constructor = nullptr;
+    // Parallel to the binding's functions and properties.
+    std::vector<FunctionPlan*> functions;
+    std::vector<PropertyInfo> properties;
+    // Registry references of the object metatable and of the table of members, base members included.
+    int metatableRef = LUA_NOREF;
+    int membersRef = LUA_NOREF;
+};
+
+struct EnumInfo
+{
+    const EnumBinding* binding = nullptr;
+    // Members seen as numbers rather than as strings.
+    bool numeric = false;
+    // The underlying number of each member, beside its record.
+    std::vector<std::pair<int64_t, const EnumValueBinding*>> values;
+};
+
+struct InterfaceInfo
+{
+    const InterfaceBinding* binding = nullptr;
+    std::unordered_map<std::string_view, const PropertyBinding*> properties;
+};
+
+struct ModuleInfo
+{
+    const ModuleBinding* binding = nullptr;
+    // Parallel to the binding's functions, classes and object factories.
+    std::vector<FunctionPlan*> functions;
+    std::vector<ClassInfo*> classes;
+    std::vector<FunctionPlan*> factories;
+};
+
+// Memory of one context as its allocator sees it.
+struct MemoryState
+{
+    size_t used = 0;
+    size_t peak = 0;
+    size_t limit = 0;
+    // While above zero the limit is not applied: converting a native result must not fail half way.
+    int unlimited = 0;
+    uint64_t* runtimeInUse = nullptr;
+    uint64_t* runtimePeak = nullptr;
+};
+
+// The kinds of full userdata the runtime makes; each starts with its kind.
+enum class BoxKind : uint32_t
+{
+    Object = 0x4c4f424a,
+    Error = 0x4c455252,
+    Buffer = 0x4c425546,
+};
+
+// A native object as a Lua value: an object of the registry held by a strong handle, or a value of a native
+// type held by copy.
+struct ObjectBox
+{
+    BoxKind kind = BoxKind::Object;
+    bool isHandle = false;
+    const ClassInfo* classInfo = nullptr; // null for a type no module binds
+    StrongObjectHandle handle;
+    entt::meta_any value;
+};
+
+// An error value: the native error object, whatever its type in the error family.
+struct ErrorBox
+{
+    BoxKind kind = BoxKind::Error;
+    entt::meta_any error;
+};
+
+// A mutable block of bytes; the bytes follow the header in the same userdata.
+struct BufferBox
+{
+    BoxKind kind = BoxKind::Buffer;
+    size_t size = 0;
+
+    unsigned char* bytes() { return reinterpret_cast<unsigned char*>(this + 1); }
+};
+
+// One context: its state, its copy of the bundle and everything worked out from it.
+struct LuaContext
+{
+    LuaContext(LuaRuntime& owner, ContextId contextId, WeakLifetimeScope contextScope, ModuleBindingBundle modules,
+               const ContextConfig& contextConfig);
+    LuaContext(const LuaContext&) = delete;
+    LuaContext& operator=(const LuaContext&) = delete;
+    ~LuaContext();
+
+    LuaRuntime* runtime;
+    ContextId id;
+    lua_State* state = nullptr;
+    WeakLifetimeScope scope;
+    // Never resized after set-up: plans and closures point into it.
+    ModuleBindingBundle bundle;
+    ContextConfig config;
+    IDependencyLoader* dependencyLoader = nullptr;
+    IPrinter* printer = nullptr;
+    ScriptObjectFactory objectFactory;
+    DependencyLocator dependencyLocator;
+    MemoryState memory;
+
+    std::vector<std::unique_ptr<FunctionPlan>> plans;
+    std::vector<std::unique_ptr<ClassInfo>> classes;
+    std::vector<ModuleInfo> modules;
+    std::unordered_map<entt::id_type, ClassInfo*> classByType;
+    std::unordered_map<entt::id_type, EnumInfo> enumByType;
+    std::unordered_map<entt::id_type, InterfaceInfo> interfaceByType;
+    std::unordered_map<entt::id_type, const ErrorBinding*> errorByType;
+
+    // Native calls in progress. While any runs, releases that the collector asks for wait: a release may
+    // destroy an object, and destroying one moves others in their storage under the feet of the call.
+    int nativeDepth = 0;
+    // The thread that the innermost native call was made on; the main state when none runs.
+    lua_State* current = nullptr;
+    bool closing = false;
+    std::vector<StrongObjectHandle> pendingReleases;
+    std::vector<int> pendingUnreferences;
+    uint64_t liveHandleBoxes = 0;
+
+    // Watchdog of the entry into the script now running.
+    bool watchdogArmed = false;
+    uint64_t instructionsUsed = 0;
+    std::chrono::steady_clock::time_point runStart;
+    bool watchdogTripped = false;
+    std::string watchdogMessage;
+
+    // What the message handler found for the error now travelling out.
+    std::string traceback;
+    std::string errorFile;
+    int errorLine = -1;
+
+    int errorMetatableRef = LUA_NOREF;
+    int bufferMetatableRef = LUA_NOREF;
+    int opaqueMetatableRef = LUA_NOREF;
+    int loadedModulesRef = LUA_NOREF;
+    int messageHandlerRef = LUA_NOREF;
+    int promiseClassRef = LUA_NOREF;
+
+    // Releases whatever the collector freed while native calls ran, on a thread that may be used now. Only
+    // between calls.
+    void drainPending(lua_State* thread);
+};
+
+inline LuaContext& contextOf(lua_State* state)
+{
+    return **static_cast<LuaContext**>(lua_getextraspace(state));
+}
+
+// One native call: counts the depth and remembers the thread; releases waiting objects when the outermost
+// call ends.
+class NativeCallScope
+{
+public:
+    NativeCallScope(LuaContext& context, lua_State* state)
+        : mContext(context), mState(state), mPrevious(context.current)
+    {
+        ++mContext.nativeDepth;
+        mContext.current = state;
+    }
+    ~NativeCallScope()
+    {
+        mContext.current = mPrevious;
+        if (--mContext.nativeDepth == 0)
+        {
+            mContext.drainPending(mState);
+        }
+    }
+    NativeCallScope(const NativeCallScope&) = delete;
+    NativeCallScope& operator=(const NativeCallScope&) = delete;
+
+private:
+    LuaContext& mContext;
+    lua_State* mState;
+    lua_State* mPrevious;
+};
+
+// Lets conversions of native values into Lua allocate past the memory limit, so that they cannot fail half
+// way with native objects alive on the C++ stack.
+class UnlimitedMemory
+{
+public:
+    explicit UnlimitedMemory(LuaContext& context) : mMemory(context.memory) { ++mMemory.unlimited; }
+    ~UnlimitedMemory() { --mMemory.unlimited; }
+    UnlimitedMemory(const UnlimitedMemory&) = delete;
+    UnlimitedMemory& operator=(const UnlimitedMemory&) = delete;
+
+private:
+    MemoryState& mMemory;
+};
+
+// ---- Conversions (Conversion.cpp) ----
+
+// Why a Lua value did not become the native value wanted.
+struct ConversionFailure
+{
+    enum class Kind : uint8_t
+    {
+        None,
+        TypeMismatch,
+        Missing,
+        OutOfRange,
+        Destroyed,
+        TooDeep,
+        UnknownField,
+        Other,
+    };
+
+    Kind kind = Kind::None;
+    std::string expected;
+    std::string got;
+    // Where inside the value: "[3]", ".position", empty for the value itself.
+    std::string path;
+    std::optional<double> value;
+    std::optional<double> minValue;
+    std::optional<double> maxValue;
+    std::string detail;
+};
+
+// Nesting deeper than this is refused both ways; Lua tables may nest without end, and may be cyclic.
+inline constexpr int MAX_CONVERSION_DEPTH = 32;
+
+bool toNative(LuaContext& context, lua_State* state, int index, const entt::meta_type& type, entt::meta_any& out,
+              ConversionFailure& failure, int depth = 0);
+// The same for a type known to be a primitive; the fast road of calls.
+bool primitiveToNative(lua_State* state, int index, Primitive primitive, entt::meta_any& out,
+                       ConversionFailure& failure);
+void pushPrimitive(lua_State* state, Primitive primitive, const entt::meta_any& value);
+
+enum class PushStatus : uint8_t
+{
+    Ok,
+    // Nothing was pushed; the reason is in the text.
+    Failed,
+    // A Result held an error: its error value was pushed instead.
+    RaisedError,
+};
+
+// Pushes one Lua value for `value`. Callers hold UnlimitedMemory.
+PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_any& value, std::string& failure,
+                      int depth = 0);
+// A Lua value with no wanted type: numbers, booleans, strings and native objects; anything else is empty.
+entt::meta_any toNativeUntyped(LuaContext& context, lua_State* state, int index);
+
+// The name of a native type as scripts read it in messages.
+std::string describeType(const LuaContext& context, const entt::meta_type& type);
+// What a Lua value is, for messages: "integer", "string", "Entity", "destroyed Entity".
+std::string describeValue(lua_State* state, int index);
+
+ObjectBox* toObjectBox(lua_State* state, int index);
+// The native object of a box, as a reference; false when the object is gone.
+bool boxInstance(ObjectBox& box, entt::meta_any& out);
+void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle);
+void pushValueBox(LuaContext& context, lua_State* state, entt::meta_any&& value, const ClassInfo* classInfo);
+
+// ---- Errors (Errors.cpp) ----
+
+// Pushes an error value holding a copy of the error in `result`.
+void pushError(LuaContext& context, lua_State* state, ResultAny&& result);
+ErrorBox* toErrorBox(lua_State* state, int index);
+void createErrorMetatable(LuaContext& context, lua_State* state);
+// The message handler of every protected call the runtime makes: notes the traceback and the place.
+int messageHandler(lua_State* state);
+// The error that a failed protected call left on top of the stack, popped, as the runtime returns it.
+ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName);
+// Runs the function and its arguments on top of the stack under the message handler and the watchdog.
+int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
+ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
+
+// ---- Bindings (Bindings.cpp) ----
+
+// Works out plans and type tables from the bundle; no Lua state is touched.
+void planBindings(LuaContext& context);
+// Creates the class metatables. Runs in a protected call.
+void createClassMetatables(LuaContext& context, lua_State* state);
+// Pushes the table of a module, made on first use.
+int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module);
+const ModuleInfo* findModule(const LuaContext& context, std::string_view name);
+int callPlan(lua_State* state);
+
+// ---- Sandbox (Sandbox.cpp) ----
+
+// Opens the safe libraries and the runtime's globals. Runs in a protected call.
+void openSandbox(LuaContext& context, lua_State* state);
+
+// ---- Script values (ScriptValues.cpp) ----
+
+bool isScriptValueType(const entt::meta_type& type);
+bool toScriptValue(LuaContext& context, lua_State* state, int index, const entt::meta_type& type, entt::meta_any& out,
+                   ConversionFailure& failure);
+// False when `value` is no script value.
+bool pushScriptValue(LuaContext& context, lua_State* state, const entt::meta_any& value);
+void createScriptValueSupport(LuaContext& context, lua_State* state);
+// Pushes the Lua value that a script-value object of the registry stands for; nil when there is none.
+void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle);
+} // namespace Scripting::Lua::internal

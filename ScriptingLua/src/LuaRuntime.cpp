@@ -1,0 +1,444 @@
+#include "Scripting/Lua/LuaRuntime.h"
+
+#include "LuaContext.h"
+
+#include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
+#include "Scripting/Runtime/Error.h"
+#include "Scripting/Runtime/ScriptPromise.h"
+
+#include "Diagnostics/Assert.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace Scripting::Lua
+{
+namespace internal
+{
+namespace
+{
+// Instructions between two looks of the watchdog.
+constexpr int WATCHDOG_INTERVAL = 1000;
+
+void* allocate(void* userData, void* block, size_t oldSize, size_t newSize)
+{
+    auto& memory = *static_cast<MemoryState*>(userData);
+    // Without a block, the old size names a kind of object, not a size.
+    const size_t previous = block != nullptr ? oldSize : 0;
+    if (newSize == 0)
+    {
+        std::free(block);
+        memory.used -= previous;
+        *memory.runtimeInUse -= previous;
+        return nullptr;
+    }
+    // Shrinking must never fail; growing past the limit does.
+    if (newSize > previous && memory.limit != 0 && memory.unlimited == 0 &&
+        memory.used - previous + newSize > memory.limit)
+    {
+        return nullptr;
+    }
+    void* grown = std::realloc(block, newSize);
+    if (grown == nullptr)
+    {
+        return nullptr;
+    }
+    memory.used = memory.used - previous + newSize;
+    memory.peak = std::max(memory.peak, memory.used);
+    *memory.runtimeInUse = *memory.runtimeInUse - previous + newSize;
+    *memory.runtimePeak = std::max(*memory.runtimePeak, *memory.runtimeInUse);
+    return grown;
+}
+
+int setUpState(lua_State* state)
+{
+    LuaContext& context = contextOf(state);
+    createErrorMetatable(context, state);
+    openSandbox(context, state);
+    createClassMetatables(context, state);
+    createScriptValueSupport(context, state);
+    return 0;
+}
+
+void watchdogHook(lua_State* state, lua_Debug* /*frame*/)
+{
+    LuaContext& context = contextOf(state);
+    if (!context.watchdogArmed)
+    {
+        return;
+    }
+    const int interval = lua_gethookcount(state);
+    if (!context.watchdogTripped && interval == 1)
+    {
+        // A thread left behind by a stopped run: back to the normal pace.
+        lua_sethook(state, &watchdogHook, LUA_MASKCOUNT, WATCHDOG_INTERVAL);
+        return;
+    }
+    if (!context.watchdogTripped)
+    {
+        context.instructionsUsed += static_cast<uint64_t>(interval);
+        const WatchdogSettings& settings = context.runtime->getWatchdogSettings();
+        const auto elapsed = std::chrono::steady_clock::now() - context.runStart;
+        if (settings.instructionLimit != 0 && context.instructionsUsed > settings.instructionLimit)
+        {
+            context.watchdogMessage =
+                fmt::format("Script stopped by the watchdog: more than {} instructions", settings.instructionLimit);
+        }
+        else if (settings.timeoutMilliseconds != 0 && elapsed > std::chrono::milliseconds(settings.timeoutMilliseconds))
+        {
+            context.watchdogMessage =
+                fmt::format("Script stopped by the watchdog: ran longer than {} ms", settings.timeoutMilliseconds);
+        }
+        else
+        {
+            return;
+        }
+        context.watchdogTripped = true;
+        context.runtime->noteWatchdogTrip();
+        // Every further instruction fails too, so that a pcall in the script cannot swallow the stop.
+        lua_sethook(state, &watchdogHook, LUA_MASKCOUNT, 1);
+    }
+    luaL_error(state, "%s", context.watchdogMessage.c_str());
+}
+} // namespace
+
+LuaContext::LuaContext(LuaRuntime& owner, ContextId contextId, WeakLifetimeScope contextScope,
+                       ModuleBindingBundle modules, const ContextConfig& contextConfig)
+    : runtime(&owner), id(contextId), scope(std::move(contextScope)), bundle(std::move(modules)), config(contextConfig)
+{
+}
+
+LuaContext::~LuaContext()
+{
+    if (state != nullptr)
+    {
+        closing = true;
+        lua_close(state);
+        state = nullptr;
+    }
+    pendingReleases.clear();
+}
+
+void LuaContext::drainPending(lua_State* thread)
+{
+    // Releasing may destroy objects whose destructors release further handles; those come back here.
+    for (int round = 0; round < 64 && !pendingReleases.empty(); ++round)
+    {
+        std::vector<StrongObjectHandle> releases = std::move(pendingReleases);
+        pendingReleases.clear();
+        releases.clear();
+    }
+    if (thread != nullptr && !closing)
+    {
+        for (const int reference : pendingUnreferences)
+        {
+            luaL_unref(thread, LUA_REGISTRYINDEX, reference);
+        }
+    }
+    pendingUnreferences.clear();
+}
+} // namespace internal
+
+using internal::LuaContext;
+
+LuaRuntime::LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings settings)
+    : mRegistryManager(&registryManager), mSettings(std::move(settings))
+{
+    // Error values read their name and message through Error whatever their own type is.
+    entt::meta_ctx& context = Reflection::context();
+    entt::meta<EngineError>(context).base<Error>();
+    entt::meta<InvalidArgumentError>(context).base<Error>();
+    entt::meta<ArgumentOutOfBoundsError>(context).base<Error>();
+    entt::meta<PropertyOutOfBoundsError>(context).base<Error>();
+    entt::meta<RuntimeConditionError>(context).base<Error>();
+    entt::meta<UnsupportedFunctionalityError>(context).base<Error>();
+}
+
+LuaRuntime::~LuaRuntime() = default;
+
+LuaContext* LuaRuntime::_getContext(ContextId contextId) const
+{
+    const auto found = mContexts.find(contextId.value);
+    return found != mContexts.end() ? found->second.get() : nullptr;
+}
+
+std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundle, IDependencyLoader* dependencyLoader,
+                                                       IPrinter* printer, const ContextConfig& config)
+{
+    std::shared_ptr<LuaRuntime> self = shared_from_this();
+    std::unique_ptr<LifetimeRegistry> registry = mRegistryManager->createLifetimeRegistry();
+    if (registry == nullptr)
+    {
+        return std::nullopt;
+    }
+    const ContextId contextId = registry->getContextId();
+    auto context = std::make_unique<LuaContext>(*this, contextId, registry->getScope(), std::move(bundle), config);
+    context->dependencyLoader = dependencyLoader;
+    context->printer = printer;
+    context->memory.limit = mSettings.memoryLimitBytes;
+    context->memory.runtimeInUse = &mMemoryInUse;
+    context->memory.runtimePeak = &mMemoryPeak;
+    internal::planBindings(*context);
+
+    lua_State* state = lua_newstate(&internal::allocate, &context->memory);
+    if (state == nullptr)
+    {
+        return std::nullopt;
+    }
+    context->state = state;
+    context->current = state;
+    *static_cast<LuaContext**>(lua_getextraspace(state)) = context.get();
+    {
+        // Setting up must not fail on a tight limit; the limit holds for what scripts do.
+        internal::UnlimitedMemory unlimited(*context);
+        lua_pushcfunction(state, &internal::setUpState);
+        if (lua_pcall(state, 0, 0, 0) != LUA_OK)
+        {
+            return std::nullopt;
+        }
+    }
+    _applyWatchdog(*context);
+    mContexts.insert_or_assign(contextId.value, std::move(context));
+    return std::optional<ScriptContext>(std::in_place, std::move(self), contextId, std::move(registry));
+}
+
+void LuaRuntime::destroyContext(ContextId contextId)
+{
+    const auto found = mContexts.find(contextId.value);
+    OV_ASSERT(found != mContexts.end(), "This context id is invalid");
+    if (found == mContexts.end())
+    {
+        return;
+    }
+    // The registry's objects are gone by now; closing the state lets every Lua value drop its handle.
+    std::unique_ptr<LuaContext> context = std::move(found->second);
+    mContexts.erase(found);
+    context.reset();
+}
+
+ResultAny LuaRuntime::runScript(ContextId contextId, const std::string& source, const std::string& sourceName,
+                                RunOption /*option*/)
+{
+    LuaContext* context = _getContext(contextId);
+    if (context == nullptr)
+    {
+        return Error("Invalid context id");
+    }
+    lua_State* state = context->nativeDepth > 0 ? context->current : context->state;
+    if (!lua_checkstack(state, 4))
+    {
+        return Error("The script's stack is exhausted");
+    }
+    if (context->nativeDepth == 0)
+    {
+        // Script values that native code dropped since the last run let go of their Lua values first.
+        context->drainPending(state);
+    }
+    const std::string chunkName = "=" + sourceName;
+    int status = luaL_loadbufferx(state, source.data(), source.size(), chunkName.c_str(), "t");
+    if (status == LUA_OK)
+    {
+        status = internal::protectedCall(*context, state, 0, 1);
+    }
+    if (status != LUA_OK)
+    {
+        ResultAny error = internal::takeError(*context, state, status, sourceName);
+        if (context->nativeDepth == 0)
+        {
+            context->drainPending(state);
+        }
+        return error;
+    }
+    entt::meta_any value = internal::toNativeUntyped(*context, state, -1);
+    const bool isError = internal::toErrorBox(state, -1) != nullptr;
+    lua_pop(state, 1);
+    if (context->nativeDepth == 0)
+    {
+        context->drainPending(state);
+    }
+    if (isError)
+    {
+        ResultAny error(Error(""));
+        error.any() = std::move(value);
+        return error;
+    }
+    return ResultAny::makeResultFromAny(std::move(value));
+}
+
+Result<std::string> LuaRuntime::stringifyValue(ContextId contextId, ObjectHandle value)
+{
+    LuaContext* context = _getContext(contextId);
+    if (context == nullptr)
+    {
+        return Error("Invalid context id");
+    }
+    lua_State* state = context->nativeDepth > 0 ? context->current : context->state;
+    if (!lua_checkstack(state, 4))
+    {
+        return Error("The script's stack is exhausted");
+    }
+    lua_getglobal(state, "tostring");
+    internal::pushReferencedValue(*context, state, value);
+    const int status = internal::protectedCall(*context, state, 1, 1);
+    if (status != LUA_OK)
+    {
+        return Result<std::string>::fromResultAny(internal::takeError(*context, state, status, "tostring"));
+    }
+    size_t length = 0;
+    const char* text = lua_tolstring(state, -1, &length);
+    std::string result = text != nullptr ? std::string(text, length) : std::string();
+    lua_pop(state, 1);
+    return result;
+}
+
+bool LuaRuntime::collectGarbage(ContextId contextId)
+{
+    LuaContext* context = _getContext(contextId);
+    if (context == nullptr || context->nativeDepth > 0)
+    {
+        return false;
+    }
+    lua_gc(context->state, LUA_GCCOLLECT);
+    context->drainPending(context->state);
+    return true;
+}
+
+// Lua offers neither debugger nor profiler through this runtime: a host asking for them is mistaken.
+IDebuggerController* LuaRuntime::enableDebugger(IDebuggerTransport& /*transport*/)
+{
+    OV_ASSERT(false, "Not implemented");
+    return nullptr;
+}
+
+void LuaRuntime::disableDebugger()
+{
+    OV_ASSERT(false, "Not implemented");
+}
+
+void LuaRuntime::startProfiler()
+{
+    OV_ASSERT(false, "Not implemented");
+}
+
+void LuaRuntime::stopProfiler(std::function<void(std::string_view)> writer,
+                              std::optional<std::reference_wrapper<const std::string>> /*fileName*/)
+{
+    OV_ASSERT(false, "Not implemented");
+    writer = nullptr;
+}
+
+RuntimeStats LuaRuntime::computeRuntimeStats() const
+{
+    RuntimeStats stats;
+    stats.memoryUsedBytes = mMemoryInUse;
+    stats.memoryPeakBytes = mMemoryPeak;
+    stats.memoryLimitBytes = mSettings.memoryLimitBytes;
+    for (const auto& [id, context] : mContexts)
+    {
+        if (LifetimeRegistry* registry = context->scope.getLifetimeRegistry())
+        {
+            stats.objectCount += registry->registry.storage<Scripting::internal::BaseScriptComponent>().size();
+        }
+    }
+    return stats;
+}
+
+std::optional<LuaContextStats> LuaRuntime::computeContextStats(ContextId contextId) const
+{
+    const LuaContext* context = _getContext(contextId);
+    if (context == nullptr)
+    {
+        return std::nullopt;
+    }
+    LuaContextStats stats;
+    stats.memoryUsedBytes = context->memory.used;
+    stats.memoryPeakBytes = context->memory.peak;
+    stats.memoryLimitBytes = context->memory.limit;
+    stats.scriptHeldObjects = context->liveHandleBoxes;
+    return stats;
+}
+
+IWatchdog* LuaRuntime::enableWatchdog(WatchdogSettings settings)
+{
+    mWatchdog = std::make_unique<LuaWatchdog>(settings);
+    for (auto& [id, context] : mContexts)
+    {
+        _applyWatchdog(*context);
+    }
+    return mWatchdog.get();
+}
+
+void LuaRuntime::disableWatchdog()
+{
+    mWatchdog.reset();
+    for (auto& [id, context] : mContexts)
+    {
+        _applyWatchdog(*context);
+    }
+}
+
+IWatchdog* LuaRuntime::getWatchdog() const
+{
+    return mWatchdog.get();
+}
+
+const WatchdogSettings& LuaRuntime::getWatchdogSettings() const
+{
+    static const WatchdogSettings sNone{};
+    return mWatchdog != nullptr ? mWatchdog->getSettings() : sNone;
+}
+
+void LuaRuntime::noteWatchdogTrip()
+{
+    if (mWatchdog != nullptr)
+    {
+        ++mWatchdog->mTripCount;
+    }
+}
+
+void LuaRuntime::_applyWatchdog(LuaContext& context) const
+{
+    const bool armed = mWatchdog != nullptr && (mWatchdog->getSettings().instructionLimit != 0 ||
+                                                mWatchdog->getSettings().timeoutMilliseconds != 0);
+    context.watchdogArmed = armed;
+    if (armed)
+    {
+        const uint64_t limit = mWatchdog->getSettings().instructionLimit;
+        const int interval = limit != 0 && limit < static_cast<uint64_t>(internal::WATCHDOG_INTERVAL)
+                                 ? static_cast<int>(limit)
+                                 : internal::WATCHDOG_INTERVAL;
+        lua_sethook(context.state, &internal::watchdogHook, LUA_MASKCOUNT, interval);
+    }
+    else
+    {
+        lua_sethook(context.state, nullptr, 0, 0);
+    }
+}
+
+std::optional<CallStackEntry> LuaRuntime::getCurrentLocation(ContextId contextId) const
+{
+    const LuaContext* context = _getContext(contextId);
+    if (context == nullptr || context->nativeDepth == 0)
+    {
+        return std::nullopt;
+    }
+    lua_Debug frame;
+    for (int level = 0; level < 64 && lua_getstack(context->current, level, &frame) != 0; ++level)
+    {
+        if (lua_getinfo(context->current, "Sln", &frame) != 0 && frame.currentline > 0)
+        {
+            return CallStackEntry{frame.name != nullptr ? frame.name : "<anonymous>", frame.short_src,
+                                  frame.currentline};
+        }
+    }
+    return std::nullopt;
+}
+
+lua_State* LuaRuntime::getLuaState(ContextId contextId) const
+{
+    const LuaContext* context = _getContext(contextId);
+    return context != nullptr ? context->state : nullptr;
+}
+} // namespace Scripting::Lua

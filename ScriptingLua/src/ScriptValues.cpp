@@ -1,0 +1,853 @@
+#include "LuaContext.h"
+
+#include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
+#include "Scripting/Runtime/DataBuffer.h"
+#include "Scripting/Runtime/ScriptClosure.h"
+#include "Scripting/Runtime/ScriptGenerator.h"
+#include "Scripting/Runtime/ScriptPromise.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+#include <limits>
+
+namespace Scripting::Lua
+{
+namespace internal
+{
+namespace
+{
+// The component of a registry object that stands for a Lua value other than a function.
+struct ScriptObjectType
+{
+    uint8_t unused = 0;
+};
+
+// Keeps the Lua value of a registry object in the Lua registry until the object dies.
+class LuaReference final : public IScriptRef
+{
+public:
+    LuaReference(LuaContext& context, int reference) : mContext(context), mReference(reference) {}
+
+    int reference() const { return mReference; }
+
+    void onReferenceCountLoweredToOne() override {}
+    void onReferenceCountRaisedToTwo() override {}
+    // The Lua side may be running right now; the reference is dropped at the next safe point.
+    void onObjectDestroyed() override
+    {
+        if (!mContext.closing)
+        {
+            mContext.pendingUnreferences.push_back(mReference);
+        }
+    }
+
+private:
+    LuaContext& mContext;
+    int mReference;
+};
+
+// Written in Lua: promises and the step function of generators. Locals captured here cannot be changed by
+// scripts that replace the globals later.
+constexpr const char* PRELUDE = R"lua(
+local create, resume, status, pack = coroutine.create, coroutine.resume, coroutine.status, table.pack
+local setmetatable, type, error = setmetatable, type, error
+
+local Promise = {}
+Promise.__index = Promise
+Promise.__name = 'Promise'
+
+local function settle(self, state, value)
+    if self.state ~= 'pending' then
+        return false
+    end
+    self.state, self.value = state, value
+    local callbacks = self.callbacks
+    self.callbacks = nil
+    for i = 1, #callbacks do
+        callbacks[i]()
+    end
+    return true
+end
+
+function Promise.new()
+    return setmetatable({state = 'pending', callbacks = {}}, Promise)
+end
+
+function Promise.resolved(value)
+    local promise = Promise.new()
+    settle(promise, 'fulfilled', value)
+    return promise
+end
+
+function Promise:resolve(value)
+    return settle(self, 'fulfilled', value)
+end
+
+function Promise:reject(reason)
+    return settle(self, 'rejected', reason)
+end
+
+-- Calls back once settled; the returned promise settles with what the callback returns.
+function Promise:next(onFulfilled, onRejected)
+    local chained = Promise.new()
+    local function run()
+        local handler = self.state == 'fulfilled' and onFulfilled or onRejected
+        if handler == nil then
+            settle(chained, self.state, self.value)
+            return
+        end
+        local ok, result = pcall(handler, self.value)
+        settle(chained, ok and 'fulfilled' or 'rejected', result)
+    end
+    if self.state == 'pending' then
+        self.callbacks[#self.callbacks + 1] = run
+    else
+        run()
+    end
+    return chained
+end
+
+local function makeGenerator(source)
+    local thread = type(source) == 'thread' and source or create(source)
+    return function(...)
+        if status(thread) == 'dead' then
+            return {done = true}
+        end
+        local results = pack(resume(thread, ...))
+        if not results[1] then
+            error(results[2], 0)
+        end
+        return {done = status(thread) == 'dead', value = results[2]}
+    end
+end
+
+return Promise, makeGenerator
+)lua";
+
+constexpr const char* MAKE_GENERATOR_KEY = "Scripting.makeGenerator";
+
+template <template <typename...> class Template>
+bool isSpecializationOf(const entt::meta_type& type)
+{
+    static const entt::meta_type sTag = Reflection::resolve<entt::meta_class_template_tag<Template>>();
+    return type.is_template_specialization() && type.template_type() == sTag;
+}
+
+bool isClosureType(const entt::meta_type& type)
+{
+    return type == Reflection::resolve<ClosureAny>() || isSpecializationOf<Closure>(type);
+}
+
+// The ClosureAny part of a closure held by `value`. A typed closure adds one member behind its ClosureAny
+// base, which starts the object, and the meta system knows no base of it.
+ClosureAny* closureInside(entt::meta_any& value)
+{
+    if (ClosureAny* plain = value.try_cast<ClosureAny>())
+    {
+        return plain;
+    }
+    return isSpecializationOf<Closure>(value.type()) ? static_cast<ClosureAny*>(value.data()) : nullptr;
+}
+
+const ClosureAny* closureInside(const entt::meta_any& value)
+{
+    if (const ClosureAny* plain = value.try_cast<const ClosureAny>())
+    {
+        return plain;
+    }
+    return isSpecializationOf<Closure>(value.type()) ? static_cast<const ClosureAny*>(value.data()) : nullptr;
+}
+
+bool isPromiseTable(LuaContext& context, lua_State* state, int index)
+{
+    if (lua_type(state, index) != LUA_TTABLE || !lua_getmetatable(state, index))
+    {
+        return false;
+    }
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.promiseClassRef);
+    const bool same = lua_rawequal(state, -1, -2) != 0;
+    lua_pop(state, 2);
+    return same;
+}
+
+BufferBox* toBufferBox(lua_State* state, int index)
+{
+    if (lua_type(state, index) != LUA_TUSERDATA || lua_rawlen(state, index) < sizeof(BufferBox))
+    {
+        return nullptr;
+    }
+    auto* box = static_cast<BufferBox*>(lua_touserdata(state, index));
+    return box->kind == BoxKind::Buffer ? box : nullptr;
+}
+
+BufferBox* pushBuffer(LuaContext& context, lua_State* state, size_t size)
+{
+    void* memory = lua_newuserdatauv(state, sizeof(BufferBox) + size, 0);
+    auto* box = new (memory) BufferBox();
+    box->size = size;
+    std::memset(box->bytes(), 0, size);
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.bufferMetatableRef);
+    lua_setmetatable(state, -2);
+    return box;
+}
+
+// A registry object for the Lua value at `index`, holding the value until the object dies.
+template <typename Component>
+StrongObjectHandle makeScriptObject(LuaContext& context, lua_State* state, int index)
+{
+    LifetimeRegistry* registry = context.scope.getLifetimeRegistry();
+    if (registry == nullptr)
+    {
+        return StrongObjectHandle();
+    }
+    StrongTypedObjectHandle<Component> object = context.scope.makeObject<Component>();
+    UnlimitedMemory unlimited(context);
+    lua_pushvalue(state, index);
+    const int reference = luaL_ref(state, LUA_REGISTRYINDEX);
+    registry->setScriptRef(object.getHandle(), std::make_unique<LuaReference>(context, reference));
+    return StrongTypedObjectHandle<Component>::toGeneric(std::move(object));
+}
+
+bool refuse(ConversionFailure& failure, const char* expected, lua_State* state, int index)
+{
+    failure.kind =
+        lua_isnoneornil(state, index) ? ConversionFailure::Kind::Missing : ConversionFailure::Kind::TypeMismatch;
+    failure.expected = expected;
+    failure.got = describeValue(state, index);
+    return false;
+}
+
+// ---- Buffers as scripts see them ----
+
+size_t bufferPosition(lua_State* state, BufferBox& box)
+{
+    const lua_Integer position = luaL_checkinteger(state, 2);
+    if (position < 1 || static_cast<lua_Unsigned>(position) > box.size)
+    {
+        luaL_error(state, "buffer index %I out of range 1..%I", position, static_cast<lua_Integer>(box.size));
+    }
+    return static_cast<size_t>(position - 1);
+}
+
+BufferBox& checkBuffer(lua_State* state)
+{
+    BufferBox* box = toBufferBox(state, 1);
+    if (box == nullptr)
+    {
+        luaL_error(state, "a Buffer expected");
+    }
+    return *box;
+}
+
+int bufferIndex(lua_State* state)
+{
+    if (lua_type(state, 2) == LUA_TSTRING)
+    {
+        lua_getmetatable(state, 1);
+        lua_pushvalue(state, 2);
+        lua_rawget(state, -2);
+        return 1;
+    }
+    BufferBox& box = checkBuffer(state);
+    lua_pushinteger(state, box.bytes()[bufferPosition(state, box)]);
+    return 1;
+}
+
+int bufferNewIndex(lua_State* state)
+{
+    BufferBox& box = checkBuffer(state);
+    const size_t position = bufferPosition(state, box);
+    const lua_Integer value = luaL_checkinteger(state, 3);
+    luaL_argcheck(state, value >= 0 && value <= 255, 3, "a byte from 0 to 255 expected");
+    box.bytes()[position] = static_cast<unsigned char>(value);
+    return 0;
+}
+
+int bufferLength(lua_State* state)
+{
+    lua_pushinteger(state, static_cast<lua_Integer>(checkBuffer(state).size));
+    return 1;
+}
+
+int bufferToString(lua_State* state)
+{
+    BufferBox& box = checkBuffer(state);
+    lua_pushlstring(state, reinterpret_cast<const char*>(box.bytes()), box.size);
+    return 1;
+}
+
+int bufferNew(lua_State* state)
+{
+    LuaContext& context = contextOf(state);
+    if (lua_type(state, 1) == LUA_TSTRING)
+    {
+        size_t length = 0;
+        const char* text = lua_tolstring(state, 1, &length);
+        BufferBox* box = pushBuffer(context, state, length);
+        std::memcpy(box->bytes(), text, length);
+        return 1;
+    }
+    const lua_Integer size = luaL_checkinteger(state, 1);
+    luaL_argcheck(state, size >= 0 && size <= std::numeric_limits<int32_t>::max(), 1, "a size from 0 to 2^31-1");
+    pushBuffer(context, state, static_cast<size_t>(size));
+    return 1;
+}
+
+void createBufferSupport(LuaContext& context, lua_State* state)
+{
+    lua_createtable(state, 0, 6);
+    lua_pushcfunction(state, &bufferIndex);
+    lua_setfield(state, -2, "__index");
+    lua_pushcfunction(state, &bufferNewIndex);
+    lua_setfield(state, -2, "__newindex");
+    lua_pushcfunction(state, &bufferLength);
+    lua_setfield(state, -2, "__len");
+    lua_pushcfunction(state, &bufferToString);
+    lua_setfield(state, -2, "toString");
+    lua_pushliteral(state, "Buffer");
+    lua_setfield(state, -2, "__name");
+    context.bufferMetatableRef = luaL_ref(state, LUA_REGISTRYINDEX);
+
+    lua_createtable(state, 0, 1);
+    lua_pushcfunction(state, &bufferNew);
+    lua_setfield(state, -2, "new");
+    lua_setglobal(state, "Buffer");
+}
+
+LuaContext* contextOfObject(const std::unordered_map<uint8_t, std::unique_ptr<LuaContext>>& contexts,
+                            ObjectHandle object)
+{
+    const auto found = contexts.find(object.contextId.value);
+    return found != contexts.end() ? found->second.get() : nullptr;
+}
+
+lua_State* usableThread(LuaContext& context)
+{
+    return context.nativeDepth > 0 ? context.current : context.state;
+}
+} // namespace
+
+bool isScriptValueType(const entt::meta_type& type)
+{
+    return isClosureType(type) || type == Reflection::resolve<GeneratorAny>() ||
+           type == Reflection::resolve<FutureAny>() || type == Reflection::resolve<PromiseAny>() ||
+           type == Reflection::resolve<DataBufferAny>();
+}
+
+bool toScriptValue(LuaContext& context, lua_State* state, int index, const entt::meta_type& type, entt::meta_any& out,
+                   ConversionFailure& failure)
+{
+    IRuntime* runtime = context.runtime;
+    IObjectInspector* inspector = context.runtime;
+    if (isClosureType(type))
+    {
+        if (lua_type(state, index) != LUA_TFUNCTION)
+        {
+            return refuse(failure, "function", state, index);
+        }
+        StrongObjectHandle handle = makeScriptObject<ClosureType>(context, state, index);
+        ClosureAny closure(runtime, context.id, context.scope, std::move(handle), inspector);
+        if (type == Reflection::resolve<ClosureAny>())
+        {
+            out = entt::meta_any{Reflection::context(), std::move(closure)};
+            return true;
+        }
+        out = type.construct();
+        ClosureAny* target = out ? closureInside(out) : nullptr;
+        if (target == nullptr)
+        {
+            failure.kind = ConversionFailure::Kind::Other;
+            failure.expected = "function";
+            failure.detail = "the closure type cannot be made";
+            return false;
+        }
+        *target = std::move(closure);
+        return true;
+    }
+    if (type == Reflection::resolve<GeneratorAny>())
+    {
+        const int luaType = lua_type(state, index);
+        if (luaType != LUA_TFUNCTION && luaType != LUA_TTHREAD)
+        {
+            return refuse(failure, "generator function or coroutine", state, index);
+        }
+        UnlimitedMemory unlimited(context);
+        lua_getfield(state, LUA_REGISTRYINDEX, MAKE_GENERATOR_KEY);
+        lua_pushvalue(state, index);
+        lua_call(state, 1, 1);
+        StrongObjectHandle handle = makeScriptObject<ClosureType>(context, state, -1);
+        lua_pop(state, 1);
+        out = entt::meta_any{Reflection::context(), GeneratorAny(runtime, context.id, context.scope, handle)};
+        return true;
+    }
+    if (type == Reflection::resolve<FutureAny>() || type == Reflection::resolve<PromiseAny>())
+    {
+        if (!isPromiseTable(context, state, index))
+        {
+            return refuse(failure, "Promise", state, index);
+        }
+        StrongObjectHandle handle = makeScriptObject<ScriptObjectType>(context, state, index);
+        if (type == Reflection::resolve<PromiseAny>())
+        {
+            out = entt::meta_any{Reflection::context(), PromiseAny(runtime, context.id, context.scope, handle)};
+        }
+        else
+        {
+            out = entt::meta_any{Reflection::context(),
+                                 FutureAny(runtime, context.id, context.scope, std::move(handle), inspector)};
+        }
+        return true;
+    }
+    if (type == Reflection::resolve<DataBufferAny>())
+    {
+        if (lua_type(state, index) == LUA_TSTRING)
+        {
+            // Lua strings are immutable: native code gets bytes of its own to write into.
+            size_t length = 0;
+            const char* text = lua_tolstring(state, index, &length);
+            UnlimitedMemory unlimited(context);
+            BufferBox* box = pushBuffer(context, state, length);
+            std::memcpy(box->bytes(), text, length);
+            StrongObjectHandle handle = makeScriptObject<ScriptObjectType>(context, state, -1);
+            lua_pop(state, 1);
+            out = entt::meta_any{Reflection::context(),
+                                 DataBufferAny(runtime, context.id, context.scope, handle, inspector)};
+            return true;
+        }
+        if (toBufferBox(state, index) == nullptr)
+        {
+            return refuse(failure, "Buffer or string", state, index);
+        }
+        StrongObjectHandle handle = makeScriptObject<ScriptObjectType>(context, state, index);
+        out =
+            entt::meta_any{Reflection::context(), DataBufferAny(runtime, context.id, context.scope, handle, inspector)};
+        return true;
+    }
+    return refuse(failure, "script value", state, index);
+}
+
+bool pushScriptValue(LuaContext& context, lua_State* state, const entt::meta_any& value)
+{
+    const entt::meta_type type = value.type();
+    std::optional<ObjectHandle> handle;
+    if (const ClosureAny* closure = closureInside(value))
+    {
+        handle = closure->getHandle();
+    }
+    else if (const PromiseAny* promise = value.try_cast<const PromiseAny>())
+    {
+        handle = promise->getHandle();
+    }
+    else if (const GeneratorAny* generator = value.try_cast<const GeneratorAny>())
+    {
+        handle = generator->getHandle();
+    }
+    else if (const DataBufferAny* buffer = value.try_cast<const DataBufferAny>())
+    {
+        handle = buffer->getHandle();
+    }
+    else if (!isScriptValueType(type))
+    {
+        return false;
+    }
+    if (handle.has_value() && handle->contextId == context.id)
+    {
+        pushReferencedValue(context, state, *handle);
+    }
+    else
+    {
+        lua_pushnil(state);
+    }
+    return true;
+}
+
+void createScriptValueSupport(LuaContext& context, lua_State* state)
+{
+    createBufferSupport(context, state);
+    if (luaL_loadbufferx(state, PRELUDE, std::strlen(PRELUDE), "=prelude", "t") != LUA_OK)
+    {
+        lua_error(state);
+    }
+    lua_call(state, 0, 2);
+    lua_setfield(state, LUA_REGISTRYINDEX, MAKE_GENERATOR_KEY);
+    lua_pushvalue(state, -1);
+    context.promiseClassRef = luaL_ref(state, LUA_REGISTRYINDEX);
+    lua_setglobal(state, "Promise");
+}
+
+void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle)
+{
+    LifetimeRegistry* registry = context.scope.getLifetimeRegistry();
+    if (registry == nullptr || !registry->isValid(handle))
+    {
+        lua_pushnil(state);
+        return;
+    }
+    const auto* reference = dynamic_cast<const LuaReference*>(registry->getScriptRef(handle));
+    if (reference == nullptr)
+    {
+        lua_pushnil(state);
+        return;
+    }
+    lua_rawgeti(state, LUA_REGISTRYINDEX, reference->reference());
+}
+} // namespace internal
+
+using internal::LuaContext;
+
+ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, entt::meta_any* arguments, unsigned count,
+                                  const entt::meta_type& returnType, RunOption /*option*/)
+{
+    LuaContext* context = _getContext(contextId);
+    if (context == nullptr)
+    {
+        return Error("Invalid context id");
+    }
+    if (context->closing)
+    {
+        return Error("The context is closing");
+    }
+    lua_State* state = internal::usableThread(*context);
+    if (count > 200 || !lua_checkstack(state, static_cast<int>(count) + 4))
+    {
+        return Error("Too many arguments for a script function");
+    }
+    const int base = lua_gettop(state);
+    internal::pushReferencedValue(*context, state, closure);
+    if (lua_type(state, -1) != LUA_TFUNCTION)
+    {
+        lua_settop(state, base);
+        return Error("The script function is gone");
+    }
+    {
+        internal::UnlimitedMemory unlimited(*context);
+        for (unsigned index = 0; index < count; ++index)
+        {
+            std::string reason;
+            if (internal::pushNative(*context, state, arguments[index], reason) == internal::PushStatus::Failed)
+            {
+                lua_settop(state, base);
+                return Error(fmt::format("Argument {} of a script function cannot be handed over: {}", index, reason));
+            }
+        }
+    }
+    const int status = internal::protectedCall(*context, state, static_cast<int>(count), 1);
+    ResultAny result;
+    if (status != LUA_OK)
+    {
+        result = internal::takeError(*context, state, status, "closure");
+    }
+    else if (!returnType || returnType == Reflection::resolve<void>())
+    {
+        lua_pop(state, 1);
+    }
+    else if (returnType == Reflection::resolve<GeneratorIteratorAny>())
+    {
+        StrongObjectHandle step = internal::makeScriptObject<internal::ScriptObjectType>(*context, state, -1);
+        lua_pop(state, 1);
+        result = ResultAny::makeResult<GeneratorIteratorAny>(this, contextId, context->scope, step, this);
+    }
+    else
+    {
+        entt::meta_any value;
+        internal::ConversionFailure failure;
+        const bool converted = internal::toNative(*context, state, -1, returnType, value, failure);
+        lua_pop(state, 1);
+        if (converted)
+        {
+            result = ResultAny::makeResultFromAny(std::move(value));
+        }
+        else
+        {
+            result = internal::failureToError(failure, "the value the script function returned", 0);
+        }
+    }
+    if (context->nativeDepth == 0)
+    {
+        context->drainPending(state);
+    }
+    return result;
+}
+
+std::optional<PromiseAny> LuaRuntime::createPromise(ContextId contextId)
+{
+    LuaContext* context = _getContext(contextId);
+    if (context == nullptr || context->closing || !lua_checkstack(internal::usableThread(*context), 3))
+    {
+        return std::nullopt;
+    }
+    lua_State* state = internal::usableThread(*context);
+    internal::UnlimitedMemory unlimited(*context);
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context->promiseClassRef);
+    lua_getfield(state, -1, "new");
+    lua_call(state, 0, 1);
+    StrongObjectHandle handle = internal::makeScriptObject<internal::ScriptObjectType>(*context, state, -1);
+    lua_pop(state, 2);
+    return PromiseAny(this, contextId, context->scope, handle);
+}
+
+namespace
+{
+ResultAny settlePromise(LuaRuntime& runtime, LuaContext* context, ObjectHandle promise, const entt::meta_any& value,
+                        const char* method)
+{
+    if (context == nullptr)
+    {
+        return Error("Invalid context id");
+    }
+    lua_State* state = internal::usableThread(*context);
+    if (context->closing || !lua_checkstack(state, 4))
+    {
+        return Error("The context cannot run scripts now");
+    }
+    const int base = lua_gettop(state);
+    internal::pushReferencedValue(*context, state, promise);
+    if (!internal::isPromiseTable(*context, state, -1))
+    {
+        lua_settop(state, base);
+        return Error("The promise is gone");
+    }
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context->promiseClassRef);
+    lua_getfield(state, -1, method);
+    lua_remove(state, -2);
+    lua_insert(state, -2);
+    {
+        internal::UnlimitedMemory unlimited(*context);
+        std::string reason;
+        if (internal::pushNative(*context, state, value, reason) == internal::PushStatus::Failed)
+        {
+            lua_settop(state, base);
+            return Error("The value cannot be handed to the script: " + reason);
+        }
+    }
+    const int status = internal::protectedCall(*context, state, 2, 1);
+    if (status != LUA_OK)
+    {
+        return internal::takeError(*context, state, status, "promise");
+    }
+    const bool settled = lua_toboolean(state, -1) != 0;
+    lua_settop(state, base);
+    if (context->nativeDepth == 0)
+    {
+        context->drainPending(state);
+    }
+    (void)runtime;
+    return settled ? ResultAny() : ResultAny(Error("The promise was settled already"));
+}
+} // namespace
+
+ResultAny LuaRuntime::resolvePromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value)
+{
+    return settlePromise(*this, _getContext(contextId), promise, value, "resolve");
+}
+
+ResultAny LuaRuntime::rejectPromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value)
+{
+    return settlePromise(*this, _getContext(contextId), promise, value, "reject");
+}
+
+FutureState LuaRuntime::getFutureState(ContextId contextId, ObjectHandle future)
+{
+    LuaContext* context = _getContext(contextId);
+    if (context == nullptr)
+    {
+        return FutureState::Unknown;
+    }
+    lua_State* state = internal::usableThread(*context);
+    if (!lua_checkstack(state, 3))
+    {
+        return FutureState::Unknown;
+    }
+    internal::pushReferencedValue(*context, state, future);
+    FutureState result = FutureState::Unknown;
+    if (internal::isPromiseTable(*context, state, -1))
+    {
+        lua_pushliteral(state, "state");
+        lua_rawget(state, -2);
+        const char* text = lua_type(state, -1) == LUA_TSTRING ? lua_tostring(state, -1) : "";
+        if (std::strcmp(text, "pending") == 0)
+        {
+            result = FutureState::Pending;
+        }
+        else if (std::strcmp(text, "fulfilled") == 0)
+        {
+            result = FutureState::Fulfilled;
+        }
+        else if (std::strcmp(text, "rejected") == 0)
+        {
+            result = FutureState::Rejected;
+        }
+        lua_pop(state, 1);
+    }
+    lua_pop(state, 1);
+    return result;
+}
+
+ResultAny LuaRuntime::getFutureResult(ContextId contextId, ObjectHandle future, const entt::meta_type& type)
+{
+    const FutureState futureState = getFutureState(contextId, future);
+    if (futureState == FutureState::Unknown)
+    {
+        return Error("The future is gone");
+    }
+    if (futureState == FutureState::Pending)
+    {
+        return Error("The future is still pending");
+    }
+    LuaContext* context = _getContext(contextId);
+    lua_State* state = internal::usableThread(*context);
+    internal::pushReferencedValue(*context, state, future);
+    lua_pushliteral(state, "value");
+    lua_rawget(state, -2);
+    ResultAny result;
+    if (futureState == FutureState::Rejected)
+    {
+        if (internal::ErrorBox* box = internal::toErrorBox(state, -1))
+        {
+            result = ResultAny(Error(""));
+            result.any() = box->error;
+        }
+        else
+        {
+            result = ResultAny(
+                Error(lua_type(state, -1) == LUA_TSTRING ? lua_tostring(state, -1) : "The promise was rejected"));
+        }
+    }
+    else if (!type)
+    {
+        entt::meta_any value = internal::toNativeUntyped(*context, state, -1);
+        result = internal::toErrorBox(state, -1) != nullptr ? ResultAny(Error("The promise holds an error"))
+                                                            : ResultAny::makeResultFromAny(std::move(value));
+    }
+    else
+    {
+        entt::meta_any value;
+        internal::ConversionFailure failure;
+        result = internal::toNative(*context, state, -1, type, value, failure)
+                     ? ResultAny::makeResultFromAny(std::move(value))
+                     : internal::failureToError(failure, "the value of the future", 0);
+    }
+    lua_pop(state, 2);
+    return result;
+}
+
+bool LuaRuntime::isEqual(ObjectHandle a, ObjectHandle b)
+{
+    LuaContext* context = internal::contextOfObject(mContexts, a);
+    if (context == nullptr || a.contextId != b.contextId)
+    {
+        return false;
+    }
+    lua_State* state = internal::usableThread(*context);
+    if (!lua_checkstack(state, 2))
+    {
+        return false;
+    }
+    internal::pushReferencedValue(*context, state, a);
+    internal::pushReferencedValue(*context, state, b);
+    const bool equal = !lua_isnil(state, -1) && lua_rawequal(state, -1, -2) != 0;
+    lua_pop(state, 2);
+    return equal;
+}
+
+bool LuaRuntime::getBooleanProperty(ObjectHandle object, const char* name, bool defaultValue)
+{
+    LuaContext* context = internal::contextOfObject(mContexts, object);
+    if (context == nullptr)
+    {
+        return defaultValue;
+    }
+    lua_State* state = internal::usableThread(*context);
+    if (!lua_checkstack(state, 3))
+    {
+        return defaultValue;
+    }
+    internal::pushReferencedValue(*context, state, object);
+    bool result = defaultValue;
+    if (lua_type(state, -1) == LUA_TTABLE)
+    {
+        lua_pushstring(state, name);
+        lua_rawget(state, -2);
+        if (lua_type(state, -1) == LUA_TBOOLEAN)
+        {
+            result = lua_toboolean(state, -1) != 0;
+        }
+        lua_pop(state, 1);
+    }
+    lua_pop(state, 1);
+    return result;
+}
+
+ResultAny LuaRuntime::getProperty(ObjectHandle object, const char* name, const entt::meta_type& expected)
+{
+    LuaContext* context = internal::contextOfObject(mContexts, object);
+    if (context == nullptr)
+    {
+        return Error("The script value is gone");
+    }
+    lua_State* state = internal::usableThread(*context);
+    if (!lua_checkstack(state, 3))
+    {
+        return Error("The script's stack is exhausted");
+    }
+    internal::pushReferencedValue(*context, state, object);
+    if (lua_type(state, -1) != LUA_TTABLE)
+    {
+        lua_pop(state, 1);
+        return Error("The script value is gone");
+    }
+    lua_pushstring(state, name);
+    lua_rawget(state, -2);
+    ResultAny result;
+    if (!expected)
+    {
+        result = ResultAny::makeResultFromAny(internal::toNativeUntyped(*context, state, -1));
+    }
+    else
+    {
+        entt::meta_any value;
+        internal::ConversionFailure failure;
+        result = internal::toNative(*context, state, -1, expected, value, failure)
+                     ? ResultAny::makeResultFromAny(std::move(value))
+                     : internal::failureToError(failure, fmt::format("field '{}'", name), 0);
+    }
+    lua_pop(state, 2);
+    return result;
+}
+
+unsigned LuaRuntime::getFirstExtent(ObjectHandle buffer)
+{
+    LuaContext* context = internal::contextOfObject(mContexts, buffer);
+    if (context == nullptr)
+    {
+        return 0;
+    }
+    lua_State* state = internal::usableThread(*context);
+    internal::pushReferencedValue(*context, state, buffer);
+    const internal::BufferBox* box = internal::toBufferBox(state, -1);
+    const unsigned size = box != nullptr ? static_cast<unsigned>(box->size) : 0;
+    lua_pop(state, 1);
+    return size;
+}
+
+unsigned LuaRuntime::getSecondExtent(ObjectHandle buffer)
+{
+    return getFirstExtent(buffer) > 0 ? 1 : 0;
+}
+
+void* LuaRuntime::getData(ObjectHandle buffer)
+{
+    LuaContext* context = internal::contextOfObject(mContexts, buffer);
+    if (context == nullptr)
+    {
+        return nullptr;
+    }
+    lua_State* state = internal::usableThread(*context);
+    internal::pushReferencedValue(*context, state, buffer);
+    internal::BufferBox* box = internal::toBufferBox(state, -1);
+    lua_pop(state, 1);
+    // The registry keeps the userdata, and Lua's collector does not move objects.
+    return box != nullptr ? box->bytes() : nullptr;
+}
+} // namespace Scripting::Lua

@@ -1,0 +1,160 @@
+#include "LuaTestSupport.h"
+
+#include "Scripting/Runtime/ScriptPromise.h"
+
+#include <gmock/gmock.h>
+
+using namespace Scripting;
+using ::testing::HasSubstr;
+
+namespace LuaTest
+{
+namespace
+{
+class LuaScriptValuesTest : public LuaEngineTest
+{
+protected:
+    ~LuaScriptValuesTest() override { sRemembered.reset(); }
+
+    ResultAny callRemembered(std::vector<entt::meta_any> arguments, const entt::meta_type& returnType)
+    {
+        return sRemembered->call(arguments.data(), static_cast<unsigned>(arguments.size()), returnType, std::nullopt);
+    }
+};
+
+struct ValueCase
+{
+    const char* name;
+    const char* source;
+    int64_t expected;
+};
+
+class LuaScriptValueCases : public LuaEngineTest, public ::testing::WithParamInterface<ValueCase>
+{
+};
+
+TEST_P(LuaScriptValueCases, ReachNativeCode)
+{
+    const ResultAny result = run(std::string("local zoo = require('@test/zoo')\n") + GetParam().source);
+    ASSERT_FALSE(result.isError()) << errorText(result);
+    EXPECT_EQ(integer(result), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ScriptValues, LuaScriptValueCases,
+    ::testing::Values(
+        ValueCase{"Closure", "return zoo.callTwice(function(x) return x * 3 end, 2)", 18},
+        ValueCase{"ClosureOverUpvalues",
+                  "local calls = 0 zoo.callTwice(function(x) calls = calls + 1 return x end, 0) "
+                  "return calls",
+                  2},
+        ValueCase{"GeneratorFunction", "return zoo.sumGenerator(function() for i = 1, 4 do coroutine.yield(i) end end)",
+                  10},
+        ValueCase{"GeneratorReturnValueEndsIt", "return zoo.sumGenerator(function() coroutine.yield(1) return 100 end)",
+                  1},
+        ValueCase{"GeneratorCoroutine",
+                  "return zoo.sumGenerator(coroutine.create(function() coroutine.yield(5) coroutine.yield(6) end))",
+                  11},
+        ValueCase{"PromiseResolvedByNative",
+                  "local p = Promise.new() local got p:next(function(v) got = v end) "
+                  "local first = zoo.resolveWith(p, 9) local second = zoo.resolveWith(p, 10) "
+                  "return got + (first and 100 or 0) + (second and 1000 or 0)",
+                  109},
+        ValueCase{"FutureObserved",
+                  "local p = Promise.new() local before = zoo.futureState(p) p:resolve(4) "
+                  "return before * 100 + zoo.futureState(p) * 10 + zoo.futureValue(p)",
+                  124},
+        ValueCase{"FutureRejected", "local p = Promise.new() p:reject('no') return zoo.futureState(p)", 3},
+        ValueCase{
+            "PromiseChain",
+            "local p = Promise.new() local out p:next(function(v) return v + 1 end):next(function(v) out = v end) "
+            "p:resolve(1) return out",
+            2},
+        ValueCase{"BufferRead", "local b = Buffer.new(4) b[1] = 1 b[4] = 200 return zoo.bufferSum(b) + #b", 205},
+        ValueCase{"BufferWrittenByNative", "local b = Buffer.new(3) zoo.bufferFill(b, 7) return b[1] + b[2] + b[3]",
+                  21},
+        ValueCase{"StringAsBuffer", "return zoo.bufferSum('abc')", 294}),
+    [](const ::testing::TestParamInfo<ValueCase>& info) { return info.param.name; });
+
+TEST_F(LuaScriptValuesTest, FailuresInsideScriptValuesComeBackAsErrors)
+{
+    EXPECT_THAT(errorText(run("require('@test/zoo').callTwice(function(x) error('inner failure') end, 1)")),
+                HasSubstr("inner failure"));
+    EXPECT_THAT(errorText(run("require('@test/zoo').callTwice(function(x) return 'text' end, 1)")),
+                HasSubstr("Expected type: int for the value the script function returned, got string"));
+    EXPECT_THAT(errorText(run("require('@test/zoo').sumGenerator(function() error('broken generator') end)")),
+                HasSubstr("broken generator"));
+    EXPECT_THAT(errorText(run("local p = Promise.new() p:reject('refused') require('@test/zoo').futureValue(p)")),
+                HasSubstr("refused"));
+    EXPECT_THAT(errorText(run("require('@test/zoo').futureValue(Promise.new())")), HasSubstr("still pending"));
+    EXPECT_THAT(errorText(run("require('@test/zoo').callTwice({}, 1)")),
+                HasSubstr("Expected type: function for argument 'function'"));
+    EXPECT_THAT(errorText(run("local b = Buffer.new(2) return b[3]")), HasSubstr("buffer index 3 out of range 1..2"));
+}
+
+TEST_F(LuaScriptValuesTest, NativeCodeCallsAStoredScriptFunctionLater)
+{
+    ASSERT_FALSE(
+        run("require('@test/zoo').remember(function(a, b) calls = (calls or 0) + 1 return a + b end)").isError());
+    ASSERT_TRUE(sRemembered.has_value() && sRemembered->valid());
+    for (int round = 1; round <= 3; ++round)
+    {
+        const ResultAny result =
+            callRemembered({entt::meta_any{Reflection::context(), 2}, entt::meta_any{Reflection::context(), round}},
+                           Reflection::resolve<int>());
+        ASSERT_FALSE(result.isError()) << errorText(result);
+        EXPECT_EQ(result.any().cast<int>(), 2 + round);
+    }
+    EXPECT_EQ(integer(run("return calls")), 3);
+
+    Closure<int (*)(int, int)> typed;
+    static_cast<ClosureAny&>(typed) = *sRemembered;
+    Result<int> typedResult = typed(20, 22);
+    ASSERT_NE(typedResult.tryGet(), nullptr);
+    EXPECT_EQ(typedResult.value(), 42);
+}
+
+TEST_F(LuaScriptValuesTest, DroppedClosuresLetTheScriptFunctionGo)
+{
+    ASSERT_FALSE(run("weak = setmetatable({}, {__mode = 'v'}) local f = function() end weak[1] = f "
+                     "require('@test/zoo').remember(f)")
+                     .isError());
+    EXPECT_EQ(integer(run("collectgarbage() return weak[1] ~= nil and 1 or 0")), 1) << "native code holds it";
+    sRemembered.reset();
+    EXPECT_EQ(integer(run("collectgarbage() return weak[1] == nil and 1 or 0")), 1);
+}
+
+TEST_F(LuaScriptValuesTest, ClosureOutlivingItsContextAnswersAnError)
+{
+    ASSERT_FALSE(run("require('@test/zoo').remember(function() return 1 end)").isError());
+    mContext.reset();
+    ASSERT_TRUE(sRemembered.has_value());
+    EXPECT_FALSE(sRemembered->valid());
+    EXPECT_EQ(errorText(callRemembered({}, Reflection::resolve<int>())), ClosureAny::INVALID_CALL_MESSAGE);
+}
+
+TEST_F(LuaScriptValuesTest, ClosuresOfOneFunctionCompareEqual)
+{
+    ASSERT_FALSE(run("f = function() end g = function() end require('@test/zoo').remember(f)").isError());
+    const ClosureAny first = *sRemembered;
+    ASSERT_FALSE(run("require('@test/zoo').remember(f)").isError());
+    EXPECT_TRUE(first == *sRemembered);
+    ASSERT_FALSE(run("require('@test/zoo').remember(g)").isError());
+    EXPECT_FALSE(first == *sRemembered);
+}
+
+TEST_F(LuaScriptValuesTest, PromiseMadeByNativeSettlesInTheScript)
+{
+    const ContextId id = context().getContextId();
+    std::optional<PromiseAny> promise = mRuntime->createPromise(id);
+    ASSERT_TRUE(promise.has_value() && promise->valid());
+    ASSERT_FALSE(run("require('@test/zoo').remember(function(p) p:next(function(v) result = v end) end)").isError());
+    ASSERT_FALSE(callRemembered({entt::meta_any{Reflection::context(), *promise}}, entt::meta_type{}).isError());
+    EXPECT_EQ(integer(run("return result == nil and 1 or 0")), 1);
+    EXPECT_FALSE(promise->resolve(entt::meta_any{Reflection::context(), 7}).isError());
+    EXPECT_EQ(integer(run("return result")), 7);
+    EXPECT_EQ(errorText(promise->reject(entt::meta_any{Reflection::context(), std::string("late")})),
+              "The promise was settled already");
+}
+} // namespace
+} // namespace LuaTest

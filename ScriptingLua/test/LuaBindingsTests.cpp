@@ -249,7 +249,7 @@ TEST_F(LuaBindingsTest, ScriptObjectsLiveInTheContextsRegistry)
     EXPECT_EQ(Counter::sAlive, before + 1);
     LifetimeRegistry* registry = context().getLifetimeRegistry();
     ASSERT_NE(registry, nullptr);
-    EXPECT_EQ(registry->registry.storage<Counter>().size(), 1u);
+    EXPECT_EQ(Scripting::internal::ObjectRegistryUtilities::entitiesWith<Counter>(registry->registry).size(), 1u);
 }
 
 TEST_F(LuaBindingsTest, CollectedValuesReleaseTheirObjects)

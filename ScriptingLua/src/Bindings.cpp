@@ -1,12 +1,16 @@
 #include "LuaContext.h"
 
+#include "Scripting/BindingType/ArgumentBindingBuilder.h"
 #include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
 #include "Scripting/Reflection/Reflection.h"
 
 #include <fmt/format.h>
 
 #include <array>
+#include <cstddef>
 #include <exception>
+#include <limits>
+#include <memory>
 
 namespace Scripting::Lua::internal
 {
@@ -14,6 +18,88 @@ namespace
 {
 // Arguments of most functions fit here; more go to the heap.
 constexpr uint32_t INLINE_ARGUMENTS = 8;
+
+// The native arguments of one call: only as many anys as the function takes are made.
+class ArgumentStorage
+{
+public:
+    explicit ArgumentStorage(uint32_t count) : mCount(count)
+    {
+        if (count > INLINE_ARGUMENTS)
+        {
+            mHeap = std::make_unique<std::byte[]>(count * sizeof(entt::meta_any));
+            mArguments = reinterpret_cast<entt::meta_any*>(mHeap.get());
+        }
+        else
+        {
+            mArguments = reinterpret_cast<entt::meta_any*>(mInline);
+        }
+        entt::meta_ctx& metaContext = Reflection::context();
+        for (uint32_t index = 0; index < count; ++index)
+        {
+            new (mArguments + index) entt::meta_any{entt::meta_ctx_arg, metaContext};
+        }
+    }
+    ~ArgumentStorage() { std::destroy_n(mArguments, mCount); }
+    ArgumentStorage(const ArgumentStorage&) = delete;
+    ArgumentStorage& operator=(const ArgumentStorage&) = delete;
+
+    entt::meta_any* data() { return mArguments; }
+    entt::meta_any& operator[](uint32_t index) { return mArguments[index]; }
+
+private:
+    alignas(entt::meta_any) std::byte mInline[INLINE_ARGUMENTS * sizeof(entt::meta_any)];
+    std::unique_ptr<std::byte[]> mHeap;
+    entt::meta_any* mArguments;
+    uint32_t mCount;
+};
+
+// The arguments of one call: the plan's own when they are free, else fresh ones.
+class CallArguments
+{
+public:
+    explicit CallArguments(const FunctionPlan& plan) : mPlan(plan)
+    {
+        const uint32_t count = static_cast<uint32_t>(plan.arguments.size());
+        if (!plan.reusableInUse && plan.reusableArguments.size() == count)
+        {
+            plan.reusableInUse = true;
+            mArguments = plan.reusableArguments.data();
+        }
+        else
+        {
+            mOwn.emplace(count);
+            mArguments = mOwn->data();
+        }
+    }
+    ~CallArguments()
+    {
+        if (mOwn.has_value())
+        {
+            return;
+        }
+        // Numbers and strings stay for the next call; anything else may hold an object or a reference, and
+        // goes now.
+        for (size_t index = 0; index < mPlan.arguments.size(); ++index)
+        {
+            if (mPlan.arguments[index].primitive == Primitive::None)
+            {
+                mArguments[index].reset();
+            }
+        }
+        mPlan.reusableInUse = false;
+    }
+    CallArguments(const CallArguments&) = delete;
+    CallArguments& operator=(const CallArguments&) = delete;
+
+    entt::meta_any* data() { return mArguments; }
+    entt::meta_any& operator[](uint32_t index) { return mArguments[index]; }
+
+private:
+    const FunctionPlan& mPlan;
+    std::optional<ArgumentStorage> mOwn;
+    entt::meta_any* mArguments = nullptr;
+};
 
 Injected injectedKind(const entt::meta_type& type)
 {
@@ -33,6 +119,35 @@ Injected injectedKind(const entt::meta_type& type)
         }
     }
     return Injected::None;
+}
+
+template <typename T>
+bool isTypeRange(const ArgumentDetails& details)
+{
+    const T* min = details.minValue.try_cast<const T>();
+    const T* max = details.maxValue.try_cast<const T>();
+    return details.validator == &Scripting::internal::rangeValidator<T> && min != nullptr && max != nullptr &&
+           *min == std::numeric_limits<T>::lowest() && *max == std::numeric_limits<T>::max();
+}
+
+// Arguments described as numbers start out bounded by their type's limits; most keep that.
+bool hasBoundsOfTypeOnly(const ArgumentDetails& details, Primitive primitive)
+{
+    switch (primitive)
+    {
+    case Primitive::Int32:
+        return isTypeRange<int32_t>(details);
+    case Primitive::UInt32:
+        return isTypeRange<uint32_t>(details);
+    case Primitive::Int64:
+        return isTypeRange<int64_t>(details);
+    case Primitive::Float:
+        return isTypeRange<float>(details);
+    case Primitive::Double:
+        return isTypeRange<double>(details);
+    default:
+        return details.validator == nullptr;
+    }
 }
 
 FunctionPlan* makePlan(LuaContext& context, const Reflection::IFunction& function, const FunctionBinding* binding,
@@ -58,6 +173,8 @@ FunctionPlan* makePlan(LuaContext& context, const Reflection::IFunction& functio
         }
         argument.primitive = primitiveOf(argument.type);
         argument.detailsIndex = scriptIndex;
+        argument.boundsOfTypeOnly = hasBoundsOfTypeOnly(function.getArgumentDetails(scriptIndex), argument.primitive);
+        argument.hasDefault = static_cast<bool>(function.getDefaultArgument(scriptIndex));
         if (described != nullptr && scriptIndex < described->size())
         {
             argument.binding = &(*described)[scriptIndex];
@@ -65,6 +182,11 @@ FunctionPlan* makePlan(LuaContext& context, const Reflection::IFunction& functio
         ++scriptIndex;
     }
     plan->scriptCount = scriptIndex;
+    plan->reusableArguments.reserve(count);
+    for (uint32_t index = 0; index < count; ++index)
+    {
+        plan->reusableArguments.emplace_back(entt::meta_ctx_arg, Reflection::context());
+    }
     plan->requiredCount = scriptIndex;
     while (plan->requiredCount > 0 && function.getDefaultArgument(plan->requiredCount - 1))
     {
@@ -231,16 +353,8 @@ int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan&
     }
 
     const uint32_t count = static_cast<uint32_t>(plan.arguments.size());
-    std::array<entt::meta_any, INLINE_ARGUMENTS> inlineArguments;
-    std::vector<entt::meta_any> heapArguments;
-    entt::meta_any* arguments = inlineArguments.data();
-    if (count > INLINE_ARGUMENTS)
-    {
-        heapArguments.resize(count);
-        arguments = heapArguments.data();
-    }
+    CallArguments arguments(plan);
 
-    ConversionFailure failure;
     for (uint32_t index = 0; index < count; ++index)
     {
         const FunctionPlan::Argument& argument = plan.arguments[index];
@@ -254,14 +368,13 @@ int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan&
             continue;
         }
         const int position = first + static_cast<int>(argument.detailsIndex);
-        const bool absent = argument.detailsIndex >= given || lua_isnil(state, position);
-        const entt::meta_any& defaultValue = function.getDefaultArgument(argument.detailsIndex);
-        if (absent && defaultValue)
+        if (argument.hasDefault && (argument.detailsIndex >= given || lua_isnil(state, position)))
         {
-            value = defaultValue;
+            value = function.getDefaultArgument(argument.detailsIndex);
         }
-        else
+        else if (argument.primitive == Primitive::None || !primitiveFast(state, position, argument.primitive, value))
         {
+            ConversionFailure failure;
             const bool converted = argument.primitive != Primitive::None
                                        ? primitiveToNative(state, position, argument.primitive, value, failure)
                                        : toNative(context, state, position, argument.type, value, failure);
@@ -276,13 +389,13 @@ int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan&
                     failureToError(failure, argumentSubject(plan, argument), static_cast<int32_t>(index)));
             }
         }
-        if (!function.validateArgument(value, argument.detailsIndex))
+        if (!argument.boundsOfTypeOnly && !function.validateArgument(value, argument.detailsIndex))
         {
             return pushFailure(context, state, refusedArgument(plan, argument, index, value));
         }
     }
 
-    entt::meta_any result = function.call(std::move(instance), arguments, count);
+    entt::meta_any result = function.call(std::move(instance), arguments.data(), count);
     if (!result)
     {
         return pushFailure(context, state,

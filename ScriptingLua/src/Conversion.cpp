@@ -246,7 +246,6 @@ bool primitiveToNative(lua_State* state, int index, Primitive primitive, entt::m
             }
             value = static_cast<lua_Integer>(number);
         }
-        failure.expected = primitiveName(primitive);
         switch (primitive)
         {
         case Primitive::Int8:
@@ -274,6 +273,118 @@ bool primitiveToNative(lua_State* state, int index, Primitive primitive, entt::m
     failure.kind = ConversionFailure::Kind::TypeMismatch;
     failure.expected = primitiveName(primitive);
     failure.got = describeValue(state, index);
+    return false;
+}
+
+template <typename T>
+bool integerFast(lua_State* state, int index, entt::meta_any& out)
+{
+    int isInteger = 0;
+    const lua_Integer value = lua_tointegerx(state, index, &isInteger);
+    if (isInteger == 0)
+    {
+        return false;
+    }
+    if constexpr (std::is_signed_v<T>)
+    {
+        if (value < static_cast<lua_Integer>(std::numeric_limits<T>::lowest()) ||
+            value > static_cast<lua_Integer>(std::numeric_limits<T>::max()))
+        {
+            return false;
+        }
+    }
+    else if (value < 0 || static_cast<uint64_t>(value) > std::numeric_limits<T>::max())
+    {
+        return false;
+    }
+    if (T* held = out.try_cast<T>())
+    {
+        *held = static_cast<T>(value);
+    }
+    else
+    {
+        out.emplace<T>(static_cast<T>(value));
+    }
+    return true;
+}
+
+bool primitiveFast(lua_State* state, int index, Primitive primitive, entt::meta_any& out)
+{
+    switch (primitive)
+    {
+    case Primitive::Bool:
+        if (lua_type(state, index) != LUA_TBOOLEAN)
+        {
+            return false;
+        }
+        out.emplace<bool>(lua_toboolean(state, index) != 0);
+        return true;
+    case Primitive::String:
+    {
+        if (lua_type(state, index) != LUA_TSTRING)
+        {
+            return false;
+        }
+        size_t length = 0;
+        const char* text = lua_tolstring(state, index, &length);
+        if (std::string* held = out.try_cast<std::string>())
+        {
+            held->assign(text, length);
+        }
+        else
+        {
+            out.emplace<std::string>(text, length);
+        }
+        return true;
+    }
+    case Primitive::Double:
+    case Primitive::Float:
+    {
+        // As Lua's own functions take numbers: a string that reads as a number is one.
+        int isNumber = 0;
+        const double number = lua_tonumberx(state, index, &isNumber);
+        if (isNumber == 0)
+        {
+            return false;
+        }
+        if (primitive == Primitive::Double)
+        {
+            if (double* held = out.try_cast<double>())
+            {
+                *held = number;
+            }
+            else
+            {
+                out.emplace<double>(number);
+            }
+            return true;
+        }
+        if (std::isfinite(number) && std::fabs(number) > static_cast<double>(FLT_MAX))
+        {
+            return false;
+        }
+        out.emplace<float>(static_cast<float>(number));
+        return true;
+    }
+    case Primitive::Int8:
+        return integerFast<int8_t>(state, index, out);
+    case Primitive::UInt8:
+        return integerFast<uint8_t>(state, index, out);
+    case Primitive::Int16:
+        return integerFast<int16_t>(state, index, out);
+    case Primitive::UInt16:
+        return integerFast<uint16_t>(state, index, out);
+    case Primitive::Int32:
+        return integerFast<int32_t>(state, index, out);
+    case Primitive::UInt32:
+        return integerFast<uint32_t>(state, index, out);
+    case Primitive::Int64:
+        return integerFast<int64_t>(state, index, out);
+    case Primitive::UInt64:
+        return integerFast<uint64_t>(state, index, out);
+    case Primitive::None:
+        break;
+    }
     return false;
 }
 

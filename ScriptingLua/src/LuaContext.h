@@ -77,6 +77,11 @@ struct FunctionPlan
         uint32_t detailsIndex = 0;
         // The described argument, for its name; null past the described ones.
         const ArgumentBinding* binding = nullptr;
+        // The argument's bounds are those of its type, which the conversion enforces already: asking the
+        // callable could only answer yes.
+        bool boundsOfTypeOnly = false;
+        // Nil or a missing script value takes the default.
+        bool hasDefault = false;
     };
 
     const Reflection::IFunction* function = nullptr;
@@ -91,6 +96,11 @@ struct FunctionPlan
     bool returnsVoid = false;
     // Conditions that the runtime does not offer: the function's own, or its class's. Empty when callable.
     std::vector<std::string> missingConditions;
+    // Argument anys kept from one call to the next, so that numbers are written into anys that hold their
+    // type already. A call that finds them taken, one made from within a call of the same function, makes
+    // anys of its own.
+    mutable std::vector<entt::meta_any> reusableArguments;
+    mutable bool reusableInUse = false;
 };
 
 struct PropertyInfo
@@ -267,7 +277,7 @@ public:
     ~NativeCallScope()
     {
         mContext.current = mPrevious;
-        if (--mContext.nativeDepth == 0)
+        if (--mContext.nativeDepth == 0 && (!mContext.pendingReleases.empty() || !mContext.pendingUnreferences.empty()))
         {
             mContext.drainPending(mState);
         }
@@ -332,6 +342,8 @@ bool toNative(LuaContext& context, lua_State* state, int index, const entt::meta
 bool primitiveToNative(lua_State* state, int index, Primitive primitive, entt::meta_any& out,
                        ConversionFailure& failure);
 void pushPrimitive(lua_State* state, Primitive primitive, const entt::meta_any& value);
+// The common case of a primitive that converts; false leaves the failure to primitiveToNative.
+bool primitiveFast(lua_State* state, int index, Primitive primitive, entt::meta_any& out);
 
 enum class PushStatus : uint8_t
 {

@@ -73,6 +73,27 @@ int safeCollectGarbage(lua_State* state)
     return luaL_error(state, "collectgarbage option '%s' is not available", option);
 }
 
+// Finalizers of scripts would run whenever the collector runs, also in the middle of a native call, where
+// neither the memory limit nor a failure may interrupt. Lua marks an object for finalization only when its
+// metatable has __gc at the time it is set, so refusing such metatables here is enough.
+int safeSetMetatable(lua_State* state)
+{
+    if (lua_type(state, 2) == LUA_TTABLE)
+    {
+        lua_pushliteral(state, "__gc");
+        const bool finalizer = lua_rawget(state, 2) != LUA_TNIL;
+        lua_pop(state, 1);
+        if (finalizer)
+        {
+            return luaL_error(state, "finalizers (__gc) are not available to scripts");
+        }
+    }
+    lua_pushvalue(state, lua_upvalueindex(1));
+    lua_insert(state, 1);
+    lua_call(state, lua_gettop(state) - 1, 1);
+    return 1;
+}
+
 int print(lua_State* state)
 {
     const int count = lua_gettop(state);
@@ -209,6 +230,9 @@ void openSandbox(LuaContext& context, lua_State* state)
     lua_setfield(state, -2, "dump");
     lua_pop(state, 1);
 
+    lua_getglobal(state, "setmetatable");
+    lua_pushcclosure(state, &safeSetMetatable, 1);
+    lua_setglobal(state, "setmetatable");
     setGlobalFunction(state, "load", &safeLoad);
     setGlobalFunction(state, "collectgarbage", &safeCollectGarbage);
     setGlobalFunction(state, "print", &print);

@@ -375,7 +375,12 @@ bool toScriptValue(LuaContext& context, lua_State* state, int index, const entt:
         UnlimitedMemory unlimited(context);
         lua_getfield(state, LUA_REGISTRYINDEX, MAKE_GENERATOR_KEY);
         lua_pushvalue(state, index);
-        lua_call(state, 1, 1);
+        // Protected: the watchdog may stop any Lua code, and this frame holds native objects.
+        if (lua_pcall(state, 1, 1, 0) != LUA_OK)
+        {
+            lua_pop(state, 1);
+            return refuse(failure, "generator function or coroutine", state, index);
+        }
         StrongObjectHandle handle = makeScriptObject<ClosureType>(context, state, -1);
         lua_pop(state, 1);
         out = entt::meta_any{Reflection::context(), GeneratorAny(runtime, context.id, context.scope, handle)};
@@ -581,7 +586,11 @@ std::optional<PromiseAny> LuaRuntime::createPromise(ContextId contextId)
     internal::UnlimitedMemory unlimited(*context);
     lua_rawgeti(state, LUA_REGISTRYINDEX, context->promiseClassRef);
     lua_getfield(state, -1, "new");
-    lua_call(state, 0, 1);
+    if (lua_pcall(state, 0, 1, 0) != LUA_OK)
+    {
+        lua_pop(state, 2);
+        return std::nullopt;
+    }
     StrongObjectHandle handle = internal::makeScriptObject<internal::ScriptObjectType>(*context, state, -1);
     lua_pop(state, 2);
     return PromiseAny(this, contextId, context->scope, handle);

@@ -66,6 +66,13 @@ TEST_F(LuaSandboxTest, CollectorCannotBeStopped)
     EXPECT_EQ(integer(run("collectgarbage() return collectgarbage('count') > 0 and 1 or 0")), 1);
 }
 
+TEST_F(LuaSandboxTest, FinalizersAreRefused)
+{
+    EXPECT_THAT(errorText(run("setmetatable({}, {__gc = function() end})")),
+                HasSubstr("finalizers (__gc) are not available to scripts"));
+    EXPECT_EQ(integer(run("local t = setmetatable({}, {__index = function() return 5 end}) return t.x")), 5);
+}
+
 TEST_F(LuaSandboxTest, PrintGoesToTheHandler)
 {
     std::vector<std::string> lines;

@@ -224,14 +224,20 @@ void TestClassData::notifyTestEvent(const void* event)
 void TestClassData::getSharedData(CreateTestClassFunction create, std::shared_ptr<void>& out)
 {
     std::unique_ptr<TestClassBase> instance;
-    create(instance);
+    if (create != nullptr)
+    {
+        create(instance);
+    }
     out = instance ? instance->createSharedData() : nullptr;
 }
 
 void TestClassData::getSharedDataForClass(CreateTestClassFunction create, std::shared_ptr<void>& out)
 {
     std::unique_ptr<TestClassBase> instance;
-    create(instance);
+    if (create != nullptr)
+    {
+        create(instance);
+    }
     out = instance ? instance->createSharedDataForClass() : nullptr;
 }
 } // namespace ZentaryUnitTest

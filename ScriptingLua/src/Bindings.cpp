@@ -484,6 +484,11 @@ int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& prop
             return pushFailure(context, state, Error(property.displayName + " could not be read"));
         }
         UnlimitedMemory unlimited(context);
+        if (property.primitive != Primitive::None && primitiveOf(value.type()) == property.primitive)
+        {
+            pushPrimitive(state, property.primitive, value);
+            return 1;
+        }
         std::string reason;
         switch (pushNative(context, state, value, reason))
         {
@@ -796,7 +801,7 @@ const ClassInfo* classOfType(const LuaContext& context, entt::meta_type type)
     // A type that no module binds is seen as its nearest bound base, if any.
     for (int level = 0; level < 16 && type; ++level)
     {
-        if (const auto found = context.classByType.find(type.id()); found != context.classByType.end())
+        if (const auto found = context.classByType.find(type.info().hash()); found != context.classByType.end())
         {
             return found->second;
         }
@@ -837,7 +842,7 @@ void planBindings(LuaContext& context)
             current.type = binding.type;
             if (binding.baseType)
             {
-                if (const auto base = context.classByType.find(binding.baseType.id());
+                if (const auto base = context.classByType.find(binding.baseType.info().hash());
                     base != context.classByType.end())
                 {
                     current.base = base->second;
@@ -859,9 +864,10 @@ void planBindings(LuaContext& context)
             }
             for (const PropertyBinding& property : binding.properties)
             {
-                current.properties.push_back(PropertyInfo{&property, binding.name + "." + property.name});
+                current.properties.push_back(PropertyInfo{&property, binding.name + "." + property.name,
+                                                          primitiveOf(property.getter->getType())});
             }
-            context.classByType.emplace(binding.type.id(), &current);
+            context.classByType.emplace(binding.type.info().hash(), &current);
             info.classes.push_back(&current);
             context.classes.push_back(std::move(classInfo));
         }
@@ -876,7 +882,7 @@ void planBindings(LuaContext& context)
                 const entt::meta_any number = value.value.allow_cast<int64_t>();
                 enumInfo.values.emplace_back(number ? number.cast<int64_t>() : 0, &value);
             }
-            context.enumByType.emplace(binding.type.id(), std::move(enumInfo));
+            context.enumByType.emplace(binding.type.info().hash(), std::move(enumInfo));
         }
         for (const InterfaceBinding& binding : module.interfaceBindings)
         {
@@ -886,11 +892,11 @@ void planBindings(LuaContext& context)
             {
                 interfaceInfo.properties.emplace(property.name, &property);
             }
-            context.interfaceByType.emplace(binding.type.id(), std::move(interfaceInfo));
+            context.interfaceByType.emplace(binding.type.info().hash(), std::move(interfaceInfo));
         }
         for (const ErrorBinding& binding : module.errorBindings)
         {
-            context.errorByType.emplace(binding.type.id(), &binding);
+            context.errorByType.emplace(binding.type.info().hash(), &binding);
         }
         for (const FunctionBinding& function : module.functionBindings)
         {
@@ -1010,7 +1016,7 @@ int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module)
     }
     for (const EnumBinding& enumBinding : binding.enumBindings)
     {
-        pushEnumTable(state, context.enumByType.at(enumBinding.type.id()));
+        pushEnumTable(state, context.enumByType.at(enumBinding.type.info().hash()));
         lua_setfield(state, -2, enumBinding.name.c_str());
     }
     for (const InterfaceBinding& interfaceBinding : binding.interfaceBindings)

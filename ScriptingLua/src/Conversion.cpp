@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <array>
 #include <cfloat>
 #include <cmath>
 #include <limits>
@@ -63,14 +64,14 @@ void registerBuiltInValueTypes()
 const SequenceAdapter* findSequence(const entt::meta_type& type)
 {
     const auto& adapters = sequenceAdapters();
-    const auto found = adapters.find(type.id());
+    const auto found = adapters.find(type.info().hash());
     return found != adapters.end() ? &found->second : nullptr;
 }
 
 const OptionalAdapter* findOptional(const entt::meta_type& type)
 {
     const auto& adapters = optionalAdapters();
-    const auto found = adapters.find(type.id());
+    const auto found = adapters.find(type.info().hash());
     return found != adapters.end() ? &found->second : nullptr;
 }
 
@@ -102,32 +103,36 @@ bool isErrorType(const entt::meta_type& type)
     return type == sError || Reflection::HasBaseType(sError, type);
 }
 
+// Few enough for a scan to beat a hash map.
 struct PrimitiveTable
 {
-    std::unordered_map<entt::id_type, Primitive> byId;
+    std::array<std::pair<entt::id_type, Primitive>, 14> entries{};
+    size_t size = 0;
 
     template <typename T>
     void add(Primitive primitive)
     {
-        byId.emplace(Reflection::resolve<T>().id(), primitive);
+        entries[size++] = {Reflection::resolve<T>().info().hash(), primitive};
     }
 
     PrimitiveTable()
     {
+        add<int32_t>(Primitive::Int32);
+        add<double>(Primitive::Double);
+        add<float>(Primitive::Float);
         add<bool>(Primitive::Bool);
+        add<std::string>(Primitive::String);
+        add<int64_t>(Primitive::Int64);
+        add<uint32_t>(Primitive::UInt32);
+        add<uint64_t>(Primitive::UInt64);
         add<int8_t>(Primitive::Int8);
         add<uint8_t>(Primitive::UInt8);
         add<int16_t>(Primitive::Int16);
         add<uint16_t>(Primitive::UInt16);
-        add<int32_t>(Primitive::Int32);
-        add<uint32_t>(Primitive::UInt32);
-        add<long>(sizeof(long) == 8 ? Primitive::Int64 : Primitive::Int32);
-        add<unsigned long>(sizeof(long) == 8 ? Primitive::UInt64 : Primitive::UInt32);
-        add<long long>(Primitive::Int64);
-        add<unsigned long long>(Primitive::UInt64);
-        add<float>(Primitive::Float);
-        add<double>(Primitive::Double);
-        add<std::string>(Primitive::String);
+        // The other spelling of the 64-bit integers on this platform.
+        add<std::conditional_t<std::is_same_v<int64_t, long>, long long, long>>(Primitive::Int64);
+        add<std::conditional_t<std::is_same_v<uint64_t, unsigned long>, unsigned long long, unsigned long>>(
+            Primitive::UInt64);
     }
 };
 
@@ -812,20 +817,35 @@ PushStatus pushInterface(LuaContext& context, lua_State* state, const InterfaceI
 
 void addSequenceAdapter(const entt::meta_type& type, const SequenceAdapter& adapter)
 {
-    sequenceAdapters().insert_or_assign(type.id(), adapter);
+    sequenceAdapters().insert_or_assign(type.info().hash(), adapter);
 }
 
 void addOptionalAdapter(const entt::meta_type& type, const OptionalAdapter& adapter)
 {
-    optionalAdapters().insert_or_assign(type.id(), adapter);
+    optionalAdapters().insert_or_assign(type.info().hash(), adapter);
 }
 
 Primitive primitiveOf(const entt::meta_type& type)
 {
     static const PrimitiveTable sTable;
+    if (!type)
+    {
+        return Primitive::None;
+    }
+    const entt::id_type id = type.info().hash();
+    for (size_t index = 0; index < sTable.size; ++index)
+    {
+        if (sTable.entries[index].first == id)
+        {
+            return sTable.entries[index].second;
+        }
+    }
+    return Primitive::None;
+}
+
+void registerBuiltInTypes()
+{
     registerBuiltInValueTypes();
-    const auto found = sTable.byId.find(type.id());
-    return found != sTable.byId.end() ? found->second : Primitive::None;
 }
 
 const char* primitiveName(Primitive primitive)
@@ -872,15 +892,15 @@ std::string describeType(const LuaContext& context, const entt::meta_type& type)
     {
         return primitiveName(primitive);
     }
-    if (const auto found = context.classByType.find(type.id()); found != context.classByType.end())
+    if (const auto found = context.classByType.find(type.info().hash()); found != context.classByType.end())
     {
         return found->second->binding->name;
     }
-    if (const auto found = context.enumByType.find(type.id()); found != context.enumByType.end())
+    if (const auto found = context.enumByType.find(type.info().hash()); found != context.enumByType.end())
     {
         return found->second.binding->name;
     }
-    if (const auto found = context.interfaceByType.find(type.id()); found != context.interfaceByType.end())
+    if (const auto found = context.interfaceByType.find(type.info().hash()); found != context.interfaceByType.end())
     {
         return found->second.binding->name;
     }
@@ -975,11 +995,11 @@ bool toNative(LuaContext& context, lua_State* state, int index, const entt::meta
     {
         return optionalToNative(context, state, index, type, out, failure, depth);
     }
-    if (const auto found = context.enumByType.find(type.id()); found != context.enumByType.end())
+    if (const auto found = context.enumByType.find(type.info().hash()); found != context.enumByType.end())
     {
         return enumToNative(found->second, state, index, out, failure);
     }
-    if (const auto found = context.interfaceByType.find(type.id()); found != context.interfaceByType.end())
+    if (const auto found = context.interfaceByType.find(type.info().hash()); found != context.interfaceByType.end())
     {
         return interfaceToNative(context, state, index, found->second, out, failure, depth);
     }
@@ -1071,7 +1091,7 @@ PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_an
         pushError(context, state, std::move(error));
         return PushStatus::Ok;
     }
-    if (const auto found = context.enumByType.find(type.id()); found != context.enumByType.end())
+    if (const auto found = context.enumByType.find(type.info().hash()); found != context.enumByType.end())
     {
         pushEnum(state, found->second, value);
         return PushStatus::Ok;
@@ -1091,7 +1111,7 @@ PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_an
     {
         return PushStatus::Ok;
     }
-    if (const auto found = context.interfaceByType.find(type.id()); found != context.interfaceByType.end())
+    if (const auto found = context.interfaceByType.find(type.info().hash()); found != context.interfaceByType.end())
     {
         return pushInterface(context, state, found->second, value, failure, depth);
     }
@@ -1102,7 +1122,7 @@ PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_an
         failure = fmt::format("a {} cannot be copied into a script value", describeType(context, type));
         return PushStatus::Failed;
     }
-    const auto found = context.classByType.find(type.id());
+    const auto found = context.classByType.find(type.info().hash());
     pushValueBox(context, state, std::move(copy), found != context.classByType.end() ? found->second : nullptr);
     return PushStatus::Ok;
 }

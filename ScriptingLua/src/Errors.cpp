@@ -52,7 +52,8 @@ int errorIndex(lua_State* state)
         return 1;
     }
     // The fields a module version shows of the error's type.
-    if (const auto found = context.errorByType.find(box->error.type().id()); found != context.errorByType.end())
+    if (const auto found = context.errorByType.find(box->error.type().info().hash());
+        found != context.errorByType.end())
     {
         for (const PropertyBinding& property : found->second->properties)
         {
@@ -222,8 +223,11 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
     {
         // A new entry from native code: a fresh budget for the watchdog.
         context.instructionsUsed = 0;
-        context.runStart = std::chrono::steady_clock::now();
         context.watchdogTripped = false;
+        if (context.watchdogArmed)
+        {
+            context.runStart = std::chrono::steady_clock::now();
+        }
     }
     const int status = lua_pcall(state, argumentCount, resultCount, base);
     lua_remove(state, base);

@@ -41,6 +41,8 @@ enum class Primitive : uint8_t
 };
 
 Primitive primitiveOf(const entt::meta_type& type);
+// The vectors and optionals of primitives; before any context converts anything.
+void registerBuiltInTypes();
 const char* primitiveName(Primitive primitive);
 
 // The native arguments that the runtime fills from the context.
@@ -107,6 +109,8 @@ struct PropertyInfo
 {
     const PropertyBinding* binding = nullptr;
     std::string displayName;
+    // Of the value the getter hands out.
+    Primitive primitive = Primitive::None;
 };
 
 struct ClassInfo
@@ -219,6 +223,7 @@ struct LuaContext
     std::vector<std::unique_ptr<FunctionPlan>> plans;
     std::vector<std::unique_ptr<ClassInfo>> classes;
     std::vector<ModuleInfo> modules;
+    // Keyed by the type's hash, which the meta type holds without a lookup.
     std::unordered_map<entt::id_type, ClassInfo*> classByType;
     std::unordered_map<entt::id_type, EnumInfo> enumByType;
     std::unordered_map<entt::id_type, InterfaceInfo> interfaceByType;

@@ -146,6 +146,7 @@ using internal::LuaContext;
 LuaRuntime::LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings settings)
     : mRegistryManager(&registryManager), mSettings(std::move(settings))
 {
+    internal::registerBuiltInTypes();
     // Error values read their name and message through Error whatever their own type is.
     entt::meta_ctx& context = Reflection::context();
     entt::meta<EngineError>(context).base<Error>();

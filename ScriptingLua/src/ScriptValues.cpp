@@ -10,6 +10,7 @@
 
 #include <cstring>
 #include <limits>
+#include <typeinfo>
 
 namespace Scripting::Lua
 {
@@ -489,13 +490,13 @@ void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle han
         lua_pushnil(state);
         return;
     }
-    const auto* reference = dynamic_cast<const LuaReference*>(registry->getScriptRef(handle));
-    if (reference == nullptr)
+    const IScriptRef* scriptRef = registry->getScriptRef(handle);
+    if (scriptRef == nullptr || typeid(*scriptRef) != typeid(LuaReference))
     {
         lua_pushnil(state);
         return;
     }
-    lua_rawgeti(state, LUA_REGISTRYINDEX, reference->reference());
+    lua_rawgeti(state, LUA_REGISTRYINDEX, static_cast<const LuaReference*>(scriptRef)->reference());
 }
 } // namespace internal
 
@@ -559,7 +560,12 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
         internal::ConversionFailure failure;
         const bool converted = internal::toNative(*context, state, -1, returnType, value, failure);
         lua_pop(state, 1);
-        if (converted)
+        if (converted && internal::primitiveOf(returnType) != internal::Primitive::None)
+        {
+            // A number or a string is no error object: the check of makeResultFromAny can be spared.
+            result.any() = std::move(value);
+        }
+        else if (converted)
         {
             result = ResultAny::makeResultFromAny(std::move(value));
         }

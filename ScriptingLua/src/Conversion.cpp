@@ -75,13 +75,6 @@ const OptionalAdapter* findOptional(const entt::meta_type& type)
     return found != adapters.end() ? &found->second : nullptr;
 }
 
-template <template <typename...> class Template>
-bool isSpecializationOf(const entt::meta_type& type)
-{
-    static const entt::meta_type sTag = Reflection::resolve<entt::meta_class_template_tag<Template>>();
-    return type.is_template_specialization() && type.template_type() == sTag;
-}
-
 // A Result<T, ...> and a Result_deprecated<T> hold one ResultAny and nothing else, at the start of the object.
 const ResultAny* resultInside(const entt::meta_any& value)
 {

@@ -6,6 +6,9 @@
 #include "Scripting/Lua/LuaValueTypes.h"
 #include "Scripting/Reflection/IFunction.h"
 #include "Scripting/Reflection/IProperty.h"
+#include "Scripting/Reflection/Reflection.h"
+
+#include <entt/meta/template.hpp>
 
 #include <lua.hpp>
 
@@ -39,6 +42,14 @@ enum class Primitive : uint8_t
     Double,
     String,
 };
+
+// Whether `type` is a `Template<...>`, as the meta system knows class templates.
+template <template <typename...> class Template>
+bool isSpecializationOf(const entt::meta_type& type)
+{
+    static const entt::meta_type sTag = Reflection::resolve<entt::meta_class_template_tag<Template>>();
+    return type.is_template_specialization() && type.template_type() == sTag;
+}
 
 Primitive primitiveOf(const entt::meta_type& type);
 // The vectors and optionals of primitives; before any context converts anything.

@@ -128,13 +128,6 @@ return Promise, makeGenerator
 
 constexpr const char* MAKE_GENERATOR_KEY = "Scripting.makeGenerator";
 
-template <template <typename...> class Template>
-bool isSpecializationOf(const entt::meta_type& type)
-{
-    static const entt::meta_type sTag = Reflection::resolve<entt::meta_class_template_tag<Template>>();
-    return type.is_template_specialization() && type.template_type() == sTag;
-}
-
 bool isClosureType(const entt::meta_type& type)
 {
     return type == Reflection::resolve<ClosureAny>() || isSpecializationOf<Closure>(type);
@@ -604,8 +597,7 @@ std::optional<PromiseAny> LuaRuntime::createPromise(ContextId contextId)
 
 namespace
 {
-ResultAny settlePromise(LuaRuntime& runtime, LuaContext* context, ObjectHandle promise, const entt::meta_any& value,
-                        const char* method)
+ResultAny settlePromise(LuaContext* context, ObjectHandle promise, const entt::meta_any& value, const char* method)
 {
     if (context == nullptr)
     {
@@ -647,19 +639,18 @@ ResultAny settlePromise(LuaRuntime& runtime, LuaContext* context, ObjectHandle p
     {
         context->drainPending(state);
     }
-    (void)runtime;
     return settled ? ResultAny() : ResultAny(Error("The promise was settled already"));
 }
 } // namespace
 
 ResultAny LuaRuntime::resolvePromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value)
 {
-    return settlePromise(*this, _getContext(contextId), promise, value, "resolve");
+    return settlePromise(_getContext(contextId), promise, value, "resolve");
 }
 
 ResultAny LuaRuntime::rejectPromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value)
 {
-    return settlePromise(*this, _getContext(contextId), promise, value, "reject");
+    return settlePromise(_getContext(contextId), promise, value, "reject");
 }
 
 FutureState LuaRuntime::getFutureState(ContextId contextId, ObjectHandle future)

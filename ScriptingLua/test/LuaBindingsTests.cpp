@@ -266,6 +266,23 @@ TEST_F(LuaBindingsTest, CollectedValuesReleaseTheirObjects)
     EXPECT_EQ(Counter::sAlive, before);
 }
 
+TEST_F(LuaBindingsTest, CollectionDuringANativeCallReleasesAfterIt)
+{
+    // A release could destroy objects and move others in their storage under the call's feet, so what the
+    // collector frees while a native call runs is released when the call returns.
+    const ResultAny result = run(R"(
+        local zoo = require('@test/zoo')
+        local before = zoo.aliveCounters()
+        local held = {}
+        for i = 1, 5 do held[i] = zoo.Counter(i) end
+        local during
+        zoo.callTwice(function(x) held = nil collectgarbage() during = zoo.aliveCounters() return x end, 1)
+        collectgarbage()
+        return (during - before) * 10 + (zoo.aliveCounters() - before)
+    )");
+    EXPECT_EQ(integer(result), 50) << errorText(result);
+}
+
 TEST_F(LuaBindingsTest, ContextTeardownDestroysObjectsScriptsHold)
 {
     const int before = Counter::sAlive;

@@ -266,6 +266,24 @@ int pushFailure(LuaContext& context, lua_State* state, ResultAny&& error)
     return -1;
 }
 
+// Pushes a native value a call or a property read gave; one that does not convert is an error naming where it
+// came from (`what` is "returned" or "holds").
+int pushNativeOrFail(LuaContext& context, lua_State* state, const entt::meta_any& value, const std::string& displayName,
+                     const char* what)
+{
+    std::string reason;
+    switch (pushNative(context, state, value, reason))
+    {
+    case PushStatus::Ok:
+        return 1;
+    case PushStatus::RaisedError:
+        return -1;
+    case PushStatus::Failed:
+        break;
+    }
+    return pushFailure(context, state, Error(fmt::format("{} {} {}", displayName, what, reason)));
+}
+
 bool fillInjected(LuaContext& context, Injected kind, entt::meta_any& out)
 {
     entt::meta_ctx& metaContext = Reflection::context();
@@ -411,17 +429,7 @@ int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan&
         pushPrimitive(state, plan.returnPrimitive, result);
         return 1;
     }
-    std::string reason;
-    switch (pushNative(context, state, result, reason))
-    {
-    case PushStatus::Ok:
-        return 1;
-    case PushStatus::RaisedError:
-        return -1;
-    case PushStatus::Failed:
-        break;
-    }
-    return pushFailure(context, state, Error(fmt::format("{} returned {}", plan.displayName, reason)));
+    return pushNativeOrFail(context, state, result, plan.displayName, "returned");
 }
 
 int invoke(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
@@ -489,17 +497,7 @@ int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& prop
             pushPrimitive(state, property.primitive, value);
             return 1;
         }
-        std::string reason;
-        switch (pushNative(context, state, value, reason))
-        {
-        case PushStatus::Ok:
-            return 1;
-        case PushStatus::RaisedError:
-            return -1;
-        case PushStatus::Failed:
-            break;
-        }
-        return pushFailure(context, state, Error(fmt::format("{} holds {}", property.displayName, reason)));
+        return pushNativeOrFail(context, state, value, property.displayName, "holds");
     }
     catch (const std::exception& exception)
     {

@@ -1,3 +1,4 @@
+cmake_minimum_required(VERSION 3.25)
 # What the consumer checks share: running a step and stopping with its output when it fails.
 foreach(var SOURCE_DIR BUILD_DIR WORK_DIR GENERATOR CXX_COMPILER)
     if(NOT DEFINED ${var})

@@ -38,11 +38,26 @@ expect_in("${output}" "contracthost: 2 passed, 0 failed" "the contract test")
 # A case that calls exit(0) fails its own test, and the per-case tests still run the cases after it; the
 # per-class test, which cannot run them, fails.
 run("the tests of a case that exits" 8 output COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${consumer} -L exits)
-foreach(row "ConsumerExitTests.Consumer_ExitTests ;Failed" "ConsumerExitTests.Consumer_ExitTests.Exits ;Failed"
-            "ConsumerExitTests.Consumer_ExitTests.Before ;Passed"
-            "ConsumerExitTests.Consumer_ExitTests.After ;Passed")
+foreach(row "ConsumerEdgeTests.Consumer_ExitTests ;Failed" "ConsumerEdgeTests.Consumer_ExitTests.Exits ;Failed"
+            "ConsumerEdgeTests.Consumer_ExitTests.Before ;Passed"
+            "ConsumerEdgeTests.Consumer_ExitTests.After ;Passed")
     list(GET row 0 test)
     list(GET row 1 outcome)
     expect_in("${output}" "Test +#[0-9]+: ${test}[.]*[ *]*${outcome}" "the tests of a case that exits")
 endforeach()
 expect_in("${output}" "50% tests passed, 2 tests failed out of 4" "the tests of a case that exits")
+
+# A generated case whose name holds '-', ':', '*' or '?' gets a test that runs that case and no other.
+run("the tests of generated cases with odd names" 0 output
+    COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${consumer} -L odd_names -V)
+foreach(name with-dash with:colon with[*]star with[?]mark)
+    expect_in("${output}" "Test +#[0-9]+: ConsumerEdgeTests.Consumer_GeneratedTests.${name} [.]*[ *]*Passed"
+              "the tests of generated cases with odd names")
+endforeach()
+# Five tests per case and one for the class, each of which ran one case or the class's five.
+expect_in("${output}" "100% tests passed, 0 tests failed out of 6" "the tests of generated cases with odd names")
+string(REGEX MATCHALL "\n[0-9]+: 1 passed, 0 failed" single "${output}")
+list(LENGTH single singles)
+if(NOT singles EQUAL 5)
+    message(FATAL_ERROR "expected five tests that ran one case each, found ${singles}:\n${output}")
+endif()

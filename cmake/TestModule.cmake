@@ -44,7 +44,10 @@ endfunction()
 #
 # After the module is built, asks the host for its classes and cases (--list --format json) and makes a test
 # "<prefix><class>" that runs the class (--filter "<class>.*"), or "<prefix><class>.<case>" for a case, labelled
-# with its tags but its own name: the class's for a class, the class's and the case's for a case.
+# with its tags but its own name: the class's for a class, the class's and the case's for a case. A test per case
+# runs its case in a host of its own, so a case that ends the process takes no other case with it; a test fails
+# when the host reports that a case called exit. The function may be called again for the same module, with
+# another PER, SELECT or TEST_PREFIX.
 function(zut_discover_tests module)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "PER;HOST;TEST_PREFIX;DISCOVERY_TIMEOUT"
                           "SELECT;EXTRA_ARGS;PROPERTIES")

@@ -14,7 +14,7 @@ run("the consumer's program" 0 output COMMAND ${consumer}/consumer_version)
 expect_in("${output}" "^1.2.3\n$" "the consumer's program")
 if(LUA)
     run("the consumer's Lua program" 0 output
-        COMMAND ${consumer}/consumer_lua "local t = {} for i = 1, 6 do t[#t + 1] = i * 7 end return t[#t]")
+        COMMAND ${consumer}/consumer_lua "${SCRIPT}")
     expect_in("${output}" "^42\n$" "the consumer's Lua program")
     # A script's error comes back as a value the program reports.
     run("the consumer's Lua program on a failing script" 1 output COMMAND ${consumer}/consumer_lua "error('broken')")

@@ -6,6 +6,13 @@ foreach(var SOURCE_DIR BUILD_DIR WORK_DIR GENERATOR CXX_COMPILER)
     endif()
 endforeach()
 
+# What the Lua programs of the consumers run: a class and a function of the program's own module, and Lua.
+set(SCRIPT "local native = require('@consumer/native')
+local counter = native.Counter.new()
+local t = {}
+for i = 1, 3 do t[#t + 1] = i end
+return native.twice(counter:add(#t * 7))")
+
 # run(<what> <expected exit code> <output variable> COMMAND <command>...)
 function(run what expected outputVariable)
     cmake_parse_arguments(PARSE_ARGV 3 arg "" "WORKING_DIRECTORY" "COMMAND")

@@ -1,11 +1,38 @@
-// A program on the Lua runtime: runs the script its argument holds and prints the integer it returns.
+// A program on the Lua runtime: runs the script its argument holds, with a module of this program's own types
+// ("@consumer/native"), and prints the integer the script returns. The types are registered here and used by the
+// library's code, which is what a shared build's symbol visibility must allow.
 #include "Scripting/BindingFactory/CommonModuleFactory.h"
+#include "Scripting/BindingFactory/GenericModuleBindingFactory.h"
+#include "Scripting/BindingType/ClassBindingBuilder.h"
 #include "Scripting/Lua/LuaRuntime.h"
 #include "Scripting/ScriptEngine/ScriptEngine.h"
 
 #include <cstdio>
 
 using namespace Scripting;
+
+namespace
+{
+const quv::UUID NATIVE_UUID{0x0fedcba987654321ull, 0x123456789abcdef0ull};
+
+struct Counter
+{
+    int value = 0;
+    int add(int amount) { return value += amount; }
+};
+
+std::optional<ModuleBinding> describeNative(ModuleBindingBuilder& builder)
+{
+    ClassBindingBuilder<Counter> counter("Counter");
+    counter.function("new", [] { return Counter{}; });
+    counter.property<&Counter::value>("value");
+    counter.method<&Counter::add>("add", ArgumentBindingBuilder<int>("amount"));
+    builder.classBinding(counter.finish());
+    builder.function(
+        "twice", [](int value) { return 2 * value; }, ArgumentBindingBuilder<int>("value"));
+    return builder.build(true, {}, RuntimeConditions{});
+}
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -18,10 +45,17 @@ int main(int argc, char** argv)
     auto runtime = std::make_shared<Lua::LuaRuntime>(engine.getRegistryManager());
     engine.setRuntimeFactory([runtime](const ContextConfig&, const std::vector<ModuleDescriptor>&) { return runtime; });
     engine.addModuleBindingFactory(std::make_unique<CommonModuleFactory>());
+    auto native = std::make_unique<GenericModuleBindingFactory>("@consumer/native", NATIVE_UUID);
+    native->addVersionedModuleBinding(
+        Version(1, 0, 0),
+        [](ModuleBindingBuilder& builder, const std::optional<ContextConfig>&) { return describeNative(builder); },
+        CommonModuleFactory::LATEST_VERSION, {}, false);
+    engine.addModuleBindingFactory(std::move(native));
     const ModuleDescriptor application{"consumer", quv::UUID{0x0123456789abcdefull, 0xfedcba9876543210ull},
                                        Version(1, 0, 0), false};
-    ScriptContextResult made =
-        engine.createScriptingContext(ContextConfig("lua", "", application), application, {}, nullptr, nullptr);
+    ScriptContextResult made = engine.createScriptingContext(
+        ContextConfig("lua", "", application), application,
+        {ModuleDescriptor{"@consumer/native", NATIVE_UUID, Version(1, 0, 0), false}}, nullptr, nullptr);
     if (!made.context.has_value())
     {
         std::fprintf(stderr, "no context: %s\n", made.getErrorText().c_str());

@@ -141,8 +141,8 @@ if(TARGET ScriptingLua)
     list(APPEND _scripting_header_folders ${PROJECT_SOURCE_DIR}/ScriptingLua/include/)
 endif()
 # Everything the install rules copy, for a build that is made only to be installed.
-add_custom_target(installables)
-add_dependencies(installables ${_scripting_installables})
+add_custom_target(scripting_installables)
+add_dependencies(scripting_installables ${_scripting_installables})
 if(SCRIPTING_ENTT STREQUAL "bundled")
     # The subset answers to upstream's target name, in an export of its own so that it keeps that name.
     install(TARGETS EnTT EXPORT ScriptingEnTTTargets)

@@ -19,7 +19,7 @@ run("configuring the shared build" 0 output
     COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${library} -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
             ${launcher} -DCMAKE_BUILD_TYPE= -DBUILD_SHARED_LIBS=ON -DSCRIPTING_BUILD_TESTS=OFF
             -DSCRIPTING_BUILD_BENCHMARKS=OFF -DSCRIPTING_LUA=${LUA})
-run("building the shared build" 0 output COMMAND ${CMAKE_COMMAND} --build ${library} --target installables)
+run("building the shared build" 0 output COMMAND ${CMAKE_COMMAND} --build ${library} --target scripting_installables)
 run("installing the shared build" 0 output COMMAND ${CMAKE_COMMAND} --install ${library} --prefix ${prefix})
 
 set(libraries Scripting ScriptingPlatform ScriptingCoreTestFramework)

@@ -1,5 +1,5 @@
-// Generated cases whose names hold the characters of the host's filter syntax: a test per case must still run
-// exactly that case.
+// Generated cases whose names hold the characters of the host's filter syntax, or close a CMake bracket argument:
+// a test per case must still run exactly that case.
 #include "ZentaryUnitTest/Assert.h"
 #include "ZentaryUnitTest/TestClass.h"
 #include "ZentaryUnitTest/TestClassHolder.h"
@@ -14,7 +14,7 @@ class Consumer_GeneratedTests final : public Consumer_GeneratedTestsBase
     ZUT_TEST(Plain) { Assert::IsTrue(true); }
     ZUT_TEST_GENERATOR(Names)
     {
-        for (const char* name : {"with-dash", "with:colon", "with*star", "with?mark"})
+        for (const char* name : {"with-dash", "with:colon", "with*star", "with?mark", "with]=]bracket"})
         {
             data.addGeneratedTest(name, file, line, TestTags{},
                                   [](gsl::not_null<ZentaryUnitTest::TestClassBase*>) { Assert::IsTrue(true); });

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The TypeScript examples end to end: declarations of both module versions, type checks (one that must fail),
 # compilation with TypeScriptToLua, and each compiled script run beside game.lua with the same output.
-#   check_typescript.sh LUA_GAME_EXAMPLE EXAMPLES_DIR WORK_DIR
+#   check_typescript.sh LUA_GAME_EXAMPLE EXAMPLES_DIR WORK_DIR [ZOO_DECLARATIONS ZOO_SCRIPT]
+# With the last two, a script using every kind of record of the zoo test module is type-checked, compiled and run.
 # Exits 77 (CTest's skip) when node or npm is missing.
 set -euo pipefail
 if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
@@ -13,6 +14,8 @@ example=$(realpath "$1")
 source_dir=$(realpath "$2/ts")
 lua_script=$(realpath "$2/game/game.lua")
 work=$(realpath "$3")
+zoo_tool=${4:+$(realpath "$4")}
+zoo_script=${5:+$(realpath "$5")}
 
 # The packages live in the build tree; npm's cache too, so a second run needs no network.
 npm_dir=$work/npm
@@ -85,6 +88,38 @@ for run in "game_1_0 1.0.0" "game 1.1.0"; do
         diff <(echo "$expected") <(echo "$actual") || true
     fi
 done
+
+# The zoo module holds a record of every kind: its declarations must hold a script that uses each.
+if [ -n "$zoo_tool" ] && [ -n "$zoo_script" ]; then
+    zoo_declarations=$work/zoo-declarations
+    rm -rf "$zoo_declarations"
+    "$zoo_tool" "$zoo_declarations" 2
+    cat >"$work/zoo.tsconfig.json" <<JSON
+{
+    "extends": "$source_dir/tsconfig.json",
+    "compilerOptions": { "rootDir": "$(dirname "$zoo_script")", "outDir": "$work/lua/zoo" },
+    "tstl": { "noResolvePaths": ["@test/zoo", "@zentary/common"] },
+    "include": [],
+    "files": ["$zoo_script", "$source_dir/lua.d.ts", "$zoo_declarations/ts/runtime.d.ts",
+              "$zoo_declarations/ts/test-zoo.d.ts", "$zoo_declarations/ts/zentary-common.d.ts"]
+}
+JSON
+    if "$tstl" -p "$work/zoo.tsconfig.json"; then
+        # The calling conventions the declarations ask TypeScriptToLua for.
+        zoo_lua=$work/lua/zoo/zoo.lua
+        for expected in 'require("@test/zoo")' 'Counter.new(5)' 'Dog.new()' 'Promise.new()' 'Buffer.new(4)' \
+                        'counter:increment(2)' 'Counter.twice(started.value)' 'callTwice(' 'function(value) return value * 2 end'; do
+            grep -qF "$expected" "$zoo_lua" || fail "zoo.lua has no $expected"
+        done
+        if "$zoo_tool" --run "$zoo_lua"; then
+            echo "ok: zoo.ts type-checks, compiles against the zoo's declarations and runs"
+        else
+            fail "the compiled zoo.lua fails"
+        fi
+    else
+        fail "zoo.ts does not compile against the zoo's declarations"
+    fi
+fi
 
 [ "$failures" -eq 0 ] || { echo "$failures check(s) failed"; exit 1; }
 echo "all TypeScript checks passed"

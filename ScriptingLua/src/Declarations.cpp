@@ -673,7 +673,8 @@ private:
         return list.empty() ? list : "Needs the runtime conditions: " + list + ".";
     }
 
-    static std::string propertyNote(const PropertyBinding& property)
+    // An error's fields are all read-only, and its declaration says so once.
+    static std::string propertyNote(const PropertyBinding& property, bool sayReadOnly = true)
     {
         std::string note;
         const std::optional<double> low = numberOf(property.minValue);
@@ -682,7 +683,7 @@ private:
         {
             note = numberText(*low) + ".." + numberText(*high);
         }
-        if (property.setter == nullptr)
+        if (property.setter == nullptr && sayReadOnly)
         {
             note += note.empty() ? "read-only" : ", read-only";
         }
@@ -768,7 +769,7 @@ private:
     {
         for (const PropertyBinding& property : properties)
         {
-            const std::string note = propertyNote(property);
+            const std::string note = propertyNote(property, optional);
             mOut += fmt::format("---@field {}{} {}{}\n", luaField(property.name), optional ? "?" : "",
                                 typeText(property.type), note.empty() ? "" : " " + note);
         }
@@ -971,10 +972,10 @@ private:
                             returned.empty() ? returnTypeOf(function) : returned);
     }
 
-    void tsProperty(const std::string& indent, const PropertyBinding& property, bool optional)
+    void tsProperty(const std::string& indent, const PropertyBinding& property, bool optional, bool readOnly = false)
     {
-        tsDoc(indent, {propertyNote(property)});
-        mOut += fmt::format("{}{}{}{}: {};\n", indent, property.setter == nullptr ? "readonly " : "",
+        tsDoc(indent, {propertyNote(property, !readOnly)});
+        mOut += fmt::format("{}{}{}{}: {};\n", indent, property.setter == nullptr || readOnly ? "readonly " : "",
                             tsMember(property.name), optional ? "?" : "", typeText(property.type));
     }
 
@@ -1094,9 +1095,7 @@ private:
             {
                 if (property.name != "name" && property.name != "message" && property.name != "stack")
                 {
-                    PropertyBinding readOnly = property;
-                    readOnly.setter = nullptr;
-                    tsProperty(indent + "    ", readOnly, false);
+                    tsProperty(indent + "    ", property, false, true);
                 }
             }
             mOut += indent + "}\n";

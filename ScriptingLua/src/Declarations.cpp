@@ -28,6 +28,8 @@ namespace
 // optional<vector<optional<...>>> and closures of such: deeper than any real binding, and a guard against a
 // type that names itself.
 constexpr int MAX_TYPE_DEPTH = 8;
+// As deep as the runtime looks for a bound base of an unbound class.
+constexpr int MAX_BASE_DEPTH = 16;
 // The longest list of accepted strings an argument can be given and still be read back.
 constexpr size_t MAX_VALID_VALUES = 32;
 
@@ -245,19 +247,10 @@ std::vector<std::string> validValuesOf(const entt::meta_any& values)
     return out;
 }
 
-enum class RecordKind : uint8_t
-{
-    Class,
-    Enum,
-    Interface,
-    Error,
-};
-
 struct NamedType
 {
     std::string name;
     const ModuleBinding* module = nullptr;
-    RecordKind kind = RecordKind::Class;
     const EnumBinding* enumBinding = nullptr;
 };
 
@@ -327,20 +320,20 @@ private:
     {
         for (const ClassBinding& binding : module.classBindings)
         {
-            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module, RecordKind::Class});
+            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module});
         }
         for (const EnumBinding& binding : module.enumBindings)
         {
-            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module, RecordKind::Enum, &binding});
+            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module, &binding});
         }
         for (const InterfaceBinding& binding : module.interfaceBindings)
         {
-            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module, RecordKind::Interface});
+            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module});
         }
         for (const ErrorBinding& binding : module.errorBindings)
         {
             // An error bound as an interface as well is thrown as an error.
-            mNamed.insert_or_assign(binding.type.info().hash(), NamedType{binding.name, &module, RecordKind::Error});
+            mNamed.insert_or_assign(binding.type.info().hash(), NamedType{binding.name, &module});
         }
         auto addNames = [this](const auto& bindings)
         {
@@ -359,6 +352,27 @@ private:
     {
         const auto found = mNamed.find(type.info().hash());
         return found != mNamed.end() ? &found->second : nullptr;
+    }
+
+    // A class no module binds reaches scripts as its nearest bound base, as the runtime shows it.
+    const NamedType* namedOrBase(entt::meta_type type) const
+    {
+        for (int level = 0; level < MAX_BASE_DEPTH && type; ++level)
+        {
+            if (const NamedType* found = named(type))
+            {
+                return found;
+            }
+            entt::meta_type next;
+            for (auto&& [id, base] : type.base())
+            {
+                (void)id;
+                next = base;
+                break;
+            }
+            type = next;
+        }
+        return nullptr;
     }
 
     std::string functionType() const { return isLua(mFormat) ? "function" : "(this: void, ...args: any[]) => any"; }
@@ -407,7 +421,7 @@ private:
         default:
             return lua ? "integer" : "number";
         }
-        if (const NamedType* found = named(type))
+        if (const NamedType* found = namedOrBase(type))
         {
             return typeName(*found);
         }

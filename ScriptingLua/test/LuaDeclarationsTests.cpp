@@ -238,6 +238,24 @@ TEST(LuaDeclarationsDependencies, TypesOfADependencyAreNamedThroughItsModule)
                 HasSubstr("readonly range: import(\"@zentary/common\").NumberRange;"));
     EXPECT_THAT(Lua::writeModuleDeclarations(module, DeclarationFormat::LuaAnnotations, modules),
                 HasSubstr("---@field range NumberRange read-only\n"));
+    // A class no module binds is shown as its nearest bound base.
+    const ModuleBinding zoo = zooBinding(Version(1, 0, 0));
+    ModuleBinding animals;
+    animals.descriptor.name = "@test/animals";
+    for (const ClassBinding& binding : zoo.classBindings)
+    {
+        if (binding.name == "Animal")
+        {
+            animals.classBindings.push_back(binding);
+        }
+    }
+    ASSERT_EQ(animals.classBindings.size(), 1u);
+    PropertyBinding pet;
+    pet.name = "pet";
+    pet.type = Reflection::resolve<Dog>();
+    animals.classBindings.front().properties.push_back(pet);
+    EXPECT_THAT(Lua::writeModuleDeclarations(animals, DeclarationFormat::LuaAnnotations),
+                HasSubstr("---@field pet Animal read-only\n"));
     // Without the module that binds it the type has no name a script knows.
     EXPECT_THAT(Lua::writeModuleDeclarations(module, DeclarationFormat::TypeScript), HasSubstr("readonly range: any;"));
 }

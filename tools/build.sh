@@ -47,6 +47,8 @@ run)
     ;;
 test)
     install_missing
+    command -v node >/dev/null && command -v npm >/dev/null ||
+        echo "No node or npm: CTest skips the TypeScript examples (TypeScript.Examples)."
     build release
     ctest --preset release -j "$(nproc)"
     build asan

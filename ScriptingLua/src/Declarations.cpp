@@ -387,9 +387,44 @@ private:
         return text;
     }
 
+    // The language server's types are names of letters, digits, '_' and '.'; the table keys keep the real name.
+    static std::string luaTypeName(std::string_view name)
+    {
+        std::string out;
+        out.reserve(name.size());
+        for (const char c : name)
+        {
+            const bool kept =
+                (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '.';
+            out += kept ? c : '_';
+        }
+        return out.empty() ? "_" : out;
+    }
+
+    static bool isTypeScriptName(const std::string& name) { return isIdentifier(name) && !isTypeScriptReserved(name); }
+
+    // A record whose name TypeScript cannot declare is left out, with a comment saying so.
+    bool skippedInTypeScript(const std::string& indent, const std::string& name)
+    {
+        if (isTypeScriptName(name))
+        {
+            return false;
+        }
+        mOut += indent + "// " + commentText(name) + ": not a name TypeScript can declare\n";
+        return true;
+    }
+
     std::string typeName(const NamedType& type) const
     {
-        if (isLua(mFormat) || type.module == &mModule)
+        if (isLua(mFormat))
+        {
+            return luaTypeName(type.name);
+        }
+        if (!isTypeScriptName(type.name))
+        {
+            return "any";
+        }
+        if (type.module == &mModule)
         {
             return type.name;
         }
@@ -806,7 +841,8 @@ private:
         const NamedType* base = binding.baseType ? named(binding.baseType) : nullptr;
 
         luaDoc(conditionsNote(binding.runtimeConditions));
-        mOut += "---@class " + binding.name + (base != nullptr ? " : " + base->name : "") + "\n";
+        mOut +=
+            "---@class " + luaTypeName(binding.name) + (base != nullptr ? " : " + luaTypeName(base->name) : "") + "\n";
         for (const PropertyBinding& property : binding.properties)
         {
             const std::string note = propertyNote(property);
@@ -835,7 +871,7 @@ private:
         {
             staticNew = staticNew || (!isMethod(function) && function.name == "new");
         }
-        mOut += "---@class " + binding.name + ".class\n";
+        mOut += "---@class " + luaTypeName(binding.name) + ".class\n";
         if (constructor != nullptr)
         {
             mOut += "---@overload " + luaSignature(*constructor, binding.name) + "\n";
@@ -875,7 +911,7 @@ private:
         for (const EnumBinding& binding : module.enumBindings)
         {
             const bool numeric = isNumericEnum(binding);
-            mOut += "---@enum " + binding.name + "\n";
+            mOut += "---@enum " + luaTypeName(binding.name) + "\n";
             mOut += luaKey("__module", binding.name) + " = {\n";
             for (const EnumValueBinding& value : binding.values)
             {
@@ -886,14 +922,14 @@ private:
         }
         for (const InterfaceBinding& binding : module.interfaceBindings)
         {
-            mOut += "---@class " + binding.name + "\n";
+            mOut += "---@class " + luaTypeName(binding.name) + "\n";
             luaShapeFields(binding.properties, true);
             mOut += "\n";
             luaShapeValue(binding.name, binding.properties);
         }
         for (const ErrorBinding& binding : module.errorBindings)
         {
-            mOut += "---@class " + binding.name + " : ScriptError\n";
+            mOut += "---@class " + luaTypeName(binding.name) + " : ScriptError\n";
             luaShapeFields(binding.properties, false);
             mOut += "\n";
             luaShapeValue(binding.name, binding.properties);
@@ -1010,8 +1046,12 @@ private:
                 constructor = makesClass ? &function : nullptr;
             }
         }
+        if (skippedInTypeScript(indent, binding.name))
+        {
+            return;
+        }
         // Only instances inherit: the class table of a derived class holds its own statics alone.
-        if (base != nullptr)
+        if (base != nullptr && isTypeScriptName(base->name))
         {
             mOut += fmt::format("{}export interface {} extends {} {{}}\n", indent, binding.name, typeName(*base));
         }
@@ -1075,6 +1115,10 @@ private:
         }
         for (const EnumBinding& binding : module.enumBindings)
         {
+            if (skippedInTypeScript(indent, binding.name))
+            {
+                continue;
+            }
             const bool numeric = isNumericEnum(binding);
             mOut += fmt::format("{}export enum {} {{\n", indent, binding.name);
             for (const EnumValueBinding& value : binding.values)
@@ -1086,6 +1130,10 @@ private:
         }
         for (const InterfaceBinding& binding : module.interfaceBindings)
         {
+            if (skippedInTypeScript(indent, binding.name))
+            {
+                continue;
+            }
             tsDoc(indent, {"A table of these fields; a field left out keeps the native default."});
             mOut += fmt::format("{}export interface {} {{\n", indent, binding.name);
             for (const PropertyBinding& property : binding.properties)
@@ -1098,6 +1146,10 @@ private:
         }
         for (const ErrorBinding& binding : module.errorBindings)
         {
+            if (skippedInTypeScript(indent, binding.name))
+            {
+                continue;
+            }
             tsDoc(indent, {"An error value with these fields, as `catch (e)` receives it."});
             mOut += fmt::format("{}export class {} implements ScriptError {{\n", indent, binding.name);
             mOut += indent + "    private constructor();\n";
@@ -1116,23 +1168,25 @@ private:
         }
         for (const FunctionBinding& function : module.functionBindings)
         {
-            if (isIdentifier(function.name) && !isTypeScriptReserved(function.name))
+            if (!skippedInTypeScript(indent, function.name))
             {
                 tsFunction(indent, "export function ", function.name, function, true);
-            }
-            else
-            {
-                mOut += indent + "// " + commentText(function.name) + ": not a name TypeScript can import\n";
             }
         }
         for (const ConstantFactory& constant : module.constants)
         {
-            mOut += fmt::format("{}export const {}: {};\n", indent, constant.name, typeText(constant.type));
+            if (!skippedInTypeScript(indent, constant.name))
+            {
+                mOut += fmt::format("{}export const {}: {};\n", indent, constant.name, typeText(constant.type));
+            }
         }
         for (const ObjectFactoryBinding& factory : module.objectFactories)
         {
-            tsDoc(indent, {"Made when a script first reads it."});
-            mOut += fmt::format("{}export const {}: {};\n", indent, factory.name, typeText(factory.type));
+            if (!skippedInTypeScript(indent, factory.name))
+            {
+                tsDoc(indent, {"Made when a script first reads it."});
+                mOut += fmt::format("{}export const {}: {};\n", indent, factory.name, typeText(factory.type));
+            }
         }
         mOut += "}\n";
     }

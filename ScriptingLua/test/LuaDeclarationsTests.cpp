@@ -270,7 +270,7 @@ TEST(LuaDeclarationsNames, NamesNoIdentifierCanHoldStillLoadAsLua)
         function.name = name;
         module.functionBindings.push_back(function);
         ClassBinding type;
-        type.name = std::string("C") + std::to_string(module.classBindings.size());
+        type.name = std::string("C\n") + name;
         FunctionBinding member;
         member.name = name;
         type.functions.push_back(member);
@@ -283,8 +283,10 @@ TEST(LuaDeclarationsNames, NamesNoIdentifierCanHoldStillLoadAsLua)
     {
         EXPECT_THAT(*names, HasSubstr(name));
     }
-    EXPECT_THAT(Lua::writeModuleDeclarations(module, DeclarationFormat::TypeScript),
-                HasSubstr("// new: not a name TypeScript can import\n"));
+    const std::string ts = Lua::writeModuleDeclarations(module, DeclarationFormat::TypeScript);
+    EXPECT_THAT(ts, HasSubstr("// new: not a name TypeScript can declare\n"));
+    EXPECT_THAT(ts, HasSubstr("// C end: not a name TypeScript can declare\n"));
+    EXPECT_THAT(ts, HasSubstr("    export function end(this: void): void;\n"));
 }
 
 TEST(LuaDeclarationsNames, FileNamesStayInsideTheDirectory)

@@ -1082,6 +1082,7 @@ private:
         {
             mOut += inner + "private constructor();\n";
         }
+        mOut += inner + "static readonly __name: string;\n";
         for (const ConstantFactory& constant : binding.constants)
         {
             mOut += fmt::format("{}static readonly {}: {};\n", inner, tsMember(constant.name), typeText(constant.type));

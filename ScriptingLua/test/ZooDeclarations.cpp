@@ -39,6 +39,8 @@ int runScript(const char* path)
     }
     StringPayload payload(source.str(), path);
     const ResultAny result = created.context->run(&payload);
+    // A closure the script handed to `remember` must not outlive the engine's registries.
+    LuaTest::sRemembered.reset();
     if (const Error* error = result.tryGetError())
     {
         std::fprintf(stderr, "%s\n", error->toString().c_str());

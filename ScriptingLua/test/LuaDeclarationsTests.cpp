@@ -126,6 +126,31 @@ TEST_F(LuaDeclarationsTest, LuaAnnotationsDeclareEveryNameOfTheModuleTableAndNoO
     }
 }
 
+TEST_F(LuaDeclarationsTest, TheGameModuleIsDeclaredAsItsVersionHoldsIt)
+{
+    mEngine.addModuleBindingFactory(Game::makeGameModuleFactory());
+    for (const Version& version : {Version(1, 0, 0), Version(1, 1, 0)})
+    {
+        const ContextConfig config("lua", "", REQUESTER);
+        ScriptContextResult made = mEngine.createScriptingContext(
+            config, REQUESTER, {ModuleDescriptor{Game::MODULE_NAME, Game::MODULE_UUID, version, false}}, nullptr,
+            nullptr);
+        ASSERT_TRUE(made.context.has_value()) << made.getErrorText();
+        mContext = std::move(made.context);
+        std::optional<ModuleBinding> binding =
+            Game::makeGameModuleFactory()->createModuleBinding(version, std::nullopt);
+        ASSERT_TRUE(binding.has_value());
+        const std::string lua = Lua::writeModuleDeclarations(*binding, DeclarationFormat::LuaAnnotations);
+        const std::optional<std::string> declared = declaredNames(lua);
+        ASSERT_TRUE(declared.has_value());
+        expectModuleTableMatches(Game::MODULE_NAME, *declared);
+        // What 1.1.0 adds, and only there.
+        EXPECT_EQ(declared->find("Team.Green") != std::string::npos, version.Minor == 1) << *declared;
+        EXPECT_EQ(lua.find(":heal(amount)") != std::string::npos, version.Minor == 1);
+        EXPECT_EQ(lua.find(":dot(other)") != std::string::npos, version.Minor == 1);
+    }
+}
+
 TEST_F(LuaDeclarationsTest, RuntimeAnnotationsLoadBesideTheModules)
 {
     const std::string runtime = Lua::writeRuntimeDeclarations(DeclarationFormat::LuaAnnotations);

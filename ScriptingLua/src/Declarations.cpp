@@ -1366,6 +1366,21 @@ ResultAny writeDeclarationFiles(const std::filesystem::path& directory, std::spa
 {
     for (const DeclarationFormat format : {DeclarationFormat::LuaAnnotations, DeclarationFormat::TypeScript})
     {
+        // Two modules whose names differ only in what a file name cannot hold would overwrite each other, and
+        // a module called "runtime" the runtime's file: refused before anything is written.
+        const std::string runtimeFile = internal::isLua(format) ? "runtime.lua" : "runtime.d.ts";
+        std::unordered_set<std::string> files{runtimeFile};
+        for (const ModuleBinding& module : modules)
+        {
+            if (!files.insert(declarationFileName(module.descriptor.name, format)).second)
+            {
+                return Error(fmt::format("the declarations of {} would overwrite another file, {}",
+                                         module.descriptor.name, declarationFileName(module.descriptor.name, format)));
+            }
+        }
+    }
+    for (const DeclarationFormat format : {DeclarationFormat::LuaAnnotations, DeclarationFormat::TypeScript})
+    {
         const std::filesystem::path folder = directory / (internal::isLua(format) ? "lua" : "ts");
         ResultAny written = internal::writeFile(folder / (internal::isLua(format) ? "runtime.lua" : "runtime.d.ts"),
                                                 writeRuntimeDeclarations(format));

@@ -357,6 +357,18 @@ TEST(LuaDeclarationsFiles, TheExampleModuleWritesBothFormatsForEachModule)
     ASSERT_TRUE(refused.isError());
     EXPECT_THAT(refused.tryGetError()->message, HasSubstr("lua-declarations-blocked"));
     std::filesystem::remove(blocked);
+
+    // Names that would land in one file are refused before anything is written.
+    for (const char* clash : {"runtime", "example-game"})
+    {
+        ModuleBinding other;
+        other.descriptor.name = clash;
+        const std::vector<ModuleBinding> clashing{*binding, other};
+        const ResultAny overwritten = Lua::writeDeclarationFiles(directory, clashing);
+        ASSERT_TRUE(overwritten.isError()) << clash;
+        EXPECT_THAT(overwritten.tryGetError()->message, HasSubstr("would overwrite another file")) << clash;
+        EXPECT_FALSE(std::filesystem::exists(directory)) << clash;
+    }
 }
 } // namespace
 } // namespace LuaTest

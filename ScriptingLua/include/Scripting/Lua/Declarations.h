@@ -41,6 +41,6 @@ std::string declarationFileName(std::string_view moduleName, DeclarationFormat f
 
 /// Writes `directory`/lua/ and `directory`/ts/, each with the runtime's declarations ("runtime.lua",
 /// "runtime.d.ts") and one file per module of `modules`, every module naming the others' types. An Error value
-/// names the file that could not be written.
+/// names the file that could not be written, or the module whose file would overwrite another.
 ResultAny writeDeclarationFiles(const std::filesystem::path& directory, std::span<const ModuleBinding> modules);
 } // namespace Scripting::Lua

@@ -3,7 +3,10 @@
 
 #include "Scripting/BindingFactory/CommonModuleFactory.h"
 #include "Scripting/Lua/LuaRuntime.h"
+#include "Scripting/Runtime/ErrorText.h"
 #include "Scripting/ScriptEngine/ScriptEngine.h"
+
+#include "Diagnostics/TerminalText.h"
 
 #include <cstdio>
 #include <fstream>
@@ -49,7 +52,7 @@ int main(int argc, char** argv)
         engine.createScriptingContext(ContextConfig("lua", "", application), application, {game}, nullptr, nullptr);
     if (!created.context.has_value())
     {
-        std::fprintf(stderr, "no context:%s\n", created.getErrorText().c_str());
+        Ovelith::Diagnostics::printForTerminal(stderr, "No script context:" + engine.getFailureText(created));
         return 1;
     }
 
@@ -57,7 +60,7 @@ int main(int argc, char** argv)
     const ResultAny result = created.context->run(&payload);
     if (const Error* error = result.tryGetError())
     {
-        std::fprintf(stderr, "%s\n", error->toString().c_str());
+        printError(stderr, *error);
         return 1;
     }
     const int64_t* health = result.any().try_cast<const int64_t>();

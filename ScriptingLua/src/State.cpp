@@ -138,6 +138,23 @@ Module& State::module(const std::string& name, std::optional<quv::UUID> uuid)
     return *mModules.emplace_back(std::make_unique<Module>(name, uuid.value_or(Module::uuidFromName(name))));
 }
 
+void State::addModule(std::unique_ptr<IModuleBindingFactory> factory, const Version& version)
+{
+    OV_ASSERT(factory != nullptr, "State::addModule was given no factory");
+    if (factory == nullptr)
+    {
+        return;
+    }
+    const quv::UUID uuid = factory->getUUID();
+    ModuleDescriptor requested{factory->getName(), uuid, version};
+    const bool taken = mEngine.hasModuleBindingFactory(uuid);
+    mEngine.addModuleBindingFactory(std::move(factory));
+    if (!taken && mEngine.hasModuleBindingFactory(uuid))
+    {
+        mFactoryModules.push_back(std::move(requested));
+    }
+}
+
 void State::reset()
 {
     mContext.reset();
@@ -160,6 +177,7 @@ ScriptContext* State::context()
         mEngine.addModuleBindingFactory(module->makeFactory());
         requested.push_back(ModuleDescriptor{module->getName(), module->getUUID(), module->getRequestedVersion()});
     }
+    requested.insert(requested.end(), mFactoryModules.begin(), mFactoryModules.end());
     ScriptContextResult made = mEngine.createScriptingContext(ContextConfig("lua", "", mApplication), mApplication,
                                                               requested, nullptr, nullptr);
     if (!made.context.has_value())

@@ -208,6 +208,12 @@ public:
     /// @return The module, valid as long as the State.
     Module& module(const std::string& name, std::optional<quv::UUID> uuid = std::nullopt);
 
+    /// @brief A module of the application's own factory, asked for in `version` by every context made from now.
+    /// @param factory The module in all its versions; the engine takes it over. One whose UUID or name is taken
+    /// asserts and is dropped, as ScriptEngine::addModuleBindingFactory does.
+    /// @param version The version the context asks for.
+    void addModule(std::unique_ptr<IModuleBindingFactory> factory, const Version& version);
+
     /// @brief Runs Lua source text in the context.
     /// @tparam R The native type wanted of what the script returns; void drops it.
     /// @param source The script.
@@ -316,6 +322,8 @@ private:
     std::shared_ptr<LuaRuntime> mRuntime;
     ModuleDescriptor mApplication;
     std::vector<std::unique_ptr<Module>> mModules;
+    // Modules of factories the application made itself, as the context asks for them.
+    std::vector<ModuleDescriptor> mFactoryModules;
     std::optional<ScriptContext> mContext;
     std::string mFailure;
 };

@@ -210,6 +210,27 @@ TEST_F(LuaStateTest, ASecondVersionGrowsTheModuleWithoutRewritingIt)
     EXPECT_THAT(lua.contextFailure(), HasSubstr("§c"));
 }
 
+TEST_F(LuaStateTest, DescriptionStepsRunForEachVersionAndTheFactoryCarriesEveryVersion)
+{
+    Lua::State lua;
+    Lua::Module& demo = describeDemo(lua);
+    demo.version(Version(1, 1, 0)).version(Version(1, 1, 0));
+    demo.describe([](ModuleBindingBuilder& builder) { builder.constant("LIMIT", 7).release(Version(1, 1, 0)); });
+
+    Result<int> limit = lua.run<int>("return require('demo').LIMIT");
+    ASSERT_FALSE(limit.isError()) << messageOf(limit.tryGetError());
+    EXPECT_EQ(limit.value(), 7);
+
+    const std::unique_ptr<GenericModuleBindingFactory> factory = demo.makeFactory();
+    EXPECT_EQ(factory->getName(), "demo");
+    EXPECT_EQ(factory->getUUID(), demo.getUUID());
+    EXPECT_EQ(factory->getSupportedVersions(), (std::vector<Version>{Version(1, 0, 0), Version(1, 1, 0)}));
+    const std::optional<ModuleBinding> older = factory->createModuleBinding(Version(1, 0, 0), std::nullopt);
+    ASSERT_TRUE(older.has_value());
+    EXPECT_TRUE(older->constants.empty());
+    EXPECT_EQ(older->classBindings.size(), 1u);
+}
+
 TEST_F(LuaStateTest, BindingMistakesAreLoggedAndTheRestOfTheModuleWorks)
 {
     {

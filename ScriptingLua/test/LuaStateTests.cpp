@@ -93,6 +93,27 @@ TEST_F(LuaStateTest, RunsAScriptAgainstAModuleMadeByNameAndReadsATypedResult)
     EXPECT_NE(Lua::Module::uuidFromName("demo"), Lua::Module::uuidFromName("demo2"));
 }
 
+struct Badge
+{
+    Badge(std::string owner, int level) : text(owner + ":" + std::to_string(level)) {}
+    std::string text;
+};
+
+TEST_F(LuaStateTest, AConstructorFromASignatureTakesDescriptionsWithDefaults)
+{
+    Lua::State lua;
+    auto& badge = lua.module("demo").classBinding<Badge>("Badge");
+    badge.constructor<const std::string&, int>(ArgumentBindingBuilder<const std::string&>("owner"),
+                                               ArgumentBindingBuilder<int>("level").defaultValue(1));
+    badge.property<&Badge::text>("text");
+    Result<std::string> text = lua.run<std::string>(
+        "local demo = require('demo') return demo.Badge('ada').text .. ' ' .. demo.Badge('bo', 3).text");
+    ASSERT_FALSE(text.isError()) << messageOf(text.tryGetError());
+    EXPECT_EQ(text.value(), "ada:1 bo:3");
+    EXPECT_THAT(messageOf(lua.run("require('demo').Badge()").tryGetError()),
+                HasSubstr("argument 'owner' of Badge.new needs a string, got nil"));
+}
+
 struct TypedCase
 {
     const char* label;

@@ -96,6 +96,7 @@ public:
     /// @brief A constructor that makes `T` from `Params...` in the context's registry, as
     /// `scope.makeObject<T>(params...)` would: `constructor<int, const std::string&>()`.
     /// @tparam Params The parameters of a constructor of `T`, in order.
+    /// @tparam Args The described parameters' types, as in `Params`.
     /// @param arguments Descriptions of the parameters (names, defaults, bounds); optional.
     /// @return The constructor's record, for tagging.
     template <typename... Params, typename... Args>

@@ -112,6 +112,8 @@ public:
 
     /// @brief A module-level free or static function; argument descriptions are optional.
     /// @tparam nativeFunction The function.
+    /// @tparam privilege What a script may do with it, as for ModuleBindingBuilder::function.
+    /// @tparam Args The described arguments' types.
     /// @param name The name scripts see.
     /// @param arguments Descriptions of the arguments, in native order.
     /// @return The function's record, for tagging, good until the next function is added.
@@ -125,6 +127,9 @@ public:
     }
 
     /// @brief A module-level lambda; argument descriptions are optional.
+    /// @tparam privilege What a script may do with it, as for ModuleBindingBuilder::function.
+    /// @tparam Lambda The callable's type.
+    /// @tparam Args The described arguments' types.
     /// @param name The name scripts see.
     /// @param lambda The callable.
     /// @param arguments Descriptions of the arguments, in native order.
@@ -228,6 +233,7 @@ public:
 
     /// @brief Calls a global script function with native arguments.
     /// @tparam R The native type wanted of its first result; void drops it.
+    /// @tparam A The native arguments' types; string literals travel as std::string.
     /// @param function The name of the global that holds the function.
     /// @param arguments Native values, converted as native results are.
     /// @return The result, or an error value.
@@ -251,6 +257,7 @@ public:
     }
 
     /// @brief Sets a global variable.
+    /// @tparam T The native value's type; a string literal travels as std::string.
     /// @param name The variable.
     /// @param value A native value, converted as native results are.
     /// @return Nothing, or an error value.

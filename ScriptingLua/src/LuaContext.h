@@ -400,6 +400,8 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
 // Runs the function and its arguments on top of the stack under the message handler and the watchdog.
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
+// `noun` after the article its sound takes: "an int", "a string", "an Entity".
+std::string withArticle(std::string_view noun);
 
 // ---- Bindings (Bindings.cpp) ----
 

@@ -4,8 +4,10 @@
 
 #include "Scripting/BindingFactory/CommonModuleFactory.h"
 #include "Scripting/Lua/Declarations.h"
-#include "Scripting/Lua/LuaRuntime.h"
-#include "Scripting/ScriptEngine/ScriptEngine.h"
+#include "Scripting/Lua/State.h"
+#include "Scripting/Runtime/ErrorText.h"
+
+#include "Diagnostics/TerminalText.h"
 
 #include <cstdio>
 #include <fstream>
@@ -77,34 +79,24 @@ int main(int argc, char** argv)
         return 2;
     }
 
-    ScriptEngine engine;
-    auto runtime = std::make_shared<Lua::LuaRuntime>(engine.getRegistryManager());
-    engine.setRuntimeFactory([runtime](const ContextConfig&, const std::vector<ModuleDescriptor>&) { return runtime; });
-    engine.addModuleBindingFactory(std::make_unique<CommonModuleFactory>());
-    engine.addModuleBindingFactory(Game::makeGameModuleFactory());
-
-    const ModuleDescriptor application{"game-example", quv::UUID{0x1111222233334444ull, 0x5555666677778888ull},
-                                       Version(1, 0, 0), false};
-    const ModuleDescriptor game{Game::MODULE_NAME, Game::MODULE_UUID, version, false};
-    ScriptContextResult created =
-        engine.createScriptingContext(ContextConfig("lua", "", application), application, {game}, nullptr, nullptr);
-    if (!created.context.has_value())
+    // The game module keeps its own factory, with its two versions; State adds the engine, the sandboxed runtime
+    // and the common module around it.
+    Lua::State lua;
+    lua.addModule(Game::makeGameModuleFactory(), version);
+    if (lua.context() == nullptr)
     {
-        std::fprintf(stderr, "no context:%s\n", created.getErrorText().c_str());
+        Ovelith::Diagnostics::printForTerminal(stderr, "No script context:" + lua.contextFailure());
         return 1;
     }
-
-    StringPayload payload(source.str(), argv[1]);
-    const ResultAny result = created.context->run(&payload);
-    if (const Error* error = result.tryGetError())
+    Result<int> health = lua.run<int>(source.str(), argv[1]);
+    if (const Error* error = health.tryGetError())
     {
-        std::fprintf(stderr, "%s\n", error->toString().c_str());
+        printError(stderr, *error);
         return 1;
     }
-    const int64_t* health = result.any().try_cast<const int64_t>();
-    std::printf("the script returned %lld\n", health != nullptr ? static_cast<long long>(*health) : -1LL);
+    std::printf("the script returned %d\n", health.value());
     // Closing the context destroys what the script made, whatever the script still held.
-    created.context.reset();
+    lua.reset();
     std::printf("%d entities alive after the context closed\n", Game::Entity::sAlive);
     return 0;
 }

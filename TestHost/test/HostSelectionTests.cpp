@@ -26,19 +26,20 @@ TestFunctionDescription describeCase(const std::string& className, const std::st
     return description;
 }
 
-// A module as it publishes itself: tags lower-cased, default suites applied.
+// A module as it publishes itself: tags lower-cased, default suites applied, and both lists newest first. Its
+// classes were declared Perf, Alpha, Beta, and each class's cases in the order of their names here.
 std::vector<TestClassDescription> sampleModule()
 {
     std::vector<TestClassDescription> classes(3);
-    classes[0].name = "Perf";
-    classes[0].tags = TestTags{"Perf", "unit_test", "suite:perf"};
-    classes[0].functions = {describeCase("Perf", "Measure")};
+    classes[2].name = "Perf";
+    classes[2].tags = TestTags{"Perf", "unit_test", "suite:perf"};
+    classes[2].functions = {describeCase("Perf", "Measure")};
     classes[1].name = "Alpha";
     classes[1].tags = TestTags{"Alpha", "unit_test", "suite:pull_request"};
-    classes[1].functions = {describeCase("Alpha", "Fast"), describeCase("Alpha", "Slow", {"heavy"})};
-    classes[2].name = "Beta";
-    classes[2].tags = TestTags{"Beta", "unit_test", "suite:pull_request"};
-    classes[2].functions = {describeCase("Beta", "One"), describeCase("Beta", "Two")};
+    classes[1].functions = {describeCase("Alpha", "Slow", {"heavy"}), describeCase("Alpha", "Fast")};
+    classes[0].name = "Beta";
+    classes[0].tags = TestTags{"Beta", "unit_test", "suite:pull_request"};
+    classes[0].functions = {describeCase("Beta", "Two"), describeCase("Beta", "One")};
     return classes;
 }
 
@@ -121,8 +122,12 @@ TEST(HostSelectionTest, TagsExclusionsAndFilterCombine)
         {"exclude a case tag", {{}, {"HEAVY"}, {}}, {"Alpha.Fast", "Beta.One", "Beta.Two"}},
         {"exclude a class tag", {{"all"}, {"beta"}, {}}, {"Perf.Measure", "Alpha.Fast", "Alpha.Slow"}},
         {"exclusion wins over inclusion", {{"alpha"}, {"alpha"}, {}}, {}},
-        {"a filter decides alone, perf included", {{}, {}, "*.M*:*.One"}, {"Perf.Measure", "Beta.One"}},
+        {"a pattern that names perf brings it in", {{}, {}, "*.M*:*.One"}, {"Perf.Measure", "Beta.One"}},
         {"negative filter", {{}, {}, "-Alpha.*:Perf.*"}, {"Beta.One", "Beta.Two"}},
+        {"excluding alone keeps perf hidden",
+         {{}, {}, "-Nothing.Matches"},
+         {"Alpha.Fast", "Alpha.Slow", "Beta.One", "Beta.Two"}},
+        {"a pattern naming others keeps perf hidden", {{}, {}, "Beta.*:-Alpha.*"}, {"Beta.One", "Beta.Two"}},
         {"filter within tags", {{"pull_request", "suite:pull_request"}, {}, "*.T*"}, {"Beta.Two"}},
         {"filter matches the short case name", {{}, {}, "Alpha.Fast"}, {"Alpha.Fast"}},
         {"nothing matches", {{"no_such_tag"}, {}, {}}, {}},
@@ -131,6 +136,28 @@ TEST(HostSelectionTest, TagsExclusionsAndFilterCombine)
     {
         EXPECT_EQ(selectedNames(row.selection), row.expected) << row.label;
     }
+}
+
+TEST(HostSelectionTest, DeclarationOrderUnlessTheModulesOwnIsAskedFor)
+{
+    Selection declared{{"all"}, {}, {}};
+    EXPECT_EQ(selectedNames(declared), (Names{"Perf.Measure", "Alpha.Fast", "Alpha.Slow", "Beta.One", "Beta.Two"}));
+    Selection published = declared;
+    published.moduleOrder = true;
+    EXPECT_EQ(selectedNames(published), (Names{"Beta.Two", "Beta.One", "Alpha.Slow", "Alpha.Fast", "Perf.Measure"}));
+
+    // Generated cases follow their class's plain ones either way, in the order they were generated.
+    GeneratedCaseMap generated;
+    generated["Alpha"] = {describeCase("Alpha", "Gen1"), describeCase("Alpha", "Gen2")};
+    Names names;
+    for (const PlannedClass& testClass : selectCases(sampleModule(), Selection{{"alpha"}, {}, {}}, generated))
+    {
+        for (const PlannedCase& testCase : testClass.cases)
+        {
+            names.push_back(fullName(testClass, testCase) + (testCase.generated ? "+" : ""));
+        }
+    }
+    EXPECT_EQ(names, (Names{"Alpha.Fast", "Alpha.Slow", "Alpha.Gen1+", "Alpha.Gen2+"}));
 }
 
 TEST(HostSelectionTest, TagHeldByBothCaseAndClassDoesNotTrip)
@@ -145,31 +172,34 @@ TEST(HostSelectionTest, TagHeldByBothCaseAndClassDoesNotTrip)
     EXPECT_EQ(plan[0].cases.size(), 1u);
 }
 
-TEST(HostPlanOrderTest, ShardsDealWholeClassesEvenlyAndTogetherRunTheSelectionOnce)
+TEST(HostPlanOrderTest, ShardsDealCasesRoundRobinOverTheWholeSelection)
 {
     const std::vector<PlannedClass> classes = growingClasses();
-    for (size_t count : {1, 2, 3, 5, 9})
+    const Names all = namesOf(classes);
+    for (size_t count : {1, 2, 3, 5, 9, 40})
     {
-        Names all;
-        size_t smallest = SIZE_MAX;
-        size_t largest = 0;
         for (size_t index = 0; index < count; ++index)
         {
-            const std::vector<PlannedClass> shard = shardClasses(classes, count, index);
-            const Names names = namesOf(shard);
-            // Whole classes, in the module's order.
-            EXPECT_EQ(names, sorted(names)) << count;
-            for (const PlannedClass& testClass : shard)
+            Names expected;
+            for (size_t position = index; position < all.size(); position += count)
             {
-                EXPECT_EQ(testClass.cases.size(), std::stoul(testClass.name.substr(1)) + 1);
+                expected.push_back(all[position]);
             }
-            all.insert(all.end(), names.begin(), names.end());
-            smallest = std::min(smallest, names.size());
-            largest = std::max(largest, names.size());
+            const std::vector<PlannedClass> shard = shardCases(classes, count, index);
+            EXPECT_EQ(namesOf(shard), expected) << count << "/" << index;
+            // A class keeps its place and appears once, and only with cases.
+            for (size_t at = 0; at < shard.size(); ++at)
+            {
+                EXPECT_FALSE(shard[at].cases.empty());
+                EXPECT_TRUE(at == 0 || shard[at - 1].name < shard[at].name);
+            }
         }
-        EXPECT_EQ(sorted(all), sorted(namesOf(classes))) << count;
-        // Dealt largest first, shards differ by no more than the largest class.
-        EXPECT_LE(largest - smallest, 8u) << count;
+    }
+    // One big class is split too: three shards over one class of eight cases.
+    const std::vector<PlannedClass> big(classes.end() - 1, classes.end());
+    for (size_t index = 0; index < 3; ++index)
+    {
+        EXPECT_EQ(namesOf(shardCases(big, 3, index)).size(), index < 2 ? 3u : 2u);
     }
 }
 
@@ -219,5 +249,11 @@ TEST(HostPlanOrderTest, RepeatedRoundsAreEachShuffledWithTheNextSeed)
     const Names names = namesOf(classes);
     Names twice = names;
     twice.insert(twice.end(), names.begin(), names.end());
-    EXPECT_EQ(namesOf(repeatClasses(classes, 2, std::nullopt)), twice);
+    const std::vector<PlannedClass> repeated = repeatClasses(classes, 2, std::nullopt);
+    EXPECT_EQ(namesOf(repeated), twice);
+    // Each class knows its round, which reports tag failures with.
+    for (size_t index = 0; index < repeated.size(); ++index)
+    {
+        EXPECT_EQ(repeated[index].round, index < classes.size() ? 0u : 1u);
+    }
 }

@@ -617,3 +617,15 @@ TEST(HostEndToEndTest, TheEnvironmentNamesTheModuleAndTheShard)
     EXPECT_TRUE(contains(half.err, "only GTEST_TOTAL_SHARDS is set")) << half.err;
     std::filesystem::remove_all(directory);
 }
+
+TEST(HostEndToEndTest, ErrorsQuotingTheModuleLoseTheirMarkupOrShowItAsColour)
+{
+    const std::string module = HOST_INIT_FAILURE_FIXTURE_MODULE_PATH;
+    const ProcessResult plain = runHost({module});
+    EXPECT_EQ(plain.exitCode, 2);
+    EXPECT_EQ(plain.err, "testhost: error: the module failed to initialise: Missing Versioned Modules:\n"
+                         "    [@m - 2.0.0] requested by [app - 1.0.0]\n");
+    const ProcessResult coloured = runHost({"--color", "always", module});
+    EXPECT_TRUE(contains(coloured.err, "initialise: \033[91mMissing Versioned Modules:\033[0m\n    \033[91m[@m"))
+        << coloured.err;
+}

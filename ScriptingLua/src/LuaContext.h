@@ -7,6 +7,7 @@
 #include "Scripting/Reflection/IFunction.h"
 #include "Scripting/Reflection/IProperty.h"
 #include "Scripting/Reflection/Reflection.h"
+#include "Scripting/Reflection/TypedCall.h"
 
 #include <entt/meta/template.hpp>
 
@@ -109,6 +110,10 @@ struct FunctionPlan
     bool returnsVoid = false;
     // Conditions that the runtime does not offer: the function's own, or its class's. Empty when callable.
     std::vector<std::string> missingConditions;
+    // The road without meta_any, when every argument converts directly; null keeps every call general.
+    const Reflection::TypedCall* typed = nullptr;
+    // The class a method's object must be exactly, for the typed road; a derived object takes the general one.
+    entt::meta_type selfType;
     // Argument anys kept from one call to the next, so that numbers are written into anys that hold their
     // type already. A call that finds them taken, one made from within a call of the same function, makes
     // anys of its own.
@@ -122,6 +127,11 @@ struct PropertyInfo
     std::string displayName;
     // Of the value the getter hands out.
     Primitive primitive = Primitive::None;
+    // The roads without meta_any, for an object of exactly `classType`; null keeps the general one.
+    const Reflection::TypedPropertyGet* typedGet = nullptr;
+    const Reflection::TypedPropertySet* typedSet = nullptr;
+    Primitive setPrimitive = Primitive::None;
+    entt::meta_type classType;
 };
 
 struct ClassInfo
@@ -225,6 +235,8 @@ struct LuaContext
     // Never resized after set-up: plans and closures point into it.
     ModuleBindingBundle bundle;
     ContextConfig config;
+    // Calls and properties whose types allow it take the typed road; off, everything takes the general one.
+    bool useTypedCalls = true;
     IDependencyLoader* dependencyLoader = nullptr;
     IPrinter* printer = nullptr;
     ScriptObjectFactory objectFactory;
@@ -249,6 +261,8 @@ struct LuaContext
     std::vector<StrongObjectHandle> pendingReleases;
     std::vector<int> pendingUnreferences;
     uint64_t liveHandleBoxes = 0;
+    uint64_t typedCalls = 0;
+    uint64_t typedCallsDeclined = 0;
 
     // Watchdog of the entry into the script now running.
     bool watchdogArmed = false;
@@ -358,6 +372,14 @@ bool toNative(LuaContext& context, lua_State* state, int index, const entt::meta
 bool primitiveToNative(lua_State* state, int index, Primitive primitive, entt::meta_any& out,
                        ConversionFailure& failure);
 void pushPrimitive(lua_State* state, Primitive primitive, const entt::meta_any& value);
+// The typed road's conversions: false sends the call to the general path, which tells why.
+bool primitiveTyped(lua_State* state, int index, Primitive primitive, Reflection::TypedValue& out);
+void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value);
+// A typed value as the native type `primitive` names, for validators that read meta_any.
+entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& value);
+Primitive primitiveOfKind(Reflection::TypedKind kind);
+// The address of the object in the box at `index` when it is alive and exactly of `type`; null otherwise.
+void* typedObject(lua_State* state, int index, const entt::meta_type& type);
 // The common case of a primitive that converts; false leaves the failure to primitiveToNative.
 bool primitiveFast(lua_State* state, int index, Primitive primitive, entt::meta_any& out);
 

@@ -503,6 +503,7 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
         }
     }
     Reflection::TypedResult result;
+    ++context.typedCalls;
     typed.invoke(*plan.function, object, values.data(), result);
     if (plan.returnsVoid)
     {
@@ -527,7 +528,6 @@ int invokeTyped(LuaContext& context, lua_State* state, const FunctionPlan& plan,
             const int results = invokeTypedUnprotected(context, state, plan, first);
             if (results != DECLINED)
             {
-                ++context.typedCalls;
                 return results;
             }
             ++context.typedCallsDeclined;

@@ -389,42 +389,6 @@ bool primitiveFast(lua_State* state, int index, Primitive primitive, entt::meta_
 namespace
 {
 template <typename T>
-bool integerTyped(lua_State* state, int index, Reflection::TypedValue& out)
-{
-    int isInteger = 0;
-    const lua_Integer value = lua_tointegerx(state, index, &isInteger);
-    if (isInteger == 0)
-    {
-        return false;
-    }
-    if constexpr (std::is_signed_v<T>)
-    {
-        if (value < static_cast<lua_Integer>(std::numeric_limits<T>::lowest()) ||
-            value > static_cast<lua_Integer>(std::numeric_limits<T>::max()))
-        {
-            return false;
-        }
-        out.integer = value;
-    }
-    else
-    {
-        if (value < 0 || static_cast<uint64_t>(value) > std::numeric_limits<T>::max())
-        {
-            return false;
-        }
-        if constexpr (sizeof(T) == sizeof(uint64_t))
-        {
-            out.unsignedInteger = static_cast<uint64_t>(value);
-        }
-        else
-        {
-            out.integer = value;
-        }
-    }
-    return true;
-}
-
-template <typename T>
 entt::meta_any numberAsAny(const Reflection::TypedValue& value)
 {
     if constexpr (std::is_same_v<T, uint64_t>)
@@ -441,66 +405,6 @@ entt::meta_any numberAsAny(const Reflection::TypedValue& value)
     }
 }
 } // namespace
-
-bool primitiveTyped(lua_State* state, int index, Primitive primitive, Reflection::TypedValue& out)
-{
-    switch (primitive)
-    {
-    case Primitive::Bool:
-        if (lua_type(state, index) != LUA_TBOOLEAN)
-        {
-            return false;
-        }
-        out.boolean = lua_toboolean(state, index) != 0;
-        return true;
-    case Primitive::String:
-    {
-        if (lua_type(state, index) != LUA_TSTRING)
-        {
-            return false;
-        }
-        size_t length = 0;
-        out.textData = lua_tolstring(state, index, &length);
-        out.textSize = length;
-        return true;
-    }
-    case Primitive::Double:
-    case Primitive::Float:
-    {
-        int isNumber = 0;
-        const double number = lua_tonumberx(state, index, &isNumber);
-        if (isNumber == 0)
-        {
-            return false;
-        }
-        if (primitive == Primitive::Float && std::isfinite(number) && std::fabs(number) > static_cast<double>(FLT_MAX))
-        {
-            return false;
-        }
-        out.number = number;
-        return true;
-    }
-    case Primitive::Int8:
-        return integerTyped<int8_t>(state, index, out);
-    case Primitive::UInt8:
-        return integerTyped<uint8_t>(state, index, out);
-    case Primitive::Int16:
-        return integerTyped<int16_t>(state, index, out);
-    case Primitive::UInt16:
-        return integerTyped<uint16_t>(state, index, out);
-    case Primitive::Int32:
-        return integerTyped<int32_t>(state, index, out);
-    case Primitive::UInt32:
-        return integerTyped<uint32_t>(state, index, out);
-    case Primitive::Int64:
-        return integerTyped<int64_t>(state, index, out);
-    case Primitive::UInt64:
-        return integerTyped<uint64_t>(state, index, out);
-    case Primitive::None:
-        break;
-    }
-    return false;
-}
 
 void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value)
 {

@@ -35,18 +35,20 @@ enum class TypedKind : uint8_t
 
 /// One argument or result of a typed call. Integers travel widened to 64 bits (unsigned 64-bit ones as
 /// `unsignedInteger`), floating point as `double`, text as a view that the caller keeps alive for the call.
+/// Trivial on purpose: a call fills only what its kinds read, and clearing a block of them would cost more than
+/// the call.
 struct TypedValue
 {
     union
     {
         bool boolean;
-        int64_t integer = 0;
+        int64_t integer;
         uint64_t unsignedInteger;
         double number;
         void* object;
     };
-    const char* textData = nullptr;
-    size_t textSize = 0;
+    const char* textData;
+    size_t textSize;
 };
 
 /// What a typed call hands back. A `std::string` returned by value is kept in `text`, and the value views it.

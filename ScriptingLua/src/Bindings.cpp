@@ -502,7 +502,7 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
             return DECLINED;
         }
     }
-    Reflection::TypedResult result;
+    Reflection::TypedReturn result;
     ++context.typedCalls;
     typed.invoke(*plan.function, object, values.data(), result);
     if (plan.returnsVoid)
@@ -586,7 +586,7 @@ int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& prop
             if (void* object = typedObject(state, 1, property.classType))
             {
                 ++context.typedCalls;
-                Reflection::TypedResult result;
+                Reflection::TypedReturn result;
                 property.typedGet->invoke(*property.binding->getter, object, result);
                 UnlimitedMemory unlimited(context);
                 pushTyped(state, property.primitive, result.value);

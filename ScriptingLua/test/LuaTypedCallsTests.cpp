@@ -201,6 +201,38 @@ const TypedCase TYPED_CASES[] = {
      "error: Error: Counter.value: the object was destroyed by native code", Road::Declined},
 };
 
+// A native call of a script function: arguments in, the result out, and what can go wrong on the way.
+const TypedCase CLOSURE_CASES[] = {
+    {"ClosureResult", "return zoo.callTwice(function(x) return x * 3 end, 2)", "value: 18", Road::Typed},
+    {"ClosureIntegerFromFloat", "return zoo.callTwice(function(x) return x * 1.0 end, 2)", "value: 2", Road::Typed},
+    {"ClosureRaises", "return zoo.callTwice(function(x) error('inner failure') end, 1)",
+     "error: Error: test.lua:1: inner failure", Road::Typed},
+    {"ClosureRaisesErrorValue", "return zoo.callTwice(function(x) zoo.Counter.twice('x') end, 1)",
+     "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: int for argument "
+     "'value' of Counter.twice, got string",
+     Road::Declined},
+    {"ClosureReturnsString", "return zoo.callTwice(function(x) return 'text' end, 1)",
+     "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: int for the value the "
+     "script function returned, got string",
+     Road::Typed},
+    {"ClosureReturnsNumberAsString", "return zoo.callTwice(function(x) return '5' end, 1)",
+     "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: int for the value the "
+     "script function returned, got string",
+     Road::Typed},
+    {"ClosureReturnsFraction", "return zoo.callTwice(function(x) return 0.5 end, 1)",
+     "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: int for the value the "
+     "script function returned, got number 0.5 (no integer value)",
+     Road::Typed},
+    {"ClosureReturnsNothing", "return zoo.callTwice(function(x) end, 1)",
+     "error: InvalidArgumentError: Invalid value passed to argument [0]. Missing or empty: the value the script "
+     "function returned needs a int, got nil",
+     Road::Typed},
+    {"ClosureReturnsTooBig", "return zoo.callTwice(function(x) return 2^40 end, 1)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: the value "
+     "the script function returned, Value: 1099511627776, Argument bounds: [-2147483648, 2147483647]",
+     Road::Typed},
+};
+
 // Native exceptions are the typed road's own to report.
 const TypedCase THROWING_CASES[] = {
     {"NativeException", "return zoo.throws()", "error: Error: @test/zoo.throws failed in native code: native failure",
@@ -213,5 +245,6 @@ std::string caseName(const ::testing::TestParamInfo<TypedCase>& info)
 }
 
 INSTANTIATE_TEST_SUITE_P(Calls, LuaTypedCalls, ::testing::ValuesIn(TYPED_CASES), caseName);
+INSTANTIATE_TEST_SUITE_P(Closures, LuaTypedCalls, ::testing::ValuesIn(CLOSURE_CASES), caseName);
 INSTANTIATE_TEST_SUITE_P(Throwing, LuaTypedCalls, ::testing::ValuesIn(THROWING_CASES), caseName);
 } // namespace

@@ -75,7 +75,7 @@ public:
         return internal::typedCallOf<MemberFunction, typename Traits::Return, Arguments>();
     }
 
-    static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedResult& result)
+    static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedReturn& result)
     {
         internal::invokeTyped<typename Traits::Return>(arguments, result, Arguments{}, Method,
                                                        static_cast<Class*>(object));
@@ -150,7 +150,7 @@ protected:
     }
 
     template <typename Native>
-    static void _typedInvoke(const Native& native, void* object, const TypedValue* arguments, TypedResult& result)
+    static void _typedInvoke(const Native& native, void* object, const TypedValue* arguments, TypedReturn& result)
     {
         using Return = typename Traits::Return;
         if constexpr (instanced)
@@ -205,7 +205,7 @@ public:
     }
     const TypedCall* getTypedCall() const override { return Base::template _typedCall<StaticFunction>(); }
 
-    static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedResult& result)
+    static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedReturn& result)
     {
         Base::_typedInvoke(Function, object, arguments, result);
     }
@@ -230,7 +230,7 @@ public:
     }
     const TypedCall* getTypedCall() const override { return Base::template _typedCall<LambdaFunction>(); }
 
-    static void typedInvoke(const IFunction& function, void* object, const TypedValue* arguments, TypedResult& result)
+    static void typedInvoke(const IFunction& function, void* object, const TypedValue* arguments, TypedReturn& result)
     {
         Base::_typedInvoke(static_cast<const LambdaFunction&>(function).mLambda, object, arguments, result);
     }

@@ -137,7 +137,7 @@ public:
         return internal::typedGetOf<MemberPropertyGetter, typename Traits::Value>();
     }
 
-    static void typedGet(const IPropertyGetter&, void* object, TypedResult& result)
+    static void typedGet(const IPropertyGetter&, void* object, TypedReturn& result)
     {
         if constexpr (Traits::IS_MEMBER_OBJECT)
         {
@@ -187,7 +187,7 @@ public:
         return internal::typedGetOf<LambdaPropertyGetter, Return>();
     }
 
-    static void typedGet(const IPropertyGetter& getter, void* object, TypedResult& result)
+    static void typedGet(const IPropertyGetter& getter, void* object, TypedReturn& result)
     {
         internal::storeTypedResult<Return>(
             std::invoke(static_cast<const LambdaPropertyGetter&>(getter).mLambda, *static_cast<Object*>(object)),

@@ -52,7 +52,7 @@ struct TypedValue
 };
 
 /// What a typed call hands back. A `std::string` returned by value is kept in `text`, and the value views it.
-struct TypedResult
+struct TypedReturn
 {
     TypedValue value;
     std::string text;
@@ -63,7 +63,7 @@ struct TypedResult
 struct TypedCall
 {
     /// `object` is the instance of a method or of an instanced function, null otherwise.
-    using Invoke = void (*)(const IFunction& function, void* object, const TypedValue* arguments, TypedResult& result);
+    using Invoke = void (*)(const IFunction& function, void* object, const TypedValue* arguments, TypedReturn& result);
 
     /// One kind per native parameter, injected ones included, the object of an instanced function excluded.
     const TypedKind* arguments = nullptr;
@@ -75,7 +75,7 @@ struct TypedCall
 /// The typed road of a property: a read and, for a writable property, a write of one value.
 struct TypedPropertyGet
 {
-    using Invoke = void (*)(const IPropertyGetter& getter, void* object, TypedResult& result);
+    using Invoke = void (*)(const IPropertyGetter& getter, void* object, TypedReturn& result);
 
     TypedKind kind = TypedKind::None;
     Invoke invoke = nullptr;
@@ -87,5 +87,23 @@ struct TypedPropertySet
 
     TypedKind kind = TypedKind::None;
     Invoke invoke = nullptr;
+};
+/// A call of a script function on the typed road: one kind per argument, and the kind of the result.
+struct TypedClosureCall
+{
+    const TypedValue* arguments = nullptr;
+    const TypedKind* kinds = nullptr;
+    uint32_t count = 0;
+    TypedKind result = TypedKind::Void;
+};
+
+enum class TypedClosureStatus : uint8_t
+{
+    /// The script function ran and its result is in the TypedReturn.
+    Done,
+    /// The call failed; the error is in the failure given.
+    Failed,
+    /// Nothing ran: the caller takes the general road.
+    Unsupported,
 };
 } // namespace Scripting::Reflection

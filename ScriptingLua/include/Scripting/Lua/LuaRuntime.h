@@ -93,6 +93,10 @@ public:
     ResultAny runScript(ContextId contextId, const std::string& source, const std::string& sourceName,
                         RunOption option) override;
 
+    Reflection::TypedClosureStatus callClosureTyped(ContextId contextId, ObjectHandle closure,
+                                                    const Reflection::TypedClosureCall& call,
+                                                    const entt::meta_type& returnType, Reflection::TypedReturn& result,
+                                                    ResultAny& failure) override;
     ResultAny callClosure(ContextId contextId, ObjectHandle closure, entt::meta_any* arguments, unsigned count,
                           const entt::meta_type& returnType, RunOption option) override;
     ResultAny resolvePromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value) override;

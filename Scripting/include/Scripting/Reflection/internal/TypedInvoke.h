@@ -160,7 +160,7 @@ decltype(auto) typedArgument(const TypedValue& value)
 }
 
 template <typename R, typename Value>
-void storeTypedResult(Value&& value, TypedResult& result)
+void storeTypedResult(Value&& value, TypedReturn& result)
 {
     using V = std::remove_cvref_t<R>;
     if constexpr (std::is_same_v<V, std::string>)
@@ -197,7 +197,7 @@ void storeTypedResult(Value&& value, TypedResult& result)
 
 // Calls `native` with `leading` (the object, if any) and the converted arguments, and keeps what it gives.
 template <typename R, typename... P, std::size_t... I, typename Native, typename... Leading>
-void invokeTyped(const TypedValue* arguments, TypedResult& result, entt::type_list<P...>, std::index_sequence<I...>,
+void invokeTyped(const TypedValue* arguments, TypedReturn& result, entt::type_list<P...>, std::index_sequence<I...>,
                  const Native& native, Leading&&... leading)
 {
     if constexpr (std::is_void_v<R>)
@@ -214,10 +214,56 @@ void invokeTyped(const TypedValue* arguments, TypedResult& result, entt::type_li
 }
 
 template <typename R, typename... P, typename Native, typename... Leading>
-void invokeTyped(const TypedValue* arguments, TypedResult& result, entt::type_list<P...> list, const Native& native,
+void invokeTyped(const TypedValue* arguments, TypedReturn& result, entt::type_list<P...> list, const Native& native,
                  Leading&&... leading)
 {
     invokeTyped<R>(arguments, result, list, std::index_sequence_for<P...>{}, native, std::forward<Leading>(leading)...);
+}
+
+// A value that a script function takes or gives on the typed road: a number, a boolean or a string.
+template <typename T>
+consteval bool isTypedScriptValue()
+{
+    if constexpr (std::is_void_v<T>)
+    {
+        return false;
+    }
+    else
+    {
+        constexpr TypedKind KIND = typedParameterKind<const std::remove_cvref_t<T>&>();
+        return KIND != TypedKind::None && KIND != TypedKind::Object;
+    }
+}
+
+template <typename T>
+inline constexpr bool IS_TYPED_SCRIPT_VALUE = isTypedScriptValue<T>();
+
+template <typename T>
+TypedValue toTypedValue(const T& value)
+{
+    TypedValue typed;
+    if constexpr (std::is_same_v<T, std::string>)
+    {
+        typed.textData = value.data();
+        typed.textSize = value.size();
+    }
+    else if constexpr (std::is_same_v<T, bool>)
+    {
+        typed.boolean = value;
+    }
+    else if constexpr (std::is_integral_v<T> && std::is_unsigned_v<T> && sizeof(T) == sizeof(uint64_t))
+    {
+        typed.unsignedInteger = value;
+    }
+    else if constexpr (std::is_integral_v<T>)
+    {
+        typed.integer = static_cast<int64_t>(value);
+    }
+    else
+    {
+        typed.number = static_cast<double>(value);
+    }
+    return typed;
 }
 
 // Whether a callable of this signature takes the typed road.

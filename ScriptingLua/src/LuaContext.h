@@ -549,4 +549,6 @@ bool pushScriptValue(LuaContext& context, lua_State* state, const entt::meta_any
 void createScriptValueSupport(LuaContext& context, lua_State* state);
 // Pushes the Lua value that a script-value object of the registry stands for; nil when there is none.
 void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle);
+// The registry reference of a script-value object's Lua value; LUA_NOREF when there is none.
+int referenceOf(LuaContext& context, ObjectHandle handle);
 } // namespace Scripting::Lua::internal

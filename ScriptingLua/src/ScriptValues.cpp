@@ -475,6 +475,21 @@ void createScriptValueSupport(LuaContext& context, lua_State* state)
     lua_setglobal(state, "Promise");
 }
 
+int referenceOf(LuaContext& context, ObjectHandle handle)
+{
+    LifetimeRegistry* registry = context.scope.getLifetimeRegistry();
+    if (registry == nullptr || !registry->isValid(handle))
+    {
+        return LUA_NOREF;
+    }
+    const IScriptRef* scriptRef = registry->getScriptRef(handle);
+    if (scriptRef == nullptr || typeid(*scriptRef) != typeid(LuaReference))
+    {
+        return LUA_NOREF;
+    }
+    return static_cast<const LuaReference*>(scriptRef)->reference();
+}
+
 void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle)
 {
     LifetimeRegistry* registry = context.scope.getLifetimeRegistry();
@@ -574,7 +589,7 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
     return result;
 }
 
-Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId, ObjectHandle closure,
+Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId, ObjectHandle closure, int64_t& slot,
                                                             const Reflection::TypedClosureCall& call,
                                                             const entt::meta_type& returnType,
                                                             Reflection::TypedReturn& result, ResultAny& failure)
@@ -590,11 +605,21 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     {
         return TypedClosureStatus::Unsupported;
     }
+    // The slot is the function's registry reference, which lives as long as the closure's object.
+    if (slot <= 0 || slot > std::numeric_limits<int>::max())
+    {
+        slot = internal::referenceOf(*context, closure);
+        if (slot <= 0)
+        {
+            slot = 0;
+            return TypedClosureStatus::Unsupported;
+        }
+    }
     const int base = lua_gettop(state);
-    internal::pushReferencedValue(*context, state, closure);
-    if (lua_type(state, -1) != LUA_TFUNCTION)
+    if (lua_rawgeti(state, LUA_REGISTRYINDEX, static_cast<lua_Integer>(slot)) != LUA_TFUNCTION)
     {
         lua_settop(state, base);
+        slot = 0;
         return TypedClosureStatus::Unsupported;
     }
     {

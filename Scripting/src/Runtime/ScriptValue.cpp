@@ -36,7 +36,8 @@ Reflection::TypedClosureStatus ClosureAny::_callTyped(const Reflection::TypedClo
     {
         return Reflection::TypedClosureStatus::Unsupported;
     }
-    return mRuntime->callClosureTyped(mContextId, mHandle->getHandle(), call, returnType, result, failure);
+    return mRuntime->callClosureTyped(mContextId, mHandle->getHandle(), mRuntimeSlot, call, returnType, result,
+                                      failure);
 }
 
 ResultAny PromiseAny::resolve(const entt::meta_any& value)

@@ -42,8 +42,10 @@ public:
                                   const entt::meta_type& returnType, RunOption option) = 0;
     /// Calls a script function with arguments and a result that are numbers, booleans or strings, without
     /// meta_any. `Unsupported` (the default) sends the caller to callClosure, which also reports whatever keeps
-    /// this road from being taken; `Failed` leaves the error in `failure`.
+    /// this road from being taken; `Failed` leaves the error in `failure`. `slot` is the runtime's to keep with
+    /// the closure value between calls, so that it finds the function without a lookup; 0 the first time.
     virtual Reflection::TypedClosureStatus callClosureTyped(ContextId /*contextId*/, ObjectHandle /*closure*/,
+                                                            int64_t& /*slot*/,
                                                             const Reflection::TypedClosureCall& /*call*/,
                                                             const entt::meta_type& /*returnType*/,
                                                             Reflection::TypedReturn& /*result*/, ResultAny& /*failure*/)

@@ -52,6 +52,11 @@ protected:
     Reflection::TypedClosureStatus _callTyped(const Reflection::TypedClosureCall& call,
                                               const entt::meta_type& returnType, Reflection::TypedReturn& result,
                                               ResultAny& failure) const;
+
+private:
+    // Where the runtime found the function last time; it names the same function for as long as the value is
+    // usable, copies included.
+    mutable int64_t mRuntimeSlot = 0;
 };
 
 // A script function with its native signature.

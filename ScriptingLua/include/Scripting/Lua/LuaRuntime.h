@@ -93,7 +93,7 @@ public:
     ResultAny runScript(ContextId contextId, const std::string& source, const std::string& sourceName,
                         RunOption option) override;
 
-    Reflection::TypedClosureStatus callClosureTyped(ContextId contextId, ObjectHandle closure,
+    Reflection::TypedClosureStatus callClosureTyped(ContextId contextId, ObjectHandle closure, int64_t& slot,
                                                     const Reflection::TypedClosureCall& call,
                                                     const entt::meta_type& returnType, Reflection::TypedReturn& result,
                                                     ResultAny& failure) override;

@@ -588,7 +588,12 @@ int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& prop
                 ++context.typedCalls;
                 Reflection::TypedReturn result;
                 property.typedGet->invoke(*property.binding->getter, object, result);
-                UnlimitedMemory unlimited(context);
+                if (property.primitive == Primitive::String)
+                {
+                    UnlimitedMemory unlimited(context);
+                    pushTyped(state, property.primitive, result.value);
+                    return 1;
+                }
                 pushTyped(state, property.primitive, result.value);
                 return 1;
             }
@@ -697,7 +702,7 @@ int writeProperty(LuaContext& context, lua_State* state, const PropertyInfo& pro
 // __index of objects: a property is read, anything else comes from the members table (upvalue 1).
 int objectIndex(lua_State* state)
 {
-    lua_settop(state, 2);
+    // Lua calls __index with the object and the key, and scripts cannot reach the metatable to call it otherwise.
     lua_pushvalue(state, 2);
     lua_rawget(state, lua_upvalueindex(1));
     if (const PropertyInfo* property = propertyAt(state, -1))

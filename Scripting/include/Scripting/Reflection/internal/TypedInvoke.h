@@ -241,7 +241,7 @@ inline constexpr bool IS_TYPED_SCRIPT_VALUE = isTypedScriptValue<T>();
 template <typename T>
 TypedValue toTypedValue(const T& value)
 {
-    TypedValue typed;
+    TypedValue typed{};
     if constexpr (std::is_same_v<T, std::string>)
     {
         typed.textData = value.data();

@@ -262,9 +262,9 @@ struct Clock
 
     static time_point now() noexcept
     {
-        timespec spec{};
-        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &spec);
-        return time_point(std::chrono::seconds(spec.tv_sec) + std::chrono::nanoseconds(spec.tv_nsec));
+        timespec reading{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &reading);
+        return time_point(std::chrono::seconds(reading.tv_sec) + std::chrono::nanoseconds(reading.tv_nsec));
     }
 };
 

@@ -452,6 +452,101 @@ int invoke(LuaContext& context, lua_State* state, const FunctionPlan& plan, int 
     }
 }
 
+// A call that the typed road hands on: nothing native has run, and the general path tells what was wrong.
+constexpr int DECLINED = -2;
+
+// The typed road: the same checks as the general path, on values that never become meta_any. Anything out of
+// the ordinary (a default, a wrong type or count, a refused value, a derived or destroyed object) declines.
+int invokeTypedUnprotected(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
+{
+    if (context.closing)
+    {
+        return DECLINED;
+    }
+    void* object = nullptr;
+    if (plan.kind == FunctionPlan::Kind::Method)
+    {
+        object = typedObject(state, first - 1, plan.selfType);
+        if (object == nullptr)
+        {
+            return DECLINED;
+        }
+    }
+    const uint32_t count = static_cast<uint32_t>(plan.arguments.size());
+    if (lua_gettop(state) - first + 1 != static_cast<int>(count))
+    {
+        return DECLINED;
+    }
+    const Reflection::TypedCall& typed = *plan.typed;
+    std::array<Reflection::TypedValue, INLINE_ARGUMENTS> values;
+    for (uint32_t index = 0; index < count; ++index)
+    {
+        const FunctionPlan::Argument& argument = plan.arguments[index];
+        const int position = first + static_cast<int>(index);
+        Reflection::TypedValue& value = values[index];
+        if (typed.arguments[index] == Reflection::TypedKind::Object)
+        {
+            value.object = typedObject(state, position, argument.type);
+            if (value.object == nullptr)
+            {
+                return DECLINED;
+            }
+            continue;
+        }
+        if ((argument.hasDefault && lua_isnil(state, position)) ||
+            !primitiveTyped(state, position, argument.primitive, value))
+        {
+            return DECLINED;
+        }
+        if (!argument.boundsOfTypeOnly &&
+            !plan.function->validateArgument(typedAsAny(argument.primitive, value), argument.detailsIndex))
+        {
+            return DECLINED;
+        }
+    }
+    Reflection::TypedReturn result;
+    ++context.typedCalls;
+    typed.invoke(*plan.function, object, values.data(), result);
+    if (plan.returnsVoid)
+    {
+        return 0;
+    }
+    if (plan.returnPrimitive == Primitive::String)
+    {
+        UnlimitedMemory unlimited(context);
+        pushTyped(state, plan.returnPrimitive, result.value);
+        return 1;
+    }
+    pushTyped(state, plan.returnPrimitive, result.value);
+    return 1;
+}
+
+int invokeTyped(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
+{
+    {
+        NativeCallScope call(context, state);
+        try
+        {
+            const int results = invokeTypedUnprotected(context, state, plan, first);
+            if (results != DECLINED)
+            {
+                return results;
+            }
+            ++context.typedCallsDeclined;
+        }
+        catch (const std::exception& exception)
+        {
+            return pushFailure(context, state,
+                               Error(fmt::format("{} failed in native code: {}", plan.displayName, exception.what())));
+        }
+        catch (...)
+        {
+            return pushFailure(context, state, Error(plan.displayName + " failed in native code"));
+        }
+    }
+    return invoke(context, state, plan, first);
+}
+
 const FunctionPlan& planOf(lua_State* state)
 {
     return *static_cast<const FunctionPlan*>(lua_touserdata(state, lua_upvalueindex(1)));
@@ -468,6 +563,13 @@ int callMethod(lua_State* state)
     return raiseIfError(state, invoke(contextOf(state), state, planOf(state), 2));
 }
 
+int callTyped(lua_State* state)
+{
+    const FunctionPlan& plan = planOf(state);
+    return raiseIfError(state,
+                        invokeTyped(contextOf(state), state, plan, plan.kind == FunctionPlan::Kind::Method ? 2 : 1));
+}
+
 // ---- Objects ----
 
 const PropertyInfo* propertyAt(lua_State* state, int index)
@@ -481,6 +583,24 @@ int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& prop
     NativeCallScope call(context, state);
     try
     {
+        if (property.typedGet != nullptr)
+        {
+            if (void* object = typedObject(state, 1, property.classType))
+            {
+                ++context.typedCalls;
+                Reflection::TypedReturn result;
+                property.typedGet->invoke(*property.binding->getter, object, result);
+                if (property.primitive == Primitive::String)
+                {
+                    UnlimitedMemory unlimited(context);
+                    pushTyped(state, property.primitive, result.value);
+                    return 1;
+                }
+                pushTyped(state, property.primitive, result.value);
+                return 1;
+            }
+            ++context.typedCallsDeclined;
+        }
         ObjectBox* box = toObjectBox(state, 1);
         entt::meta_any instance;
         if (box == nullptr || !boxInstance(*box, instance))
@@ -518,6 +638,24 @@ int writeProperty(LuaContext& context, lua_State* state, const PropertyInfo& pro
         {
             return pushFailure(context, state, Error(property.displayName + " is read-only"));
         }
+        const auto& validator =
+            binding.setter->valueValidator ? binding.setter->valueValidator : binding.valueValidator;
+        if (property.typedSet != nullptr)
+        {
+            Reflection::TypedValue typed;
+            void* object = typedObject(state, 1, property.classType);
+            // A property takes a number only as a number, never as a string that reads as one.
+            const bool numberFits = property.setPrimitive == Primitive::Bool ||
+                                    property.setPrimitive == Primitive::String || lua_type(state, 3) == LUA_TNUMBER;
+            if (object != nullptr && numberFits && primitiveTyped(state, 3, property.setPrimitive, typed) &&
+                (!validator || validator(typedAsAny(property.setPrimitive, typed))))
+            {
+                ++context.typedCalls;
+                property.typedSet->invoke(*binding.setter, object, typed);
+                return 0;
+            }
+            ++context.typedCallsDeclined;
+        }
         ObjectBox* box = toObjectBox(state, 1);
         entt::meta_any instance;
         if (box == nullptr || !boxInstance(*box, instance))
@@ -537,8 +675,6 @@ int writeProperty(LuaContext& context, lua_State* state, const PropertyInfo& pro
             }
             return pushFailure(context, state, failureToError(failure, "property " + property.displayName, 0));
         }
-        const auto& validator =
-            binding.setter->valueValidator ? binding.setter->valueValidator : binding.valueValidator;
         if (validator && !validator(value))
         {
             const std::optional<double> number = asNumber(value);
@@ -568,7 +704,7 @@ int writeProperty(LuaContext& context, lua_State* state, const PropertyInfo& pro
 // __index of objects: a property is read, anything else comes from the members table (upvalue 1).
 int objectIndex(lua_State* state)
 {
-    lua_settop(state, 2);
+    // Lua calls __index with the object and the key, and scripts cannot reach the metatable to call it otherwise.
     lua_pushvalue(state, 2);
     lua_rawget(state, lua_upvalueindex(1));
     if (const PropertyInfo* property = propertyAt(state, -1))
@@ -671,7 +807,7 @@ void setObjectMetamethods(lua_State* state, const char* name)
 void pushFunction(lua_State* state, const FunctionPlan& plan, lua_CFunction function)
 {
     lua_pushlightuserdata(state, const_cast<FunctionPlan*>(&plan));
-    lua_pushcclosure(state, function, 1);
+    lua_pushcclosure(state, plan.typed != nullptr && function == &callPlan ? &callTyped : function, 1);
 }
 
 void pushConstant(LuaContext& context, lua_State* state, const ConstantFactory& constant)
@@ -827,6 +963,101 @@ int callPlan(lua_State* state)
     return raiseIfError(state, invoke(contextOf(state), state, plan, 1));
 }
 
+namespace
+{
+const Reflection::TypedCall* typedCallOf(const LuaContext& context, const FunctionPlan& plan)
+{
+    if (!context.useTypedCalls || !plan.missingConditions.empty() ||
+        (plan.kind != FunctionPlan::Kind::Function && plan.kind != FunctionPlan::Kind::Method))
+    {
+        return nullptr;
+    }
+    const Reflection::TypedCall* typed = plan.function->getTypedCall();
+    if (typed == nullptr || typed->argumentCount != plan.arguments.size() || plan.arguments.size() > INLINE_ARGUMENTS)
+    {
+        return nullptr;
+    }
+    if (!plan.returnsVoid &&
+        (plan.returnPrimitive == Primitive::None || primitiveOfKind(typed->result) != plan.returnPrimitive))
+    {
+        return nullptr;
+    }
+    if (plan.kind == FunctionPlan::Kind::Method && !plan.selfType)
+    {
+        return nullptr;
+    }
+    for (uint32_t index = 0; index < typed->argumentCount; ++index)
+    {
+        const FunctionPlan::Argument& argument = plan.arguments[index];
+        if (argument.injected != Injected::None)
+        {
+            return nullptr;
+        }
+        if (typed->arguments[index] == Reflection::TypedKind::Object)
+        {
+            // Only objects that scripts hold as boxes of a bound class; values of other classes convert
+            // through the general path.
+            if (!argument.boundsOfTypeOnly || argument.hasDefault ||
+                !context.classByType.contains(argument.type.info().hash()))
+            {
+                return nullptr;
+            }
+        }
+        else if (argument.primitive == Primitive::None ||
+                 primitiveOfKind(typed->arguments[index]) != argument.primitive)
+        {
+            return nullptr;
+        }
+    }
+    return typed;
+}
+
+void chooseTypedRoads(LuaContext& context)
+{
+    for (const std::unique_ptr<FunctionPlan>& plan : context.plans)
+    {
+        if (plan->kind == FunctionPlan::Kind::Method)
+        {
+            plan->selfType = plan->function->getClassType().value_or(entt::meta_type{});
+        }
+        plan->typed = typedCallOf(context, *plan);
+    }
+    if (!context.useTypedCalls)
+    {
+        return;
+    }
+    for (const std::unique_ptr<ClassInfo>& classInfo : context.classes)
+    {
+        for (PropertyInfo& property : classInfo->properties)
+        {
+            const PropertyBinding& binding = *property.binding;
+            property.classType = binding.getter->getClassType().value_or(entt::meta_type{});
+            if (!property.classType)
+            {
+                continue;
+            }
+            const Reflection::TypedPropertyGet* get = binding.getter->getTypedGet();
+            if (get != nullptr && property.primitive != Primitive::None &&
+                primitiveOfKind(get->kind) == property.primitive)
+            {
+                property.typedGet = get;
+            }
+            if (binding.setter == nullptr || binding.setter->getClassType() != property.classType)
+            {
+                continue;
+            }
+            const Reflection::TypedPropertySet* set = binding.setter->getTypedSet();
+            const Primitive setPrimitive = primitiveOf(binding.setter->getType());
+            if (set != nullptr && setPrimitive != Primitive::None && primitiveOfKind(set->kind) == setPrimitive)
+            {
+                property.typedSet = set;
+                property.setPrimitive = setPrimitive;
+            }
+        }
+    }
+}
+} // namespace
+
 void planBindings(LuaContext& context)
 {
     context.modules.reserve(context.bundle.moduleBindings.size());
@@ -864,8 +1095,10 @@ void planBindings(LuaContext& context)
             }
             for (const PropertyBinding& property : binding.properties)
             {
-                current.properties.push_back(PropertyInfo{&property, binding.name + "." + property.name,
-                                                          primitiveOf(property.getter->getType())});
+                PropertyInfo& added = current.properties.emplace_back();
+                added.binding = &property;
+                added.displayName = binding.name + "." + property.name;
+                added.primitive = primitiveOf(property.getter->getType());
             }
             context.classByType.emplace(binding.type.info().hash(), &current);
             info.classes.push_back(&current);
@@ -911,6 +1144,7 @@ void planBindings(LuaContext& context)
                                               FunctionPlan::Kind::ObjectFactory, nullptr));
         }
     }
+    chooseTypedRoads(context);
 }
 
 void createClassMetatables(LuaContext& context, lua_State* state)

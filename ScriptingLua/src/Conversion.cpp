@@ -386,6 +386,140 @@ bool primitiveFast(lua_State* state, int index, Primitive primitive, entt::meta_
     return false;
 }
 
+namespace
+{
+template <typename T>
+entt::meta_any numberAsAny(const Reflection::TypedValue& value)
+{
+    if constexpr (std::is_same_v<T, uint64_t>)
+    {
+        return entt::meta_any{Reflection::context(), std::in_place_type<T>, value.unsignedInteger};
+    }
+    else if constexpr (std::is_integral_v<T>)
+    {
+        return entt::meta_any{Reflection::context(), std::in_place_type<T>, static_cast<T>(value.integer)};
+    }
+    else
+    {
+        return entt::meta_any{Reflection::context(), std::in_place_type<T>, static_cast<T>(value.number)};
+    }
+}
+} // namespace
+
+void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value)
+{
+    switch (primitive)
+    {
+    case Primitive::Bool:
+        lua_pushboolean(state, value.boolean ? 1 : 0);
+        return;
+    case Primitive::UInt64:
+        if (value.unsignedInteger > static_cast<uint64_t>(std::numeric_limits<lua_Integer>::max()))
+        {
+            lua_pushnumber(state, static_cast<lua_Number>(value.unsignedInteger));
+        }
+        else
+        {
+            lua_pushinteger(state, static_cast<lua_Integer>(value.unsignedInteger));
+        }
+        return;
+    case Primitive::Float:
+    case Primitive::Double:
+        lua_pushnumber(state, value.number);
+        return;
+    case Primitive::String:
+        lua_pushlstring(state, value.textData, value.textSize);
+        return;
+    case Primitive::None:
+        lua_pushnil(state);
+        return;
+    default:
+        lua_pushinteger(state, static_cast<lua_Integer>(value.integer));
+        return;
+    }
+}
+
+entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& value)
+{
+    switch (primitive)
+    {
+    case Primitive::Bool:
+        return entt::meta_any{Reflection::context(), std::in_place_type<bool>, value.boolean};
+    case Primitive::Int8:
+        return numberAsAny<int8_t>(value);
+    case Primitive::UInt8:
+        return numberAsAny<uint8_t>(value);
+    case Primitive::Int16:
+        return numberAsAny<int16_t>(value);
+    case Primitive::UInt16:
+        return numberAsAny<uint16_t>(value);
+    case Primitive::Int32:
+        return numberAsAny<int32_t>(value);
+    case Primitive::UInt32:
+        return numberAsAny<uint32_t>(value);
+    case Primitive::Int64:
+        return numberAsAny<int64_t>(value);
+    case Primitive::UInt64:
+        return numberAsAny<uint64_t>(value);
+    case Primitive::Float:
+        return numberAsAny<float>(value);
+    case Primitive::Double:
+        return numberAsAny<double>(value);
+    case Primitive::String:
+        return entt::meta_any{Reflection::context(), std::in_place_type<std::string>, value.textData, value.textSize};
+    case Primitive::None:
+        break;
+    }
+    return entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
+}
+
+Primitive primitiveOfKind(Reflection::TypedKind kind)
+{
+    switch (kind)
+    {
+    case Reflection::TypedKind::Bool:
+        return Primitive::Bool;
+    case Reflection::TypedKind::Int8:
+        return Primitive::Int8;
+    case Reflection::TypedKind::UInt8:
+        return Primitive::UInt8;
+    case Reflection::TypedKind::Int16:
+        return Primitive::Int16;
+    case Reflection::TypedKind::UInt16:
+        return Primitive::UInt16;
+    case Reflection::TypedKind::Int32:
+        return Primitive::Int32;
+    case Reflection::TypedKind::UInt32:
+        return Primitive::UInt32;
+    case Reflection::TypedKind::Int64:
+        return Primitive::Int64;
+    case Reflection::TypedKind::UInt64:
+        return Primitive::UInt64;
+    case Reflection::TypedKind::Float:
+        return Primitive::Float;
+    case Reflection::TypedKind::Double:
+        return Primitive::Double;
+    case Reflection::TypedKind::String:
+        return Primitive::String;
+    case Reflection::TypedKind::None:
+    case Reflection::TypedKind::Void:
+    case Reflection::TypedKind::Object:
+        break;
+    }
+    return Primitive::None;
+}
+
+void* typedObject(lua_State* state, int index, const entt::meta_type& type)
+{
+    ObjectBox* box = toObjectBox(state, index);
+    entt::meta_any instance;
+    if (box == nullptr || !boxInstance(*box, instance) || instance.type() != type)
+    {
+        return nullptr;
+    }
+    return instance.data();
+}
+
 void pushPrimitive(lua_State* state, Primitive primitive, const entt::meta_any& value)
 {
     const void* data = value.data();

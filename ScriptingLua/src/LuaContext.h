@@ -7,18 +7,23 @@
 #include "Scripting/Reflection/IFunction.h"
 #include "Scripting/Reflection/IProperty.h"
 #include "Scripting/Reflection/Reflection.h"
+#include "Scripting/Reflection/TypedCall.h"
 
 #include <entt/meta/template.hpp>
 
 #include <lua.hpp>
 
+#include <cfloat>
 #include <chrono>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -109,6 +114,10 @@ struct FunctionPlan
     bool returnsVoid = false;
     // Conditions that the runtime does not offer: the function's own, or its class's. Empty when callable.
     std::vector<std::string> missingConditions;
+    // The road without meta_any, when every argument converts directly; null keeps every call general.
+    const Reflection::TypedCall* typed = nullptr;
+    // The class a method's object must be exactly, for the typed road; a derived object takes the general one.
+    entt::meta_type selfType;
     // Argument anys kept from one call to the next, so that numbers are written into anys that hold their
     // type already. A call that finds them taken, one made from within a call of the same function, makes
     // anys of its own.
@@ -122,6 +131,11 @@ struct PropertyInfo
     std::string displayName;
     // Of the value the getter hands out.
     Primitive primitive = Primitive::None;
+    // The roads without meta_any, for an object of exactly `classType`; null keeps the general one.
+    const Reflection::TypedPropertyGet* typedGet = nullptr;
+    const Reflection::TypedPropertySet* typedSet = nullptr;
+    Primitive setPrimitive = Primitive::None;
+    entt::meta_type classType;
 };
 
 struct ClassInfo
@@ -225,6 +239,8 @@ struct LuaContext
     // Never resized after set-up: plans and closures point into it.
     ModuleBindingBundle bundle;
     ContextConfig config;
+    // Calls and properties whose types allow it take the typed road; off, everything takes the general one.
+    bool useTypedCalls = true;
     IDependencyLoader* dependencyLoader = nullptr;
     IPrinter* printer = nullptr;
     ScriptObjectFactory objectFactory;
@@ -249,6 +265,8 @@ struct LuaContext
     std::vector<StrongObjectHandle> pendingReleases;
     std::vector<int> pendingUnreferences;
     uint64_t liveHandleBoxes = 0;
+    uint64_t typedCalls = 0;
+    uint64_t typedCallsDeclined = 0;
 
     // Watchdog of the entry into the script now running.
     bool watchdogArmed = false;
@@ -358,6 +376,110 @@ bool toNative(LuaContext& context, lua_State* state, int index, const entt::meta
 bool primitiveToNative(lua_State* state, int index, Primitive primitive, entt::meta_any& out,
                        ConversionFailure& failure);
 void pushPrimitive(lua_State* state, Primitive primitive, const entt::meta_any& value);
+// The typed road's conversions, inline on the hot road: false sends the call to the general path, which tells
+// why. They take what primitiveFast takes.
+template <typename T>
+bool integerTyped(lua_State* state, int index, Reflection::TypedValue& out)
+{
+    int isInteger = 0;
+    const lua_Integer value = lua_tointegerx(state, index, &isInteger);
+    if (isInteger == 0)
+    {
+        return false;
+    }
+    if constexpr (std::is_signed_v<T>)
+    {
+        if (value < static_cast<lua_Integer>(std::numeric_limits<T>::lowest()) ||
+            value > static_cast<lua_Integer>(std::numeric_limits<T>::max()))
+        {
+            return false;
+        }
+        out.integer = value;
+    }
+    else
+    {
+        if (value < 0 || static_cast<uint64_t>(value) > std::numeric_limits<T>::max())
+        {
+            return false;
+        }
+        if constexpr (sizeof(T) == sizeof(uint64_t))
+        {
+            out.unsignedInteger = static_cast<uint64_t>(value);
+        }
+        else
+        {
+            out.integer = value;
+        }
+    }
+    return true;
+}
+
+inline bool primitiveTyped(lua_State* state, int index, Primitive primitive, Reflection::TypedValue& out)
+{
+    switch (primitive)
+    {
+    case Primitive::Bool:
+        if (lua_type(state, index) != LUA_TBOOLEAN)
+        {
+            return false;
+        }
+        out.boolean = lua_toboolean(state, index) != 0;
+        return true;
+    case Primitive::String:
+    {
+        if (lua_type(state, index) != LUA_TSTRING)
+        {
+            return false;
+        }
+        size_t length = 0;
+        out.textData = lua_tolstring(state, index, &length);
+        out.textSize = length;
+        return true;
+    }
+    case Primitive::Double:
+    case Primitive::Float:
+    {
+        int isNumber = 0;
+        const double number = lua_tonumberx(state, index, &isNumber);
+        if (isNumber == 0)
+        {
+            return false;
+        }
+        if (primitive == Primitive::Float && std::isfinite(number) && std::fabs(number) > static_cast<double>(FLT_MAX))
+        {
+            return false;
+        }
+        out.number = number;
+        return true;
+    }
+    case Primitive::Int8:
+        return integerTyped<int8_t>(state, index, out);
+    case Primitive::UInt8:
+        return integerTyped<uint8_t>(state, index, out);
+    case Primitive::Int16:
+        return integerTyped<int16_t>(state, index, out);
+    case Primitive::UInt16:
+        return integerTyped<uint16_t>(state, index, out);
+    case Primitive::Int32:
+        return integerTyped<int32_t>(state, index, out);
+    case Primitive::UInt32:
+        return integerTyped<uint32_t>(state, index, out);
+    case Primitive::Int64:
+        return integerTyped<int64_t>(state, index, out);
+    case Primitive::UInt64:
+        return integerTyped<uint64_t>(state, index, out);
+    case Primitive::None:
+        break;
+    }
+    return false;
+}
+
+void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value);
+// A typed value as the native type `primitive` names, for validators that read meta_any.
+entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& value);
+Primitive primitiveOfKind(Reflection::TypedKind kind);
+// The address of the object in the box at `index` when it is alive and exactly of `type`; null otherwise.
+void* typedObject(lua_State* state, int index, const entt::meta_type& type);
 // The common case of a primitive that converts; false leaves the failure to primitiveToNative.
 bool primitiveFast(lua_State* state, int index, Primitive primitive, entt::meta_any& out);
 
@@ -429,4 +551,6 @@ bool pushScriptValue(LuaContext& context, lua_State* state, const entt::meta_any
 void createScriptValueSupport(LuaContext& context, lua_State* state);
 // Pushes the Lua value that a script-value object of the registry stands for; nil when there is none.
 void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle);
+// The registry reference of a script-value object's Lua value; LUA_NOREF when there is none.
+int referenceOf(LuaContext& context, ObjectHandle handle);
 } // namespace Scripting::Lua::internal

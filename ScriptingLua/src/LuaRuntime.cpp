@@ -181,6 +181,7 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
     context->memory.limit = mSettings.memoryLimitBytes;
     context->memory.runtimeInUse = &mMemoryInUse;
     context->memory.runtimePeak = &mMemoryPeak;
+    context->useTypedCalls = mSettings.typedCalls;
     internal::planBindings(*context);
 
     lua_State* state = lua_newstate(&internal::allocate, &context->memory);
@@ -358,6 +359,8 @@ std::optional<LuaContextStats> LuaRuntime::computeContextStats(ContextId context
     stats.memoryPeakBytes = context->memory.peak;
     stats.memoryLimitBytes = context->memory.limit;
     stats.scriptHeldObjects = context->liveHandleBoxes;
+    stats.typedCalls = context->typedCalls;
+    stats.typedCallsDeclined = context->typedCallsDeclined;
     return stats;
 }
 

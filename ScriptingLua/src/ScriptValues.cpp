@@ -475,6 +475,21 @@ void createScriptValueSupport(LuaContext& context, lua_State* state)
     lua_setglobal(state, "Promise");
 }
 
+int referenceOf(LuaContext& context, ObjectHandle handle)
+{
+    LifetimeRegistry* registry = context.scope.getLifetimeRegistry();
+    if (registry == nullptr || !registry->isValid(handle))
+    {
+        return LUA_NOREF;
+    }
+    const IScriptRef* scriptRef = registry->getScriptRef(handle);
+    if (scriptRef == nullptr || typeid(*scriptRef) != typeid(LuaReference))
+    {
+        return LUA_NOREF;
+    }
+    return static_cast<const LuaReference*>(scriptRef)->reference();
+}
+
 void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle)
 {
     LifetimeRegistry* registry = context.scope.getLifetimeRegistry();
@@ -573,6 +588,96 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
         context->drainPending(state);
     }
     return result;
+}
+
+Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId, ObjectHandle closure, int64_t& slot,
+                                                            const Reflection::TypedClosureCall& call,
+                                                            const entt::meta_type& returnType,
+                                                            Reflection::TypedReturn& result, ResultAny& failure)
+{
+    using Reflection::TypedClosureStatus;
+    LuaContext* context = _getContext(contextId);
+    if (context == nullptr || context->closing || !context->useTypedCalls || call.count > 200)
+    {
+        return TypedClosureStatus::Unsupported;
+    }
+    lua_State* state = internal::usableThread(*context);
+    if (!lua_checkstack(state, static_cast<int>(call.count) + 4))
+    {
+        return TypedClosureStatus::Unsupported;
+    }
+    // The slot is the function's registry reference, which lives as long as the closure's object.
+    if (slot <= 0 || slot > std::numeric_limits<int>::max())
+    {
+        slot = internal::referenceOf(*context, closure);
+        if (slot <= 0)
+        {
+            slot = 0;
+            return TypedClosureStatus::Unsupported;
+        }
+    }
+    const int base = lua_gettop(state);
+    if (lua_rawgeti(state, LUA_REGISTRYINDEX, static_cast<lua_Integer>(slot)) != LUA_TFUNCTION)
+    {
+        lua_settop(state, base);
+        slot = 0;
+        return TypedClosureStatus::Unsupported;
+    }
+    {
+        internal::UnlimitedMemory unlimited(*context);
+        for (uint32_t index = 0; index < call.count; ++index)
+        {
+            internal::pushTyped(state, internal::primitiveOfKind(call.kinds[index]), call.arguments[index]);
+        }
+    }
+    ++context->typedCalls;
+    const int status = internal::protectedCall(*context, state, static_cast<int>(call.count), 1);
+    TypedClosureStatus outcome = TypedClosureStatus::Done;
+    if (status != LUA_OK)
+    {
+        failure = internal::takeError(*context, state, status, "closure");
+        outcome = TypedClosureStatus::Failed;
+    }
+    else if (call.result == Reflection::TypedKind::Void)
+    {
+        lua_pop(state, 1);
+    }
+    else
+    {
+        const internal::Primitive primitive = internal::primitiveOfKind(call.result);
+        // A result takes a number only as a number, as the general conversion does.
+        const bool numberFits = primitive == internal::Primitive::Bool || primitive == internal::Primitive::String ||
+                                lua_type(state, -1) == LUA_TNUMBER;
+        if (numberFits && internal::primitiveTyped(state, -1, primitive, result.value))
+        {
+            if (primitive == internal::Primitive::String)
+            {
+                // The text goes with the value once it leaves the stack.
+                result.text.assign(result.value.textData, result.value.textSize);
+                result.value.textData = result.text.data();
+            }
+        }
+        else
+        {
+            entt::meta_any value;
+            internal::ConversionFailure conversion;
+            if (internal::toNative(*context, state, -1, returnType, value, conversion))
+            {
+                failure = Error("The script function's result took another road than its type allows");
+            }
+            else
+            {
+                failure = internal::failureToError(conversion, "the value the script function returned", 0);
+            }
+            outcome = TypedClosureStatus::Failed;
+        }
+        lua_pop(state, 1);
+    }
+    if (context->nativeDepth == 0)
+    {
+        context->drainPending(state);
+    }
+    return outcome;
 }
 
 std::optional<PromiseAny> LuaRuntime::createPromise(ContextId contextId)

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,7 +29,23 @@ class LuaEngineTest : public ::testing::Test
 protected:
     LuaEngineTest() { configure(Scripting::Lua::LuaRuntimeSettings{}); }
 
+    // With LUA_TESTS_GENERAL_PATH set, every call takes the general path, so that the same tests cover both.
+    static bool generalPathOnly()
+    {
+        const char* value = std::getenv("LUA_TESTS_GENERAL_PATH");
+        return value != nullptr && *value != '\0' && *value != '0';
+    }
+
     void configure(Scripting::Lua::LuaRuntimeSettings settings)
+    {
+        if (generalPathOnly())
+        {
+            settings.typedCalls = false;
+        }
+        install(std::move(settings));
+    }
+
+    void install(Scripting::Lua::LuaRuntimeSettings settings)
     {
         mRuntime = std::make_shared<Scripting::Lua::LuaRuntime>(mEngine.getRegistryManager(), std::move(settings));
         mEngine.clearRuntimeFactory();

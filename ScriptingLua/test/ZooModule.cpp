@@ -121,6 +121,14 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
     builder.function(
         "legsOf", [](const Animal& value) { return value.legs; }, ArgumentBindingBuilder<const Animal&>("animal"));
     builder.function(
+        "addTo",
+        [](Counter& counter, int by)
+        {
+            counter.value += by;
+            return counter.value;
+        },
+        ArgumentBindingBuilder<Counter&>("counter"), ArgumentBindingBuilder<int>("by"));
+    builder.function(
         "counterValue", [](StrongTypedObjectHandle<Counter> handle) { return handle->value; },
         ArgumentBindingBuilder<StrongTypedObjectHandle<Counter>>("counter"));
     builder.function(

@@ -28,6 +28,18 @@ ResultAny ClosureAny::call(entt::meta_any* arguments, unsigned count, const entt
     return mRuntime->callClosure(mContextId, mHandle->getHandle(), arguments, count, returnType, option);
 }
 
+Reflection::TypedClosureStatus ClosureAny::_callTyped(const Reflection::TypedClosureCall& call,
+                                                      const entt::meta_type& returnType,
+                                                      Reflection::TypedReturn& result, ResultAny& failure) const
+{
+    if (!_isUsable())
+    {
+        return Reflection::TypedClosureStatus::Unsupported;
+    }
+    return mRuntime->callClosureTyped(mContextId, mHandle->getHandle(), mRuntimeSlot, call, returnType, result,
+                                      failure);
+}
+
 ResultAny PromiseAny::resolve(const entt::meta_any& value)
 {
     if (!_isUsable())

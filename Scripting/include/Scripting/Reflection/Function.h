@@ -3,6 +3,7 @@
 #include "Scripting/BindingType/ArgumentDetails.h"
 #include "Scripting/Reflection/IFunction.h"
 #include "Scripting/Reflection/internal/Invoke.h"
+#include "Scripting/Reflection/internal/TypedInvoke.h"
 
 #include <optional>
 #include <utility>
@@ -69,6 +70,16 @@ public:
         return internal::parameterType(Arguments{}, index);
     }
     std::optional<entt::meta_type> getClassType() const override { return resolve<typename Traits::Class>(); }
+    const TypedCall* getTypedCall() const override
+    {
+        return internal::typedCallOf<MemberFunction, typename Traits::Return, Arguments>();
+    }
+
+    static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedReturn& result)
+    {
+        internal::invokeTyped<typename Traits::Return>(arguments, result, Arguments{}, Method,
+                                                       static_cast<Class*>(object));
+    }
 };
 
 namespace internal
@@ -111,6 +122,50 @@ protected:
         }
     }
 
+    // The object of an instanced function is a class object by reference; anything else keeps the general path.
+    static constexpr bool TYPED_OBJECT = []
+    {
+        if constexpr (instanced)
+        {
+            using Object = typename SplitFirst<AllArguments>::Head;
+            return std::is_lvalue_reference_v<Object> && typedParameterKind<Object>() == TypedKind::Object;
+        }
+        else
+        {
+            return true;
+        }
+    }();
+
+    template <typename Wrapper>
+    static const TypedCall* _typedCall()
+    {
+        if constexpr (TYPED_OBJECT)
+        {
+            return typedCallOf<Wrapper, typename Traits::Return, Arguments>();
+        }
+        else
+        {
+            return nullptr;
+        }
+    }
+
+    template <typename Native>
+    static void _typedInvoke(const Native& native, void* object, const TypedValue* arguments, TypedReturn& result)
+    {
+        using Return = typename Traits::Return;
+        if constexpr (instanced)
+        {
+            using Object = typename SplitFirst<AllArguments>::Head;
+            invokeTyped<Return>(arguments, result, Arguments{}, native,
+                                static_cast<Object>(*static_cast<std::remove_reference_t<Object>*>(object)));
+        }
+        else
+        {
+            static_cast<void>(object);
+            invokeTyped<Return>(arguments, result, Arguments{}, native);
+        }
+    }
+
 public:
     // All native parameters but the object, injected ones included.
     using NativeArguments = Arguments;
@@ -148,6 +203,12 @@ public:
     {
         return Base::_call(std::move(instance), args, count, Function);
     }
+    const TypedCall* getTypedCall() const override { return Base::template _typedCall<StaticFunction>(); }
+
+    static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedReturn& result)
+    {
+        Base::_typedInvoke(Function, object, arguments, result);
+    }
 };
 
 // A lambda or function object, held by value.
@@ -166,6 +227,12 @@ public:
     entt::meta_any call(entt::meta_any instance, entt::meta_any* args, uint32_t count) const override
     {
         return Base::_call(std::move(instance), args, count, mLambda);
+    }
+    const TypedCall* getTypedCall() const override { return Base::template _typedCall<LambdaFunction>(); }
+
+    static void typedInvoke(const IFunction& function, void* object, const TypedValue* arguments, TypedReturn& result)
+    {
+        Base::_typedInvoke(static_cast<const LambdaFunction&>(function).mLambda, object, arguments, result);
     }
 
 private:

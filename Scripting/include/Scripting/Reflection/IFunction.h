@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Scripting/BindingType/Privilege.h"
+#include "Scripting/Reflection/TypedCall.h"
 
 #include <entt/meta/fwd.hpp>
 
@@ -43,6 +44,9 @@ public:
     // The owning class; empty for a free function.
     virtual std::optional<entt::meta_type> getClassType() const = 0;
     virtual const ArgumentDetails& getArgumentDetails(uint32_t index) const = 0;
+    /// The road that skips meta_any, when every parameter and the result are of a kind a runtime converts
+    /// directly; null otherwise. The runtime still owes every check that `call` would see the result of.
+    virtual const TypedCall* getTypedCall() const { return nullptr; }
 
 protected:
     explicit IFunction(Privilege privilege) : privilege(privilege) {}

@@ -2,6 +2,7 @@
 
 #include "Scripting/BindingType/Privilege.h"
 #include "Scripting/Reflection/Reflection.h"
+#include "Scripting/Reflection/TypedCall.h"
 
 #include <functional>
 #include <optional>
@@ -28,6 +29,8 @@ public:
     // A baked property is read once by the runtime and then fixed.
     virtual bool isBaked() const = 0;
     virtual ReturnPolicy getReturnPolicy() const = 0;
+    /// The read that skips meta_any, for a number or a string; null otherwise.
+    virtual const TypedPropertyGet* getTypedGet() const { return nullptr; }
 
 protected:
     explicit IPropertyGetter(Privilege privilege) : privilege(privilege) {}
@@ -51,6 +54,9 @@ public:
     virtual std::optional<entt::meta_type> getClassType() const = 0;
     // Whether the value goes through a member function.
     virtual bool isMethod() const = 0;
+    /// The write that skips meta_any, for a number or a string; null otherwise. Like `set` it does not
+    /// check bounds: `valueValidator` stays the runtime's to ask.
+    virtual const TypedPropertySet* getTypedSet() const { return nullptr; }
 
 protected:
     explicit IPropertySetter(Privilege privilege) : privilege(privilege) {}

@@ -2,6 +2,7 @@
 
 #include "Scripting/Reflection/IProperty.h"
 #include "Scripting/Reflection/internal/Invoke.h"
+#include "Scripting/Reflection/internal/TypedInvoke.h"
 #include "Scripting/Runtime/ResultAny.h"
 
 #include <functional>
@@ -53,6 +54,40 @@ struct GetterTraits<Class, R (Owner::*)() const noexcept> : GetterTraits<Class, 
 
 // The failure of every setter; the caller needs no detail.
 ResultAny failedToSetMember();
+
+// Numbers and strings take the typed road of properties; objects and everything else keep the general one.
+template <typename T>
+inline constexpr bool IS_TYPED_PROPERTY_VALUE =
+    typedParameterKind<const std::remove_cvref_t<T>&>() !=
+    TypedKind::None&& typedParameterKind<const std::remove_cvref_t<T>&>() != TypedKind::Object;
+
+template <typename Getter, typename Value>
+const TypedPropertyGet* typedGetOf()
+{
+    if constexpr (IS_TYPED_PROPERTY_VALUE<Value>)
+    {
+        static constexpr TypedPropertyGet GET{typedResultKind<Value>(), &Getter::typedGet};
+        return &GET;
+    }
+    else
+    {
+        return nullptr;
+    }
+}
+
+template <typename Setter, typename Parameter>
+const TypedPropertySet* typedSetOf()
+{
+    if constexpr (IS_TYPED_PROPERTY_VALUE<Parameter> && typedParameterKind<Parameter>() != TypedKind::None)
+    {
+        static constexpr TypedPropertySet SET{typedParameterKind<Parameter>(), &Setter::typedSet};
+        return &SET;
+    }
+    else
+    {
+        return nullptr;
+    }
+}
 } // namespace internal
 
 // Reads a member object (as a reference into the object) or calls a member function of no arguments.
@@ -97,6 +132,24 @@ public:
     {
         return std::is_reference_v<typename Traits::Return> ? ReturnPolicy::ByReference : ReturnPolicy::ByValue;
     }
+    const TypedPropertyGet* getTypedGet() const override
+    {
+        return internal::typedGetOf<MemberPropertyGetter, typename Traits::Value>();
+    }
+
+    static void typedGet(const IPropertyGetter&, void* object, TypedReturn& result)
+    {
+        if constexpr (Traits::IS_MEMBER_OBJECT)
+        {
+            internal::storeTypedResult<const typename Traits::Value&>(static_cast<const Class*>(object)->*member,
+                                                                      result);
+        }
+        else
+        {
+            internal::storeTypedResult<typename Traits::Return>(
+                std::invoke(member, static_cast<typename Traits::Object*>(object)), result);
+        }
+    }
 };
 
 // Calls a lambda whose only parameter is the object.
@@ -128,6 +181,17 @@ public:
     ReturnPolicy getReturnPolicy() const override
     {
         return std::is_reference_v<Return> ? ReturnPolicy::ByReference : ReturnPolicy::ByValue;
+    }
+    const TypedPropertyGet* getTypedGet() const override
+    {
+        return internal::typedGetOf<LambdaPropertyGetter, Return>();
+    }
+
+    static void typedGet(const IPropertyGetter& getter, void* object, TypedReturn& result)
+    {
+        internal::storeTypedResult<Return>(
+            std::invoke(static_cast<const LambdaPropertyGetter&>(getter).mLambda, *static_cast<Object*>(object)),
+            result);
     }
 
 private:
@@ -213,6 +277,16 @@ public:
     entt::meta_type getType() const override { return resolve<Parameter>(); }
     std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }
     bool isMethod() const override { return Traits::IS_METHOD; }
+    const TypedPropertySet* getTypedSet() const override
+    {
+        return internal::typedSetOf<MemberPropertySetter, Parameter>();
+    }
+
+    static void typedSet(const IPropertySetter&, void* object, const TypedValue& value)
+    {
+        internal::AssignThroughMember<member, Traits::IS_METHOD, Parameter>{}(
+            *static_cast<Class*>(object), internal::typedArgument<Parameter>(value));
+    }
 };
 
 // Calls a lambda of the object and the value.
@@ -234,6 +308,16 @@ public:
     entt::meta_type getType() const override { return resolve<Parameter>(); }
     std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }
     bool isMethod() const override { return false; }
+    const TypedPropertySet* getTypedSet() const override
+    {
+        return internal::typedSetOf<LambdaPropertySetter, Parameter>();
+    }
+
+    static void typedSet(const IPropertySetter& setter, void* object, const TypedValue& value)
+    {
+        std::invoke(static_cast<const LambdaPropertySetter&>(setter).mLambda, *static_cast<Class*>(object),
+                    internal::typedArgument<Parameter>(value));
+    }
 
 private:
     Lambda mLambda;

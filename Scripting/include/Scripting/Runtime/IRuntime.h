@@ -2,6 +2,7 @@
 
 #include "Scripting/BindingType/ContextConfig.h"
 #include "Scripting/LifetimeRegistry/LifetimeRegistryReference.h"
+#include "Scripting/Reflection/TypedCall.h"
 #include "Scripting/Runtime/Error.h"
 #include "Scripting/Runtime/ModuleBindingBundle.h"
 #include "Scripting/Runtime/Result.h"
@@ -39,6 +40,18 @@ public:
 
     virtual ResultAny callClosure(ContextId contextId, ObjectHandle closure, entt::meta_any* arguments, unsigned count,
                                   const entt::meta_type& returnType, RunOption option) = 0;
+    /// Calls a script function with arguments and a result that are numbers, booleans or strings, without
+    /// meta_any. `Unsupported` (the default) sends the caller to callClosure, which also reports whatever keeps
+    /// this road from being taken; `Failed` leaves the error in `failure`. `slot` is the runtime's to keep with
+    /// the closure value between calls, so that it finds the function without a lookup; 0 the first time.
+    virtual Reflection::TypedClosureStatus callClosureTyped(ContextId /*contextId*/, ObjectHandle /*closure*/,
+                                                            int64_t& /*slot*/,
+                                                            const Reflection::TypedClosureCall& /*call*/,
+                                                            const entt::meta_type& /*returnType*/,
+                                                            Reflection::TypedReturn& /*result*/, ResultAny& /*failure*/)
+    {
+        return Reflection::TypedClosureStatus::Unsupported;
+    }
     virtual ResultAny resolvePromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value) = 0;
     virtual ResultAny rejectPromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value) = 0;
     virtual FutureState getFutureState(ContextId contextId, ObjectHandle future) = 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Scripting/Reflection/Reflection.h"
+#include "Scripting/Reflection/internal/TypedInvoke.h"
 #include "Scripting/Runtime/Result.h"
 #include "Scripting/Runtime/RuntimeTypes.h"
 #include "Scripting/Runtime/ScriptValue.h"
@@ -45,6 +46,17 @@ public:
     // error.
     ResultAny call(entt::meta_any* arguments, unsigned count, const entt::meta_type& returnType,
                    RunOption option) const;
+
+protected:
+    // The typed road of a call; Unsupported for an unusable closure, whose error the general road gives.
+    Reflection::TypedClosureStatus _callTyped(const Reflection::TypedClosureCall& call,
+                                              const entt::meta_type& returnType, Reflection::TypedReturn& result,
+                                              ResultAny& failure) const;
+
+private:
+    // Where the runtime found the function last time; it names the same function for as long as the value is
+    // usable, copies included.
+    mutable int64_t mRuntimeSlot = 0;
 };
 
 // A script function with its native signature.
@@ -65,6 +77,28 @@ public:
     Result<R> operator()(Args... args) const
     {
         constexpr unsigned COUNT = sizeof...(Args);
+        if constexpr (TYPED)
+        {
+            // Numbers, booleans and strings cross without meta_any when the runtime offers the road.
+            const Reflection::TypedValue values[COUNT + 1] = {Reflection::internal::toTypedValue(args)...,
+                                                              Reflection::TypedValue{}};
+            static constexpr Reflection::TypedKind KINDS[COUNT + 1] = {
+                Reflection::internal::typedParameterKind<const std::remove_cvref_t<Args>&>()...,
+                Reflection::TypedKind::None};
+            const Reflection::TypedClosureCall typedCall{values, KINDS, COUNT,
+                                                         Reflection::internal::typedResultKind<R>()};
+            Reflection::TypedReturn typed;
+            ResultAny failure;
+            switch (_callTyped(typedCall, mReturnType, typed, failure))
+            {
+            case Reflection::TypedClosureStatus::Done:
+                return _fromTyped(typed);
+            case Reflection::TypedClosureStatus::Failed:
+                return _toResult(std::move(failure));
+            case Reflection::TypedClosureStatus::Unsupported:
+                break;
+            }
+        }
         if constexpr (COUNT == 0)
         {
             std::array<entt::meta_any, 1> arguments{entt::meta_any{entt::meta_ctx_arg, Reflection::context()}};
@@ -78,6 +112,22 @@ public:
     }
 
 private:
+    static constexpr bool TYPED = (std::is_void_v<R> || Reflection::internal::IS_TYPED_SCRIPT_VALUE<R>)&&(
+        Reflection::internal::IS_TYPED_SCRIPT_VALUE<Args> && ...);
+
+    static Result<R> _fromTyped(const Reflection::TypedReturn& typed)
+    {
+        if constexpr (std::is_void_v<R>)
+        {
+            static_cast<void>(typed);
+            return Result<R>();
+        }
+        else
+        {
+            return Result<R>(Reflection::internal::typedArgument<R>(typed.value));
+        }
+    }
+
     // A runtime is asked for the declared type; one that answers with another must not make this a
     // result of the wrong type, nor end the caller.
     Result<R> _toResult(ResultAny&& result) const

@@ -35,6 +35,9 @@ struct LuaRuntimeSettings
     size_t memoryLimitBytes = 64u * 1024u * 1024u;
     // Where `print` writes; standard output when empty.
     std::function<void(ContextId contextId, std::string_view text)> printHandler;
+    /// Calls, methods and properties whose every value is a number, a boolean, a string or a bound object
+    /// convert without meta_any. Off, every call takes the general path; results and errors are the same.
+    bool typedCalls = true;
 };
 
 // What one context holds right now.
@@ -45,6 +48,10 @@ struct LuaContextStats
     uint64_t memoryLimitBytes = 0;
     // Objects of the context's registry that scripts hold through values.
     uint64_t scriptHeldObjects = 0;
+    /// Native calls and property accesses that took the typed road, and those it handed to the general path
+    /// (a default to fill, a value to convert or refuse, a derived or destroyed object).
+    uint64_t typedCalls = 0;
+    uint64_t typedCallsDeclined = 0;
 };
 
 // Stops a script that runs past its instruction or time budget. One budget covers one entry into the
@@ -86,6 +93,10 @@ public:
     ResultAny runScript(ContextId contextId, const std::string& source, const std::string& sourceName,
                         RunOption option) override;
 
+    Reflection::TypedClosureStatus callClosureTyped(ContextId contextId, ObjectHandle closure, int64_t& slot,
+                                                    const Reflection::TypedClosureCall& call,
+                                                    const entt::meta_type& returnType, Reflection::TypedReturn& result,
+                                                    ResultAny& failure) override;
     ResultAny callClosure(ContextId contextId, ObjectHandle closure, entt::meta_any* arguments, unsigned count,
                           const entt::meta_type& returnType, RunOption option) override;
     ResultAny resolvePromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value) override;

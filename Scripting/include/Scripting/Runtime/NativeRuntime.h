@@ -25,10 +25,11 @@ struct RuntimeContextData
     WeakLifetimeScope scope;
     /** @brief The runtime's copy of what the context was created from. */
     ModuleBindingBundle bundle;
-    /** @brief As given to createContext; not owned, may be null. */
+    /** @brief As given to createContext. */
+    ///@{
     IDependencyLoader* dependencyLoader = nullptr; // not owned, may be null
-    /** @brief As given to createContext; not owned, may be null. */
-    IPrinter* printer = nullptr; // not owned, may be null
+    IPrinter* printer = nullptr;                   // not owned, may be null
+    ///@}
 };
 
 /// A runtime without a language: it keeps contexts and runs native functions in them. Whatever needs a

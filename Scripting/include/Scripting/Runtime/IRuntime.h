@@ -69,13 +69,6 @@ public:
      */
     virtual ResultAny callClosure(ContextId contextId, ObjectHandle closure, entt::meta_any* arguments, unsigned count,
                                   const entt::meta_type& returnType, RunOption option) = 0;
-    /**
-     * @brief Fulfils a script promise.
-     * @param contextId Context of the promise.
-     * @param promise Handle of the runtime's promise object.
-     * @param value Value to fulfil it with.
-     * @return Empty on success, or an Error.
-     */
     virtual ResultAny resolvePromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value) = 0;
     /**
      * @brief Rejects a script promise.

@@ -1,7 +1,8 @@
 # Builds the API reference and fails on anything doxygen warns about. Arguments: DOXYGEN (may be empty or
 # stale: doxygen is looked for again, so that installing it later needs no new configure) and DOXYFILE.
 if(NOT DOXYGEN OR NOT EXISTS "${DOXYGEN}")
-    find_program(DOXYGEN doxygen)
+    find_program(doxygenNow doxygen)
+    set(DOXYGEN "${doxygenNow}")
 endif()
 if(NOT DOXYGEN)
     message("Docs.Reference skipped: doxygen is not installed (Debian: doxygen)")

@@ -24,6 +24,15 @@ namespace Scripting
 /// on a returned record tag that member. A returned reference stays good until the next addition of its kind.
 /// A member whose name is taken, or a description that does not fit its callable, asserts and is dropped: the
 /// call then answers a record that belongs to no binding.
+///
+/// Properties come from the shared property adders, each returning the added PropertyBinding:
+/// - `property<&T::member>(name)`: a member object, read and written in place;
+/// - `property<&T::getX, &T::setX>(name)`: a getter and a setter member function;
+/// - `property<&T::member, Privilege::ReadOnly>(name)`: read-only, a member object or a getter;
+/// - `property(name, getter, setter)` and `property<Privilege::ReadOnly>(name, getter)`: lambdas of the object
+///   (and the value).
+///
+/// `.bounds(min, max)` on the returned record bounds a property of numbers.
 /// @tparam T The native class.
 template <typename T>
 class ClassBindingBuilder : public TaggedBinding, public internal::PropertyAdders<T, ClassBindingBuilder<T>>

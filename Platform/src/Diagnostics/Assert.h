@@ -18,7 +18,7 @@ namespace Ovelith::Diagnostics
 bool reportAssert(const char* message, const char* expression, unsigned line, const char* file,
                   const char* functionSignature, ...);
 
-/// Traps into an attached debugger; only reached when reportAssert asked for it.
+// Traps into an attached debugger; only reached when reportAssert asked for it.
 void assertBreak();
 
 /**

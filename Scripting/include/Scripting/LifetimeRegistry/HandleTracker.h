@@ -73,8 +73,8 @@ class HandleTracker
 {
 public:
     /**
-     * @brief Files an object under a key. An empty handle asserts; a key already filed for `T` is replaced in the
-     * cache.
+     * @brief Files an object under a key. An empty handle asserts; so does a key filed for `T` already,
+     * which keeps its first object.
      * @tparam T Object type.
      * @param registry The object's registry.
      * @param handle The object.

@@ -335,17 +335,17 @@ public:
     const HandleCache& getHandleCache() const { return mHandleCache; }
 
     /// Nothing for an object that is dying already: it cannot be held any more.
-    /// An invalid handle asserts.
+    /// A handle of no object is ignored; the object being destroyed right now asserts.
     void addReference(ObjectHandle handle);
     /// True only when this call released the last reference. The object is destroyed before the outermost
     /// release returns: one released by the destruction of another waits until that one is gone, so that a
     /// chain of objects holding each other dies in a loop, not a recursion.
-    /// @param handle A living object; an invalid handle asserts and answers false.
+    /// @param handle The object; one that is gone or dying answers false.
     /// @return Whether this call released the last reference.
     bool removeReference(ObjectHandle handle);
     /**
      * @brief Strong references of an object.
-     * @return The count; 0 for an invalid handle (after an assert).
+     * @return The count; 0 for an object that is gone or dying.
      */
     unsigned int getReferenceCount(ObjectHandle handle);
     /// Destroys the object whatever its count; during another destruction, once that one is done.
@@ -361,17 +361,17 @@ public:
     entt::meta_any resolveAsAny(ObjectHandle handle);
     /**
      * @brief A TypedObjectHandle of the object's own type, in an any.
-     * @return The any; empty for an invalid handle.
+     * @return The any; empty, after an assert, for an invalid handle.
      */
     entt::meta_any resolveAsTypedObjectHandle(ObjectHandle handle);
     /**
      * @brief A WeakTypedObjectHandle of the object's own type, in an any.
-     * @return The any; empty for an invalid handle.
+     * @return The any; empty, after an assert, for an invalid handle.
      */
     entt::meta_any resolveAsWeakTypedObjectHandle(ObjectHandle handle);
     /**
      * @brief A StrongTypedObjectHandle of the object's own type, one reference more, in an any.
-     * @return The any; empty for an invalid handle.
+     * @return The any; empty, after an assert, for an invalid handle.
      */
     entt::meta_any resolveAsStrongTypedObjectHandle(ObjectHandle handle);
     /**

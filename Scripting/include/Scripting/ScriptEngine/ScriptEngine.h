@@ -85,7 +85,7 @@ public:
     /// @param factory The factory; the engine owns it from now on.
     void addModuleBindingFactory(std::unique_ptr<IModuleBindingFactory> factory);
     /**
-     * @brief Removes and destroys the factory of a UUID, if there is one.
+     * @brief Removes and destroys the factory of a UUID; an unknown UUID asserts and changes nothing.
      * @param uuid Module UUID.
      */
     void removeModuleBindingFactory(const quv::UUID& uuid);

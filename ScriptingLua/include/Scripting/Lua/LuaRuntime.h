@@ -88,7 +88,7 @@ public:
     /// @param registryManager Makes the registry of each context.
     /// @param settings Limits and hooks.
     explicit LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings settings = {});
-    /** @brief Closes the states of contexts still open. */
+    /** @brief Destroys the runtime; each context shares it, so this comes after the last context closed. */
     ~LuaRuntime() override;
     LuaRuntime(const LuaRuntime&) = delete;
     LuaRuntime& operator=(const LuaRuntime&) = delete;

@@ -13,7 +13,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 PACKAGES=(cmake ninja-build g++ clang libclang-rt-14-dev libfmt-dev libmsgsl-dev libgtest-dev libgmock-dev
-          libbenchmark-dev liblua5.4-dev pkg-config)
+          libbenchmark-dev liblua5.4-dev pkg-config doxygen)
 
 install_missing() {
     local missing=()

@@ -17,12 +17,21 @@
 
 namespace Ovelith::CoreTestFramework::Assert
 {
-// Thrown by a fatal check after it has reported; runTest ends the case on it silently.
+/// Thrown by a fatal check after it has reported; runTest ends the case on it silently.
 struct AssertException : std::exception
 {
+    /**
+     * @brief Keeps the message.
+     * @param message The check's message.
+     */
     explicit AssertException(const char* message) : mMessage(message) {}
+    /**
+     * @brief The check's message.
+     * @return The text, owned by the exception.
+     */
     const char* what() const noexcept override { return mMessage.c_str(); }
 
+    /** @brief The check's message. */
     std::string mMessage;
 };
 
@@ -149,11 +158,23 @@ void CheckDebugAsserts(const std::function<void()>& body, const Expected& expect
 }
 } // namespace Detail
 
+/**
+ * @brief A check's message: a {fmt} format for `Args`, with the place of the call.
+ * @tparam Args Types of the format's arguments.
+ */
 template <typename... Args>
 using Message = Detail::FormatStringAndSourceLocation<Args...>;
 
 // Every check takes `fatal` (report and throw AssertException) and a message with optional {fmt} arguments.
 
+/**
+ * @brief Fails unless `condition` holds.
+ * @tparam Args Types of the message's arguments.
+ * @param condition What must hold.
+ * @param fatal Whether a failure ends the case.
+ * @param message {fmt} format of the failure message.
+ * @param arguments Its arguments.
+ */
 template <typename... Args>
 void IsTrue(bool condition, bool fatal = false, Message<Args...> message = Detail::DEFAULT_MESSAGE, Args&&... arguments)
 {
@@ -163,6 +184,14 @@ void IsTrue(bool condition, bool fatal = false, Message<Args...> message = Detai
     }
 }
 
+/**
+ * @brief Fails when `condition` holds.
+ * @tparam Args Types of the message's arguments.
+ * @param condition What must not hold.
+ * @param fatal Whether a failure ends the case.
+ * @param message {fmt} format of the failure message.
+ * @param arguments Its arguments.
+ */
 template <typename... Args>
 void IsFalse(bool condition, bool fatal = false, Message<Args...> message = Detail::DEFAULT_MESSAGE,
              Args&&... arguments)
@@ -182,13 +211,55 @@ void IsFalse(bool condition, bool fatal = false, Message<Args...> message = Deta
         }                                                                                                              \
     }
 
+/**
+ * @brief Fails unless `left == right`; the report shows both operands.
+ * @tparam L Type of the left operand.
+ * @tparam R Type of the right operand.
+ * @tparam Args Types of the message's arguments.
+ * @param left Left operand.
+ * @param right Right operand.
+ * @param fatal Whether a failure ends the case.
+ * @param message {fmt} format of the failure message.
+ * @param arguments Its arguments.
+ */
 ZUT_DEFINE_COMPARISON(AreEqual, "==", left == right)
+/**
+ * @brief Fails unless `left != right`; the report shows both operands.
+ * @tparam L Type of the left operand.
+ * @tparam R Type of the right operand.
+ * @tparam Args Types of the message's arguments.
+ * @param left Left operand.
+ * @param right Right operand.
+ * @param fatal Whether a failure ends the case.
+ * @param message {fmt} format of the failure message.
+ * @param arguments Its arguments.
+ */
 ZUT_DEFINE_COMPARISON(AreNotEqual, "!=", left != right)
+/**
+ * @brief Fails unless `left` is less than `right`; the report shows both operands.
+ * @tparam L Type of the left operand.
+ * @tparam R Type of the right operand.
+ * @tparam Args Types of the message's arguments.
+ * @param left Left operand.
+ * @param right Right operand.
+ * @param fatal Whether a failure ends the case.
+ * @param message {fmt} format of the failure message.
+ * @param arguments Its arguments.
+ */
 ZUT_DEFINE_COMPARISON(IsLessThan, "<", left < right)
 #undef ZUT_DEFINE_COMPARISON
 
-// String equality, folding ASCII letters when `ignoreCase` is set. Both flags must be real bools, so that
-// a message text is never taken for one.
+/// String equality, folding ASCII letters when `ignoreCase` is set. Both flags must be real bools, so that
+/// a message text is never taken for one.
+/// @tparam IgnoreCase bool.
+/// @tparam Fatal bool.
+/// @tparam Args Types of the message's arguments.
+/// @param left A string.
+/// @param right A string.
+/// @param ignoreCase Whether ASCII case is folded.
+/// @param fatal Whether a failure ends the case.
+/// @param message {fmt} format of the failure message.
+/// @param arguments Its arguments.
 template <typename IgnoreCase, typename Fatal, typename... Args>
 requires std::is_same_v<IgnoreCase, bool> && std::is_same_v<Fatal, bool>
 void AreEqual(std::string_view left, std::string_view right, IgnoreCase ignoreCase, Fatal fatal,
@@ -202,7 +273,17 @@ void AreEqual(std::string_view left, std::string_view right, IgnoreCase ignoreCa
     }
 }
 
-// Passes unless the distance exceeds the tolerance, so a NaN operand passes.
+/// Passes unless the distance exceeds the tolerance, so a NaN operand passes.
+/// @tparam L Type of the left operand.
+/// @tparam R Type of the right operand.
+/// @tparam T Type of the tolerance.
+/// @tparam Args Types of the message's arguments.
+/// @param left A number.
+/// @param right A number.
+/// @param tolerance Largest distance allowed; its sign is ignored.
+/// @param fatal Whether a failure ends the case.
+/// @param message {fmt} format of the failure message.
+/// @param arguments Its arguments.
 template <typename L, typename R, typename T, typename... Args>
 void AreClose(const L& left, const R& right, const T& tolerance, bool fatal = false,
               Message<Args...> message = Detail::DEFAULT_MESSAGE, Args&&... arguments)
@@ -214,21 +295,38 @@ void AreClose(const L& left, const R& right, const T& tolerance, bool fatal = fa
     }
 }
 
-// `body` must raise library asserts matching `expected` (case-insensitive whole-text patterns, one or a
-// list). With `doContinue` false the first assert stops the body, so exactly one may be expected.
+/// `body` must raise library asserts matching `expected` (case-insensitive whole-text patterns, one or a
+/// list). With `doContinue` false the first assert stops the body, so exactly one may be expected.
+/// @tparam Expected A pattern, a list of them, or a vector of strings.
+/// @param body Code that must assert.
+/// @param expected Patterns of the expected messages.
+/// @param fatal Whether a failure ends the case.
+/// @param doContinue Whether the body goes on after each assert.
+/// @param message The failure message.
 template <typename Expected>
 void CheckDebugAsserts(const std::function<void()>& body, const Expected& expected, bool fatal = false,
                        bool doContinue = true, Message<> message = "Assert not raised.")
 {
     Detail::CheckDebugAsserts(body, expected, fatal, doContinue, message);
 }
+/**
+ * @brief CheckDebugAsserts() with a braced list of patterns.
+ * @param body Code that must assert.
+ * @param expected Patterns of the expected messages.
+ * @param fatal Whether a failure ends the case.
+ * @param doContinue Whether the body goes on after each assert.
+ * @param message The failure message.
+ */
 inline void CheckDebugAsserts(const std::function<void()>& body, std::initializer_list<const char*> expected,
                               bool fatal = false, bool doContinue = true, Message<> message = "Assert not raised.")
 {
     Detail::CheckDebugAsserts(body, expected, fatal, doContinue, message);
 }
 
-// `body` must raise no library assert and throw nothing.
+/// `body` must raise no library assert and throw nothing.
+/// @param body Code that must not assert.
+/// @param fatal Whether a failure ends the case.
+/// @param message The failure message.
 inline void CheckNoDebugAsserts(const std::function<void()>& body, bool fatal = false,
                                 Message<> message = "Unexpected assert raised.")
 {

@@ -7,9 +7,15 @@
 
 namespace Ovelith::Diagnostics
 {
-// Reports a failed library assert. Returns true when the caller should break into the debugger.
-// `message` is a printf format for the trailing arguments; a capture sees the formatted text.
-// Without a capture on the calling thread this throws std::runtime_error.
+/// Reports a failed library assert. Returns true when the caller should break into the debugger.
+/// `message` is a printf format for the trailing arguments; a capture sees the formatted text.
+/// Without a capture on the calling thread this throws std::runtime_error.
+/// @param message printf format of the message.
+/// @param expression The failed condition, as written.
+/// @param line Line of the assert.
+/// @param file File of the assert.
+/// @param functionSignature Function of the assert.
+/// @return Whether to break into the debugger.
 bool reportAssert(const char* message, const char* expression, unsigned line, const char* file,
                   const char* functionSignature, ...);
 
@@ -47,28 +53,45 @@ AssertHandler getAssertHandler();
 // Traps into an attached debugger; only reached when reportAssert asked for it.
 void assertBreak();
 
+/**
+ * @brief Whether a debugger is attached to the process.
+ * @return True when one is.
+ */
 bool debuggerIsEnabled();
 
-// When set, an uncaptured assert asks for a break instead of throwing. Nothing sets it by default.
+/// When set, an uncaptured assert asks for a break instead of throwing. Nothing sets it by default.
 extern bool assertsBreakIntoDebugger;
 
-// Runs `body` with every library assert on this thread handed to `handler` as its formatted message.
-// Captures do not nest: the capture ends, by return or by exception, with no capture active.
+/// Runs `body` with every library assert on this thread handed to `handler` as its formatted message.
+/// Captures do not nest: the capture ends, by return or by exception, with no capture active.
+/// @param body Code to run.
+/// @param handler Receives the message of each assert; the code after the assert then goes on.
 void interceptAsserts(const std::function<void()>& body, const std::function<void(std::string)>& handler);
 
-// Runs `body` under interceptAsserts and returns the messages of the asserts it raised, in order.
+/// Runs `body` under interceptAsserts and returns the messages of the asserts it raised, in order.
+/// @param body Code to run.
+/// @return The messages.
 std::vector<std::string> collectAsserts(const std::function<void()>& body);
 
-// Runs `body`; the first library assert it raises is thrown as its message, a T.
+/// Runs `body`; the first library assert it raises is thrown as its message, a T.
+/// @tparam T Type thrown, constructed from the message.
+/// @param body Code to run.
 template <typename T>
 void throwOnAssert(const std::function<void()>& body);
 
+/**
+ * @brief The std::string form of throwOnAssert().
+ * @param body Code to run.
+ */
 template <>
 void throwOnAssert<std::string>(const std::function<void()>& body);
 } // namespace Ovelith::Diagnostics
 
-// The one assert of the library and the framework. The code after it always runs: every assert
-// needs a defined continuation for the case where a capture swallowed it.
+/// The one assert of the library and the framework. The code after it always runs: every assert
+/// needs a defined continuation for the case where a capture swallowed it.
+/// @param condition What must hold.
+/// @param message printf format of the message.
+/// @param ... Arguments of the format.
 #define OV_ASSERT(condition, message, ...)                                                                             \
     do                                                                                                                 \
     {                                                                                                                  \

@@ -73,7 +73,10 @@ struct IsOptional<std::optional<T>> : std::true_type
 void checkDefaultArgumentOrder(const std::vector<ArgumentDetails>& details);
 } // namespace internal
 
-// Describes one script-visible argument of type `T`, spelled as in the native signature.
+/// Describes one script-visible argument of type `T`, spelled as in the native signature.
+/// Passed to the class and module builders beside the callable; builders for fewer arguments than the callable has
+/// describe the leading ones.
+/// @tparam T The parameter's native type.
 template <typename T>
 class ArgumentBindingBuilder : public ArgumentBinding
 {
@@ -82,8 +85,9 @@ class ArgumentBindingBuilder : public ArgumentBinding
     using Element = typename Shape::Element;
 
 public:
-    // Numbers are range-checked against their own limits from the start, and an optional is a defaulted
-    // argument from the start.
+    /// Numbers are range-checked against their own limits from the start, and an optional is a defaulted
+    /// argument from the start.
+    /// @param argumentName Name in messages.
     explicit ArgumentBindingBuilder(const std::string& argumentName)
     {
         name = argumentName;
@@ -100,18 +104,34 @@ public:
         }
     }
 
+    /**
+     * @brief A value used when the script leaves the argument out; later arguments need defaults too.
+     * @tparam V Type of the default; must convert to the parameter's type without narrowing.
+     * @param value The default.
+     * @return This builder.
+     */
     template <typename V>
     requires internal::DefaultFor<V, Value> ArgumentBindingBuilder& defaultValue(V&& value) &
     {
         details.defaultValue = entt::meta_any{Reflection::context(), std::in_place_type<Value>, std::forward<V>(value)};
         return *this;
     }
+    /**
+     * @brief A value used when the script leaves the argument out, on a temporary builder.
+     * @tparam V Type of the default; must convert to the parameter's type without narrowing.
+     * @param value The default.
+     * @return This builder.
+     */
     template <typename V>
     requires internal::DefaultFor<V, Value> ArgumentBindingBuilder && defaultValue(V&& value) && {
         return std::move(defaultValue(std::forward<V>(value)));
     }
 
-    // Inclusive at both ends; for numbers, vectors of numbers and optionals of either.
+    /// Inclusive at both ends; for numbers, vectors of numbers and optionals of either.
+    /// A value outside is an ArgumentOutOfBoundsError for the script.
+    /// @param min Lower bound.
+    /// @param max Upper bound.
+    /// @return This builder.
     ArgumentBindingBuilder& bounds(Element min, Element max) & requires Shape::VALID
     {
         details.minValue = entt::meta_any{Reflection::context(), min};
@@ -119,12 +139,17 @@ public:
         details.validator = &internal::rangeValidator<Value>;
         return *this;
     }
+    /** @brief Inclusive bounds, on a temporary builder. */
     ArgumentBindingBuilder&& bounds(Element min, Element max) && requires Shape::VALID
     {
         return std::move(bounds(min, max));
     }
 
-    // The accepted strings, compared byte for byte.
+    /// The accepted strings, compared byte for byte.
+    /// Another string is an InvalidArgumentError for the script.
+    /// @tparam N Number of strings.
+    /// @param values The strings.
+    /// @return This builder.
     template <std::size_t N>
     requires std::is_same_v<Value, std::string> ArgumentBindingBuilder& validValues(const std::string (&values)[N]) &
     {
@@ -139,6 +164,12 @@ public:
         details.validator = &internal::validValuesValidator<N>;
         return *this;
     }
+    /**
+     * @brief The accepted strings, on a temporary builder.
+     * @tparam N Number of strings.
+     * @param values The strings.
+     * @return This builder.
+     */
     template <std::size_t N>
     requires std::is_same_v<Value, std::string> ArgumentBindingBuilder && validValues(const std::string (&values)[N]) &&
     {
@@ -146,9 +177,14 @@ public:
     }
 };
 
+/** @brief Collects argument descriptions for the callable wrappers. */
 struct ArgumentBindingHelper
 {
-    // The details of each builder by copy, in parameter order.
+    /// The details of each builder by copy, in parameter order.
+    /// A defaulted argument before one without a default asserts.
+    /// @tparam Ts Parameter types.
+    /// @param builders The builders.
+    /// @return Their details.
     template <typename... Ts>
     static std::vector<ArgumentDetails> getArgumentDetails(ArgumentBindingBuilder<Ts>&... builders)
     {

@@ -20,8 +20,20 @@
 
 namespace Scripting
 {
-// The fluent front of a ClassBinding for the native class `T`. Tags set on the builder tag the class; tags set
-// on a returned record tag that member. A returned reference stays good until the next addition of its kind.
+/// The fluent front of a ClassBinding for the native class `T`. Tags set on the builder tag the class; tags set
+/// on a returned record tag that member. A returned reference stays good until the next addition of its kind.
+/// A member whose name is taken, or a description that does not fit its callable, asserts and is dropped: the
+/// call then answers a record that belongs to no binding.
+///
+/// Properties come from the shared property adders, each returning the added PropertyBinding:
+/// - `property<&T::member>(name)`: a member object, read and written in place;
+/// - `property<&T::getX, &T::setX>(name)`: a getter and a setter member function;
+/// - `property<&T::member, Privilege::ReadOnly>(name)`: read-only, a member object or a getter;
+/// - `property(name, getter, setter)` and `property<Privilege::ReadOnly>(name, getter)`: lambdas of the object
+///   (and the value).
+///
+/// `.bounds(min, max)` on the returned record bounds a property of numbers.
+/// @tparam T The native class.
 template <typename T>
 class ClassBindingBuilder : public TaggedBinding, public internal::PropertyAdders<T, ClassBindingBuilder<T>>
 {
@@ -29,13 +41,23 @@ class ClassBindingBuilder : public TaggedBinding, public internal::PropertyAdder
     static constexpr const char* OWNER = "Class";
 
 public:
+    /**
+     * @brief Starts the class; an empty name asserts.
+     * @param name Script name.
+     */
     explicit ClassBindingBuilder(const std::string& name)
     {
         internal::checkOwnerName(OWNER, name, Reflection::resolve<T>());
         mCurrentClassBinding.name = name;
     }
 
-    // A member function of `T` or of a base of it.
+    /// A member function of `T` or of a base of it.
+    /// @tparam nativeMethod Pointer to the member function.
+    /// @tparam privilege Carried for the runtime.
+    /// @tparam Args Types of the described arguments.
+    /// @param name Script name.
+    /// @param arguments Descriptions of the leading arguments; optional.
+    /// @return The added record, for tags.
     template <auto nativeMethod, Privilege privilege = Privilege::None, typename... Args>
     requires std::is_member_function_pointer_v<decltype(nativeMethod)> FunctionBinding&
     method(const std::string& name, ArgumentBindingBuilder<Args>&&... arguments)
@@ -44,7 +66,14 @@ public:
         return _addMember<Wrapper>(name, "method", internal::MakeWrapper<Wrapper>{privilege}, std::move(arguments)...);
     }
 
-    // A lambda whose first parameter is the object.
+    /// A lambda whose first parameter is the object.
+    /// @tparam privilege Carried for the runtime.
+    /// @tparam Lambda Type of the callable.
+    /// @tparam Args Types of the described arguments.
+    /// @param name Script name.
+    /// @param lambda The callable, copied into the record.
+    /// @param arguments Descriptions of the arguments after the object; optional.
+    /// @return The added record, for tags.
     template <Privilege privilege = Privilege::None, typename Lambda, typename... Args>
     FunctionBinding& method(const std::string& name, Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
     {
@@ -53,7 +82,13 @@ public:
                                    std::move(arguments)...);
     }
 
-    // A free or static function.
+    /// A free or static function.
+    /// @tparam nativeFunction Pointer to the function.
+    /// @tparam privilege Carried for the runtime.
+    /// @tparam Args Types of the described arguments.
+    /// @param name Script name.
+    /// @param arguments Descriptions of the leading arguments; optional.
+    /// @return The added record, for tags.
     template <auto nativeFunction, Privilege privilege = Privilege::None, typename... Args>
     requires internal::FunctionPointer<nativeFunction> FunctionBinding&
     function(const std::string& name, ArgumentBindingBuilder<Args>&&... arguments)
@@ -63,7 +98,14 @@ public:
                                    std::move(arguments)...);
     }
 
-    // A lambda that takes no object.
+    /// A lambda that takes no object.
+    /// @tparam privilege Carried for the runtime.
+    /// @tparam Lambda Type of the callable.
+    /// @tparam Args Types of the described arguments.
+    /// @param name Script name.
+    /// @param lambda The callable, copied into the record.
+    /// @param arguments Descriptions of the leading arguments; optional.
+    /// @return The added record, for tags.
     template <Privilege privilege = Privilege::None, typename Lambda, typename... Args>
     FunctionBinding& function(const std::string& name, Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
     {
@@ -72,8 +114,14 @@ public:
                                    std::move(arguments)...);
     }
 
-    // A function that makes the object and returns a handle to it (or a Result of one), optionally through
-    // an injected WeakLifetimeScope&.
+    /// A function that makes the object and returns a handle to it (or a Result of one), optionally through
+    /// an injected WeakLifetimeScope&.
+    /// A build keeps at most one constructor.
+    /// @tparam nativeFunction Pointer to the function.
+    /// @tparam privilege Carried for the runtime.
+    /// @tparam Args Types of the described arguments.
+    /// @param arguments Descriptions of the leading arguments; optional.
+    /// @return The added record, for tags.
     template <auto nativeFunction, Privilege privilege = Privilege::ReadOnly, typename... Args>
     requires internal::FunctionPointer<nativeFunction> FunctionBinding&
     constructor(ArgumentBindingBuilder<Args>&&... arguments)
@@ -84,6 +132,15 @@ public:
                                               internal::MakeWrapper<Wrapper>{privilege}, std::move(arguments)...);
     }
 
+    /**
+     * @brief A lambda that makes the object, as the function form does.
+     * @tparam privilege Carried for the runtime.
+     * @tparam Lambda Type of the callable.
+     * @tparam Args Types of the described arguments.
+     * @param lambda The callable, copied into the record.
+     * @param arguments Descriptions of the leading arguments; optional.
+     * @return The added record, for tags.
+     */
     template <Privilege privilege = Privilege::ReadOnly, typename Lambda, typename... Args>
     FunctionBinding& constructor(Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
     {
@@ -110,7 +167,10 @@ public:
 
     using internal::PropertyAdders<T, ClassBindingBuilder<T>>::property;
 
-    // A member object that the runtime reads once and then holds fixed.
+    /// A member object that the runtime reads once and then holds fixed.
+    /// @tparam member Pointer to the data member.
+    /// @param name Script name.
+    /// @return The added record, for tags.
     template <auto member>
     requires std::is_member_object_pointer_v<decltype(member)> PropertyBinding& bakedProperty(const std::string& name)
     {
@@ -118,7 +178,11 @@ public:
             name, std::make_shared<Reflection::MemberPropertyGetter<T, true, member>>(Privilege::ReadOnly), nullptr);
     }
 
-    // A value made anew, by copy, whenever a context asks for it.
+    /// A value made anew, by copy, whenever a context asks for it.
+    /// @tparam V Type of the value.
+    /// @param name Script name.
+    /// @param value The value.
+    /// @return The added record, for tags; a dropped one when the name is taken.
     template <typename V>
     ConstantFactory& constant(const std::string& name, V value)
     {
@@ -134,8 +198,10 @@ public:
         return added;
     }
 
-    // Makes `U` the base of `T` for the meta system, with the conversions of the typed handles, and for the
-    // record. The meta entries stand even if the binding is never finished.
+    /// Makes `U` the base of `T` for the meta system, with the conversions of the typed handles, and for the
+    /// record. The meta entries stand even if the binding is never finished.
+    /// A second base asserts.
+    /// @tparam U A base class of T.
     template <typename U>
     void base()
     {
@@ -149,7 +215,8 @@ public:
         mCurrentClassBinding.baseType = Reflection::resolve<U>();
     }
 
-    // The record, with the builder's tags. The builder is spent.
+    /// The record, with the builder's tags. The builder is spent.
+    /// @return The class.
     ClassBinding finish()
     {
         mCurrentClassBinding.type = Reflection::resolve<T>();

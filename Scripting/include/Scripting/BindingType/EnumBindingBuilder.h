@@ -21,8 +21,11 @@ E enumFromUnderlying(std::underlying_type_t<E> number)
 }
 } // namespace internal
 
-// The fluent front of an EnumBinding of the native enum `E`. Scripts see its members as strings (`U` =
-// std::string) or as numbers (`U` = `E`).
+/// The fluent front of an EnumBinding of the native enum `E`. Scripts see its members as strings (`U` =
+/// std::string) or as numbers (`U` = `E`).
+/// A member whose name is taken asserts and is dropped.
+/// @tparam U std::string or E: how scripts see the members.
+/// @tparam E The native enum.
 template <typename U, typename E>
 class EnumBindingBuilder : public TaggedBinding
 {
@@ -33,6 +36,10 @@ class EnumBindingBuilder : public TaggedBinding
     static constexpr const char* OWNER = "Enum";
 
 public:
+    /**
+     * @brief Starts the enum; an empty name asserts.
+     * @param name Script name.
+     */
     explicit EnumBindingBuilder(const std::string& name)
     {
         internal::checkOwnerName(OWNER, name, Reflection::resolve<E>());
@@ -45,7 +52,10 @@ public:
         }
     }
 
-    // A member whose script value is its name (strings) or its number.
+    /// A member whose script value is its name (strings) or its number.
+    /// @param name Member name.
+    /// @param value The native value.
+    /// @return The member's constant, for tags.
     ConstantFactory& value(const std::string& name, E value)
     {
         if constexpr (AS_STRING)
@@ -58,13 +68,18 @@ public:
         }
     }
 
-    // A member that scripts see as `scriptValue` rather than its name.
+    /// A member that scripts see as `scriptValue` rather than its name.
+    /// @param name Member name.
+    /// @param scriptValue What scripts see.
+    /// @param value The native value.
+    /// @return The member's constant, for tags.
     ConstantFactory& valueWithOverride(std::string name, std::string scriptValue, E value) requires AS_STRING
     {
         return _add(name, std::move(scriptValue), value);
     }
 
-    // The record, with the builder's tags. The builder is spent.
+    /// The record, with the builder's tags. The builder is spent.
+    /// @return The enum.
     EnumBinding finish()
     {
         mCurrentEnumBinding.releases = std::move(releases);

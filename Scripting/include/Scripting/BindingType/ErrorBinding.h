@@ -9,11 +9,14 @@
 
 namespace Scripting
 {
-// A native error type as scripts see it.
+/// A native error type as scripts see it.
 struct ErrorBinding : TaggedBinding
 {
+    /** @brief Script name. */
     std::string name;
+    /** @brief The native error type. */
     entt::meta_type type;
+    /** @brief Fields scripts can read, besides name and message. */
     std::vector<PropertyBinding> properties;
 };
 } // namespace Scripting

@@ -14,14 +14,16 @@ namespace Reflection
 class IFunction;
 }
 
+/** @brief A bound callable: free function, method, static function or constructor. */
 struct FunctionBinding : TaggedBinding
 {
-    // "constructor" for every constructor.
+    /// "constructor" for every constructor.
     std::string name;
-    // Described arguments in native order, injected ones left out.
+    /// Described arguments in native order, injected ones left out.
     std::vector<ArgumentBinding> arguments;
-    // Shared by every copy of the record.
+    /// Shared by every copy of the record.
     std::shared_ptr<Reflection::IFunction> function;
+    /** @brief Conditions the runtime must offer for the call. */
     std::vector<std::string> runtimeConditions;
 };
 } // namespace Scripting

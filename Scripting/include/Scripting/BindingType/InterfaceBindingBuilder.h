@@ -9,7 +9,9 @@
 
 namespace Scripting
 {
-// The fluent front of an InterfaceBinding: a data shape of `T` described by its properties only.
+/// The fluent front of an InterfaceBinding: a data shape of `T` described by its properties only.
+/// Properties are added with the `property` overloads the class builder has.
+/// @tparam T The native struct.
 template <typename T>
 class InterfaceBindingBuilder : public TaggedBinding, public internal::PropertyAdders<T, InterfaceBindingBuilder<T>>
 {
@@ -17,6 +19,10 @@ class InterfaceBindingBuilder : public TaggedBinding, public internal::PropertyA
     static constexpr const char* OWNER = "Interface";
 
 public:
+    /**
+     * @brief Starts the interface; an empty name asserts.
+     * @param name Script name.
+     */
     explicit InterfaceBindingBuilder(const std::string& name)
     {
         internal::checkOwnerName(OWNER, name, Reflection::resolve<T>());
@@ -26,7 +32,8 @@ public:
 
     using internal::PropertyAdders<T, InterfaceBindingBuilder<T>>::property;
 
-    // The record, with the builder's tags. The builder is spent.
+    /// The record, with the builder's tags. The builder is spent.
+    /// @return The interface.
     InterfaceBinding finish()
     {
         mCurrentInterfaceBinding.releases = std::move(releases);

@@ -28,24 +28,44 @@ namespace internal
 class SymbolTable;
 }
 
-// Collects everything that the versions of one module show, then builds one version of it. Nothing is
-// decided while adding: `build` keeps what the release tags allow for the builder's version, orders the
-// classes and reports names that collide within that version only, so one description can hold two records
-// of one name for different versions.
+/// Collects everything that the versions of one module show, then builds one version of it. Nothing is
+/// decided while adding: `build` keeps what the release tags allow for the builder's version, orders the
+/// classes and reports names that collide within that version only, so one description can hold two records
+/// of one name for different versions.
 class ModuleBindingBuilder
 {
 public:
+    /**
+     * @brief Starts a module version; an empty UUID or name asserts.
+     * @param uuid Module identity.
+     * @param name Module name.
+     * @param version The version build() makes.
+     * @param builderFlag Carried into the ModuleBinding.
+     */
     ModuleBindingBuilder(quv::UUID uuid, const std::string& name, const Version& version, bool builderFlag);
     ModuleBindingBuilder(const ModuleBindingBuilder&) = delete;
     ModuleBindingBuilder& operator=(const ModuleBindingBuilder&) = delete;
 
-    // A dependency on the module itself is reported and kept, for the resolver to fail on; one equal to a
-    // dependency already there (same UUID and versions) is reported and dropped.
+    /// A dependency on the module itself is reported and kept, for the resolver to fail on; one equal to a
+    /// dependency already there (same UUID and versions) is reported and dropped.
+    /// @param module The dependency.
+    /// @return This builder.
     ModuleBindingBuilder& dependency(const ModuleDependency& module);
+    /**
+     * @brief Adds each dependency as the single form does.
+     * @param modules The dependencies.
+     * @return This builder.
+     */
     ModuleBindingBuilder& dependency(const std::vector<ModuleDependency>& modules);
 
-    // A module-level free or static function. Argument builders come in native order, injected parameters left
-    // out. A mismatch with the native signature is reported and the function left out.
+    /// A module-level free or static function. Argument builders come in native order, injected parameters left
+    /// out. A mismatch with the native signature is reported and the function left out.
+    /// @tparam nativeFunction Pointer to the function.
+    /// @tparam privilege Carried for the runtime.
+    /// @tparam Args Types of the described arguments.
+    /// @param name Script name.
+    /// @param arguments Descriptions of the leading arguments; optional.
+    /// @return The added record, for tags.
     template <auto nativeFunction, Privilege privilege = Privilege::None, typename... Args>
     requires internal::FunctionPointer<nativeFunction> FunctionBinding&
     function(const std::string& name, ArgumentBindingBuilder<Args>&&... arguments)
@@ -54,7 +74,14 @@ public:
         return _addFunction<Wrapper>(name, internal::MakeWrapper<Wrapper>{privilege}, std::move(arguments)...);
     }
 
-    // A module-level lambda.
+    /// A module-level lambda.
+    /// @tparam privilege Carried for the runtime.
+    /// @tparam Lambda Type of the callable.
+    /// @tparam Args Types of the described arguments.
+    /// @param name Script name.
+    /// @param lambda The callable, copied into the record.
+    /// @param arguments Descriptions of the leading arguments; optional.
+    /// @return The added record, for tags.
     template <Privilege privilege = Privilege::None, typename Lambda, typename... Args>
     FunctionBinding& function(const std::string& name, Lambda lambda, ArgumentBindingBuilder<Args>&&... arguments)
     {
@@ -63,16 +90,26 @@ public:
                                      std::move(arguments)...);
     }
 
-    // A value made anew, by copy, whenever a context asks for it.
+    /// A value made anew, by copy, whenever a context asks for it.
+    /// @tparam V Type of the value.
+    /// @param name Script name.
+    /// @param value The value.
+    /// @return The added record, for tags.
     template <typename V>
     ConstantFactory& constant(const std::string& name, V value)
     {
         return constant(name, Reflection::resolve<V>(), true, internal::ConstantValue<V>{std::move(value)});
     }
 
-    // An object of type `T` that a context makes on demand with `factory`. The factory can take only what the
-    // context fills in (WeakLifetimeScope& and the other injected types); one that wants script arguments is
-    // reported and left out.
+    /// An object of type `T` that a context makes on demand with `factory`. The factory can take only what the
+    /// context fills in (WeakLifetimeScope& and the other injected types); one that wants script arguments is
+    /// reported and left out.
+    /// @tparam T Type of the object made.
+    /// @tparam privilege Carried for the runtime.
+    /// @tparam Lambda Type of the factory.
+    /// @param name Script name.
+    /// @param factory Makes the object.
+    /// @return The added record, for tags.
     template <typename T, Privilege privilege = Privilege::ReadOnly, typename Lambda>
     ObjectFactoryBinding& object(const std::string& name, Lambda factory)
     {
@@ -84,26 +121,70 @@ public:
         return _addObjectFactory(std::move(binding));
     }
 
-    // Each adder returns the record it appended, for tagging; it stays valid until the next addition of its
-    // kind.
+    /// Each adder returns the record it appended, for tagging; it stays valid until the next addition of its
+    /// kind.
+    /// @param binding A class, from ClassBindingBuilder::finish().
+    /// @return The record.
     ClassBinding& classBinding(ClassBinding binding);
+    /**
+     * @brief Adds an interface.
+     * @param binding From InterfaceBindingBuilder::finish().
+     * @return The record.
+     */
     InterfaceBinding& interfaceBinding(InterfaceBinding binding);
+    /**
+     * @brief Adds an error type.
+     * @param binding The error.
+     * @return The record.
+     */
     ErrorBinding& errorBinding(ErrorBinding binding);
+    /**
+     * @brief Adds an enum.
+     * @param binding From EnumBindingBuilder::finish().
+     * @return The record.
+     */
     EnumBinding& enumBinding(EnumBinding binding);
+    /**
+     * @brief Adds a finished function record.
+     * @param binding The function.
+     * @return The record.
+     */
     FunctionBinding& functionBinding(FunctionBinding binding);
+    /**
+     * @brief Adds a finished object factory record.
+     * @param binding The factory.
+     * @return The record.
+     */
     ObjectFactoryBinding& objectFactory(ObjectFactoryBinding binding);
 
+    /**
+     * @brief A constant made by a factory function.
+     * @param name Script name.
+     * @param type Type of the value.
+     * @param isConstant Whether the value never changes.
+     * @param factory Makes the value, given the context's scope.
+     * @return The added record, for tags.
+     */
     ConstantFactory& constant(const std::string& name, entt::meta_type type, bool isConstant,
                               std::function<entt::meta_any(WeakLifetimeScope&)> factory);
 
-    // A module made of script text holds no bindings.
+    /// A module made of script text holds no bindings.
+    /// @param source Script text run as the module.
+    /// @return This builder.
     ModuleBindingBuilder& scriptSource(std::string source);
 
-    // Maps the key constant of every class added so far that derives from the map's base.
+    /// Maps the key constant of every class added so far that derives from the map's base.
+    /// @param typeMap The map.
+    /// @return This builder.
     ModuleBindingBuilder& createTypeMap(TypeMapBuilder& typeMap);
 
-    // The version of the builder, with what its tags allow. Untagged records are in when `allowUntagged`;
-    // `enabledTags` lets records tagged for those prereleases in. The builder is empty afterwards.
+    /// The version of the builder, with what its tags allow. Untagged records are in when `allowUntagged`;
+    /// `enabledTags` lets records tagged for those prereleases in. The builder is empty afterwards.
+    /// Names that collide within the version assert; the records stay.
+    /// @param allowUntagged Whether untagged records are in.
+    /// @param enabledTags Prerelease tags whose records are in whatever the version.
+    /// @param conditions What the runtime offers; records needing others stay, with their missing conditions.
+    /// @return The module version.
     ModuleBinding build(bool allowUntagged, const std::vector<std::string>& enabledTags,
                         const RuntimeConditions& conditions);
 

@@ -26,8 +26,9 @@ entt::meta_any getConstValue(const std::optional<T>& optional)
 }
 } // namespace internal
 
-// Makes std::optional<T> known to code that only holds a meta_any: a constructor from T and "getValue"
-// for const and non-const access. Registering again replaces the same entries.
+/// Makes std::optional<T> known to code that only holds a meta_any: a constructor from T and "getValue"
+/// for const and non-const access. Registering again replaces the same entries.
+/// @tparam T Value type.
 template <typename T>
 void registerOptional()
 {
@@ -38,9 +39,21 @@ void registerOptional()
         .template func<&internal::getConstValue<T>>("getValue"_hs);
 }
 
+/**
+ * @brief Whether a type is a `std::optional` specialisation, registered or not.
+ * @param type A meta type.
+ * @return True for any `std::optional`.
+ */
 bool isOptionalAny(const entt::meta_type& type);
 
-// The value inside an optional held by `optionalAny`, as a view into it: it must not outlive the argument.
+/// The value inside an optional held by `optionalAny`, as a view into it: it must not outlive the argument.
+/// @param optionalAny Holds a registered optional.
+/// @return The value; empty when disengaged or unregistered. Another type asserts.
 entt::meta_any getValue(entt::meta_any& optionalAny);
+/**
+ * @brief The value inside an optional, read-only, as a view into the argument.
+ * @param optionalAny Holds a registered optional.
+ * @return The value; empty when disengaged or unregistered. Another type asserts.
+ */
 entt::meta_any getValue(const entt::meta_any& optionalAny);
 } // namespace Scripting::OptionalHelper

@@ -21,34 +21,61 @@ class IPropertyGetter;
 class IPropertySetter;
 } // namespace Reflection
 
+/** @brief A property of a class, interface or error: a getter, an optional setter, optional bounds. */
 struct PropertyBinding : TaggedBinding
 {
+    /** @brief Script name. */
     std::string name;
-    // The declared value type: std::optional and std::vector stay, a Result_deprecated<X> getter gives X.
+    /// The declared value type: std::optional and std::vector stay, a Result_deprecated<X> getter gives X.
     entt::meta_type type;
-    // Empty for a read-only property.
+    /// Empty for a read-only property.
     std::shared_ptr<Reflection::IPropertySetter> setter;
+    /** @brief Reads the value; shared by every copy of the record. */
     std::shared_ptr<Reflection::IPropertyGetter> getter;
-    // Bounds test of a new value; empty without bounds.
+    /// Bounds test of a new value; empty without bounds.
     std::function<bool(const entt::meta_any&)> valueValidator;
+    /** @brief Lower bound; empty without bounds. */
     entt::meta_any minValue;
+    /** @brief Upper bound; empty without bounds. */
     entt::meta_any maxValue;
+    /** @brief Free for a runtime; no builder sets it. */
     entt::meta_any extraValue;
 
-    // Inclusive bounds for a property of `U`, std::optional<U>, std::vector<U> or std::optional<std::vector<U>>,
-    // with `U` int or float. A read-only property or another type reports and keeps the property unbounded.
+    /// Inclusive bounds for a property of `U`, std::optional<U>, std::vector<U> or std::optional<std::vector<U>>,
+    /// with `U` int or float. A read-only property or another type reports and keeps the property unbounded.
+    /// @tparam U int or float.
+    /// @param min Lower bound.
+    /// @param max Upper bound.
+    /// @return This record, for chaining.
     template <typename U>
     PropertyBinding& bounds(U min, U max);
 
-    // Which form of bounds fits `type`: none (reported), a number or a vector of numbers, optional or not.
+    /// Which form of bounds fits `type`: none (reported), a number or a vector of numbers, optional or not.
     enum class BoundsForm : uint8_t
     {
+        /** @brief No bounds fit. */
         None,
+        /** @brief A number, optional or not. */
         Scalar,
+        /** @brief A vector of numbers, optional or not. */
         Vector,
     };
+    /**
+     * @brief Which form of bounds fits the property; reports when none does.
+     * @param boundsType Meta type of U.
+     * @param optionalType Meta type of std::optional<U>.
+     * @param vectorType Meta type of std::vector<U>.
+     * @param optionalVectorType Meta type of std::optional<std::vector<U>>.
+     * @return The form.
+     */
     BoundsForm _boundsForm(const entt::meta_type& boundsType, const entt::meta_type& optionalType,
                            const entt::meta_type& vectorType, const entt::meta_type& optionalVectorType) const;
+    /**
+     * @brief Stores the bounds and their test, on the record and on its setter.
+     * @param min Lower bound.
+     * @param max Upper bound.
+     * @param validator The test.
+     */
     void _setBounds(entt::meta_any min, entt::meta_any max, std::function<bool(const entt::meta_any&)> validator);
 };
 

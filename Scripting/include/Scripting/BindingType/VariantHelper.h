@@ -26,8 +26,9 @@ entt::meta_any getConstValue(const std::variant<Ts...>& variant)
 }
 } // namespace internal
 
-// Makes std::variant<Ts...> known to code that only holds a meta_any: a constructor per alternative and
-// "getValue" for const and non-const access. Registering again replaces the same entries.
+/// Makes std::variant<Ts...> known to code that only holds a meta_any: a constructor per alternative and
+/// "getValue" for const and non-const access. Registering again replaces the same entries.
+/// @tparam Ts The alternatives.
 template <typename... Ts>
 void registerVariant()
 {
@@ -38,9 +39,21 @@ void registerVariant()
         .template func<&internal::getConstValue<Ts...>>("getValue"_hs);
 }
 
+/**
+ * @brief Whether a type is a `std::variant` specialisation, registered or not.
+ * @param type A meta type.
+ * @return True for any `std::variant`.
+ */
 bool isVariantAny(const entt::meta_type& type);
 
-// The active alternative of a variant held by `variantAny`, as a view into it.
+/// The active alternative of a variant held by `variantAny`, as a view into it.
+/// @param variantAny Holds a registered variant; must outlive the result.
+/// @return The alternative; empty when unregistered. Another type asserts.
 entt::meta_any getValue(entt::meta_any& variantAny);
+/**
+ * @brief The active alternative, read-only, as a view into the argument.
+ * @param variantAny Holds a registered variant; must outlive the result.
+ * @return The alternative; empty when unregistered. Another type asserts.
+ */
 entt::meta_any getValue(const entt::meta_any& variantAny);
 } // namespace Scripting::VariantHelper

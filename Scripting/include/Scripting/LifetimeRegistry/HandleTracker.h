@@ -15,13 +15,19 @@
 
 namespace Scripting
 {
-// The key type under which objects of `T` are tracked: `T::HandleKey` unless specialised.
+/// The key type under which objects of `T` are tracked: `T::HandleKey` unless specialised.
+/// @tparam T Tracked object type.
 template <typename T>
 struct HandleKeyOf
 {
+    /** @brief The key type. */
     using type = typename T::HandleKey;
 };
 
+/**
+ * @brief The key type of `T`.
+ * @tparam T Tracked object type.
+ */
 template <typename T>
 using HandleKey = typename HandleKeyOf<T>::type;
 
@@ -60,12 +66,21 @@ uint64_t hashTrackedType()
 }
 } // namespace internal
 
-// Maps a native key to the script object that stands for it, so that one native object keeps one script
-// object. The key is attached to the object as a component and the registry's HandleCache answers the
-// lookup; a tracked object may hold a tracking reference, which untracking removes.
+/// Maps a native key to the script object that stands for it, so that one native object keeps one script
+/// object. The key is attached to the object as a component and the registry's HandleCache answers the
+/// lookup; a tracked object may hold a tracking reference, which untracking removes.
 class HandleTracker
 {
 public:
+    /**
+     * @brief Files an object under a key. An empty handle asserts; so does a key filed for `T` already,
+     * which keeps its first object.
+     * @tparam T Object type.
+     * @param registry The object's registry.
+     * @param handle The object.
+     * @param key Its native key.
+     * @param addReference Whether tracking holds a reference, keeping the object alive until untracked.
+     */
     template <typename T>
     static void trackWith(LifetimeRegistry& registry, TypedObjectHandle<T> handle, const HandleKey<T>& key,
                           bool addReference)
@@ -79,7 +94,11 @@ public:
         }
     }
 
-    // A new strong handle of the object tracked under `key`, nothing if there is none or no registry.
+    /// A new strong handle of the object tracked under `key`, nothing if there is none or no registry.
+    /// @tparam T Object type.
+    /// @param scope Scope of the registry.
+    /// @param key Native key.
+    /// @return A new owner of the object, or empty.
     template <typename T>
     static std::optional<StrongTypedObjectHandle<T>> fetch(WeakLifetimeScope scope, const HandleKey<T>& key)
     {
@@ -97,7 +116,10 @@ public:
         return std::optional<StrongTypedObjectHandle<T>>(std::in_place, std::move(scope), *found, true);
     }
 
-    // Detaches the key, forgets it and removes the tracking reference, which may destroy the object.
+    /// Detaches the key, forgets it and removes the tracking reference, which may destroy the object.
+    /// @tparam T Object type.
+    /// @param registry The object's registry.
+    /// @param handle A tracked object.
     template <typename T>
     static void untrack(LifetimeRegistry& registry, TypedObjectHandle<T> handle)
     {
@@ -106,7 +128,9 @@ public:
         registry.removeReference<T>(handle);
     }
 
-    // Untracks every tracked object of `T`.
+    /// Untracks every tracked object of `T`.
+    /// @tparam T Object type.
+    /// @param registry The registry.
     template <typename T>
     static void untrackAll(LifetimeRegistry& registry)
     {
@@ -124,7 +148,10 @@ public:
         }
     }
 
-    // How many objects of `T` are tracked; 0 for a type never tracked.
+    /// How many objects of `T` are tracked; 0 for a type never tracked.
+    /// @tparam T Object type.
+    /// @param registry The registry.
+    /// @return The count.
     template <typename T>
     static std::size_t getTrackedHandleCount(const LifetimeRegistry& registry)
     {

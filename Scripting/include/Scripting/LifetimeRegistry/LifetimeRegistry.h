@@ -22,57 +22,77 @@
 
 namespace Scripting
 {
-// The script side's reference object of one native object. The count crossing between 1 (only the script
-// holds it) and 2 (native holders share it) is reported, not each change.
+/// The script side's reference object of one native object. The count crossing between 1 (only the script
+/// holds it) and 2 (native holders share it) is reported, not each change.
 class IScriptRef
 {
 public:
     virtual ~IScriptRef() = default;
+    /** @brief Only the script's own reference is left: the script may hold the object weakly now. */
     virtual void onReferenceCountLoweredToOne() = 0;
+    /** @brief Native code holds the object too: the script must keep it strongly. */
     virtual void onReferenceCountRaisedToTwo() = 0;
+    /** @brief The object died; the reference must not reach it any more. */
     virtual void onObjectDestroyed() = 0;
 };
 
+/** @brief Told of every object a registry creates and destroys (handle tracking, statistics). */
 class ILifetimeObjectListener
 {
 public:
     virtual ~ILifetimeObjectListener() = default;
-    // Told before the object's `T` is attached: the type is known, the object not yet readable.
+    /// Told before the object's `T` is attached: the type is known, the object not yet readable.
     virtual void onObjectCreated(LifetimeRegistry& registry, ObjectHandle handle, const entt::meta_type& type,
                                  unsigned objectSize) = 0;
+    /** @brief Told after the object was destroyed; the handle no longer resolves. */
     virtual void onObjectDestroyed(LifetimeRegistry& registry, ObjectHandle handle, const entt::meta_type& type,
                                    unsigned objectSize) = 0;
 };
 
+/** @brief Told when a registry destroys its whole scope. */
 class ILifetimeScopeListener
 {
 public:
     virtual ~ILifetimeScopeListener() = default;
+    /** @brief Before the objects of the scope are destroyed. */
     virtual void onScopeDestroying(LifetimeRegistry& registry) = 0;
+    /** @brief After every object of the scope was destroyed. */
     virtual void onScopeDestroyed(LifetimeRegistry& registry) = 0;
 };
 
-// Which handle belongs to a native key, in constant time. Knows only numbers: the hash of the object's
-// type, the hash of the key, and handles. HandleTracker keeps it in step with the key components; the
-// underscored operations bypass that and are meant for it.
+/// Which handle belongs to a native key, in constant time. Knows only numbers: the hash of the object's
+/// type, the hash of the key, and handles. HandleTracker keeps it in step with the key components; the
+/// underscored operations bypass that and are meant for it.
 class HandleCache
 {
 public:
+    /** @brief What a handle stands under. */
     struct LookupData
     {
+        /** @brief Hash of the object's type. */
         uint64_t typeHash = 0;
+        /** @brief Hash of the native key. */
         uint64_t keyHash = 0;
     };
+    /** @brief Key hash to handle, for one type. */
     using KeyCache = std::unordered_map<uint64_t, ObjectHandle>;
 
+    /** @brief An empty cache. */
     HandleCache() = default;
     HandleCache(const HandleCache&) = delete;
     HandleCache& operator=(const HandleCache&) = delete;
     // Asserts when handles are left: they would leak their tracking references.
+    /** @brief Asserts when handles are left: they would leak their tracking references. */
     ~HandleCache();
 
+    /** @brief Files a handle under a key; for HandleTracker. */
     void _add(uint64_t typeHash, uint64_t keyHash, const ObjectHandle& handle);
+    /** @brief Drops a key; for HandleTracker. */
     void _remove(uint64_t typeHash, uint64_t keyHash);
+    /**
+     * @brief The handle filed under a key; for HandleTracker.
+     * @return The handle, or empty.
+     */
     std::optional<ObjectHandle> _find(uint64_t typeHash, uint64_t keyHash) const
     {
         const KeyCache* cache = _findType(typeHash);
@@ -87,15 +107,15 @@ public:
         }
         return entry->second;
     }
-    // The keys of a type, null if the type was never tracked. A type whose keys are all gone keeps its
-    // empty map.
+    /// The keys of a type, null if the type was never tracked. A type whose keys are all gone keeps its
+    /// empty map.
     const KeyCache* _findType(uint64_t typeHash) const
     {
         const auto types = mTypeCaches.find(typeHash);
         return types == mTypeCaches.end() ? nullptr : &types->second;
     }
 
-    // Drops whatever key `handle` stands under; nothing if it stands under none.
+    /// Drops whatever key `handle` stands under; nothing if it stands under none.
     void removeHandle(const ObjectHandle& handle);
 
 private:
@@ -287,76 +307,155 @@ struct ObjectRegistryUtilities
 };
 } // namespace internal
 
-// Every native object one script context can see. An object is an entity that lives by a reference count
-// kept beside it; handles reach it through the registry's slot, so they stay safe after its death.
+/// Every native object one script context can see. An object is an entity that lives by a reference count
+/// kept beside it; handles reach it through the registry's slot, so they stay safe after its death.
 class LifetimeRegistry
 {
 public:
+    /**
+     * @brief Takes a slot of the manager's reference table.
+     * @param contextId Id of the context the registry belongs to.
+     * @param reference The slot that handles reach it through; must outlive the registry.
+     */
     LifetimeRegistry(ContextId contextId, LifetimeRegistryReference& reference);
     LifetimeRegistry(const LifetimeRegistry&) = delete;
     LifetimeRegistry& operator=(const LifetimeRegistry&) = delete;
-    // Destroys the scope expecting it to be empty, then empties the slot and moves its generation on.
+    /// Destroys the scope expecting it to be empty, then empties the slot and moves its generation on.
     ~LifetimeRegistry();
 
+    /** @return Id of the registry's context. */
     ContextId getContextId() const { return mContextId; }
+    /** @return The slot handles reach the registry through. */
     LifetimeRegistryReference& getRegistryReference() const { return *mReference; }
+    /** @return A scope of the registry at its present generation. */
     WeakLifetimeScope getScope() const { return WeakLifetimeScope(mReference); }
+    /** @return Key-to-handle cache of tracked objects. */
     HandleCache& getHandleCache() { return mHandleCache; }
+    /** @return Key-to-handle cache of tracked objects. */
     const HandleCache& getHandleCache() const { return mHandleCache; }
 
-    // Nothing for an object that is dying already: it cannot be held any more.
+    /// Nothing for an object that is dying already: it cannot be held any more.
+    /// A handle of no object is ignored; the object being destroyed right now asserts.
     void addReference(ObjectHandle handle);
-    // True only when this call released the last reference. The object is destroyed before the outermost
-    // release returns: one released by the destruction of another waits until that one is gone, so that a
-    // chain of objects holding each other dies in a loop, not a recursion.
+    /// True only when this call released the last reference. The object is destroyed before the outermost
+    /// release returns: one released by the destruction of another waits until that one is gone, so that a
+    /// chain of objects holding each other dies in a loop, not a recursion.
+    /// @param handle The object; one that is gone or dying answers false.
+    /// @return Whether this call released the last reference.
     bool removeReference(ObjectHandle handle);
+    /**
+     * @brief Strong references of an object.
+     * @return The count; 0 for an object that is gone or dying.
+     */
     unsigned int getReferenceCount(ObjectHandle handle);
-    // Destroys the object whatever its count; during another destruction, once that one is done.
+    /// Destroys the object whatever its count; during another destruction, once that one is done.
     void destroyObject(ObjectHandle handle);
-    // Destroys every object, newest first, whatever the counts.
+    /// Destroys every object, newest first, whatever the counts.
+    /// @param expectEmpty Assert when objects are still alive.
     void destroyLifetimeScope(bool expectEmpty);
 
+    /**
+     * @brief The object as a reference any.
+     * @return The any; empty for an invalid handle.
+     */
     entt::meta_any resolveAsAny(ObjectHandle handle);
+    /**
+     * @brief A TypedObjectHandle of the object's own type, in an any.
+     * @return The any; empty, after an assert, for an invalid handle.
+     */
     entt::meta_any resolveAsTypedObjectHandle(ObjectHandle handle);
+    /**
+     * @brief A WeakTypedObjectHandle of the object's own type, in an any.
+     * @return The any; empty, after an assert, for an invalid handle.
+     */
     entt::meta_any resolveAsWeakTypedObjectHandle(ObjectHandle handle);
+    /**
+     * @brief A StrongTypedObjectHandle of the object's own type, one reference more, in an any.
+     * @return The any; empty, after an assert, for an invalid handle.
+     */
     entt::meta_any resolveAsStrongTypedObjectHandle(ObjectHandle handle);
+    /**
+     * @brief The object's reflected type.
+     * @return The type, owned by the registry.
+     */
     const entt::meta_type& resolvedType(ObjectHandle handle);
 
+    /** @brief Gives an object its script reference, which the registry then owns and tells of count changes. */
     void setScriptRef(ObjectHandle handle, std::unique_ptr<IScriptRef>&& scriptRef);
+    /**
+     * @brief The object's script reference.
+     * @return The reference, owned by the registry, or null.
+     */
     IScriptRef* getScriptRef(ObjectHandle handle);
 
+    /** @brief Adds a listener; it is held weakly and skipped once gone. */
     void addObjectListener(std::weak_ptr<ILifetimeObjectListener> objectListener);
+    /** @brief Removes a listener added before. */
     void removeObjectListener(std::shared_ptr<ILifetimeObjectListener> objectListener);
+    /** @brief Sets the one scope listener, held weakly. */
     void setScopeListener(std::weak_ptr<ILifetimeScopeListener> scopeListener)
     {
         mScopeListener = std::move(scopeListener);
     }
 
-    // False while the object is being destroyed or waits for it. Objects die only while mDestroying is set,
-    // which keeps the common case to one look at the entity.
+    /// False while the object is being destroyed or waits for it. Objects die only while mDestroying is set,
+    /// which keeps the common case to one look at the entity.
+    /// @return Whether the handle names a living object of this registry.
     bool isValid(ObjectHandle handle) const
     {
         return registry.valid(handle.value) && (!mDestroying || (handle != removingEntity && !_isDying(handle.value)));
     }
 
+    /**
+     * @brief Attaches a component built from the arguments; one already there asserts and is answered.
+     * @tparam T Component type.
+     * @tparam Args Constructor argument types.
+     * @return The component.
+     */
     template <typename T, typename... Args>
     T& attach(ObjectHandle handle, Args&&... args);
+    /**
+     * @brief A component of an object; a missing one asserts and throws.
+     * @tparam T Component type.
+     * @return The component.
+     */
     template <typename T>
     T& get(ObjectHandle handle);
+    /**
+     * @brief Whether an object has a component.
+     * @tparam T Component type.
+     * @return True when it has one.
+     */
     template <typename T>
     bool has(ObjectHandle handle) const;
+    /**
+     * @brief Removes a component, if there is one.
+     * @tparam T Component type.
+     */
     template <typename T>
     void detach(ObjectHandle handle);
-    // The object as a `T`, also when it is of a class derived from `T`.
+    /// The object as a `T`, also when it is of a class derived from `T`.
+    /// @tparam T Wanted type.
+    /// @return The object; an invalid handle asserts and throws.
     template <typename T>
     T& resolve(TypedObjectHandle<T> handle);
+    /**
+     * @brief Typed form of removeReference(ObjectHandle).
+     * @tparam T Object type.
+     * @return Whether this call released the last reference.
+     */
     template <typename T>
     bool removeReference(TypedObjectHandle<T> handle);
 
-    // Records a native object that lives elsewhere; the returned handle owns its first reference.
+    /// Records a native object that lives elsewhere; the returned handle owns its first reference.
+    /// @tparam T Object type; must be reflected.
+    /// @param object Not owned; must outlive its record.
+    /// @return Owner of the record.
     template <typename T>
     StrongObjectHandle trackObjectWithPointer(T* object);
-    // Destroys the record of `object` whatever its count; the object itself is left alone.
+    /// Destroys the record of `object` whatever its count; the object itself is left alone.
+    /// @tparam T Object type.
+    /// @param object An object tracked before.
     template <typename T>
     void untrackObjectWithPointer(T* object);
 
@@ -392,8 +491,9 @@ private:
     internal::TypeCache mTypeCache;
 
 public:
+    /** @brief The entity registry underneath; for the library's own tools. */
     internal::EntityRegistry registry;
-    // The object being destroyed right now, the null handle otherwise. One slot, not a stack.
+    /// The object being destroyed right now, the null handle otherwise. One slot, not a stack.
     ObjectHandle removingEntity;
 
 private:

@@ -30,7 +30,8 @@ protected:
 };
 } // namespace internal
 
-// A member function, called on the object that `instance` holds or refers to.
+/// A member function, called on the object that `instance` holds or refers to.
+/// @tparam Method Pointer to the member function; const methods take a const object.
 template <auto Method>
 class MemberFunction final : public internal::FunctionBase
 {
@@ -40,9 +41,14 @@ class MemberFunction final : public internal::FunctionBase
     static constexpr uint32_t ARITY = static_cast<uint32_t>(Arguments::size);
 
 public:
-    // All native parameters, injected ones included.
+    /// All native parameters, injected ones included.
     using NativeArguments = Arguments;
 
+    /**
+     * @brief Binds the method with its argument descriptions.
+     * @param privilege What a runtime may let a script do.
+     * @param details Descriptions of the leading arguments; fewer than the arity is fine.
+     */
     MemberFunction(Privilege privilege, std::vector<ArgumentDetails> details)
         : FunctionBase(privilege, std::move(details))
     {
@@ -187,13 +193,20 @@ public:
 };
 } // namespace internal
 
-// A free or static function. Without `instanced` the instance is only destroyed.
+/// A free or static function. Without `instanced` the instance is only destroyed.
+/// @tparam Function Pointer to the function.
+/// @tparam instanced Whether the first parameter is the object a script calls the function on.
 template <auto Function, bool instanced>
 class StaticFunction final : public internal::CallableFunction<internal::FunctionTraits<decltype(Function)>, instanced>
 {
     using Base = internal::CallableFunction<internal::FunctionTraits<decltype(Function)>, instanced>;
 
 public:
+    /**
+     * @brief Binds the function with its argument descriptions.
+     * @param privilege What a runtime may let a script do.
+     * @param details Descriptions of the leading arguments; fewer than the arity is fine.
+     */
     StaticFunction(Privilege privilege, std::vector<ArgumentDetails> details) : Base(privilege, std::move(details))
     {
         this->_computeArgumentCounts();
@@ -211,13 +224,21 @@ public:
     }
 };
 
-// A lambda or function object, held by value.
+/// A lambda or function object, held by value.
+/// @tparam Lambda Type of the callable; its call operator must not be a template.
+/// @tparam instanced Whether the first parameter is the object a script calls the function on.
 template <typename Lambda, bool instanced>
 class LambdaFunction final : public internal::CallableFunction<internal::CallableTraits<Lambda>, instanced>
 {
     using Base = internal::CallableFunction<internal::CallableTraits<Lambda>, instanced>;
 
 public:
+    /**
+     * @brief Takes the callable with its argument descriptions.
+     * @param privilege What a runtime may let a script do.
+     * @param lambda The callable, moved in.
+     * @param details Descriptions of the leading arguments; fewer than the arity is fine.
+     */
     LambdaFunction(Privilege privilege, Lambda lambda, std::vector<ArgumentDetails> details)
         : Base(privilege, std::move(details)), mLambda(std::move(lambda))
     {

@@ -90,13 +90,20 @@ const TypedPropertySet* typedSetOf()
 }
 } // namespace internal
 
-// Reads a member object (as a reference into the object) or calls a member function of no arguments.
+/// Reads a member object (as a reference into the object) or calls a member function of no arguments.
+/// @tparam Class The class; the member may be of a base of it.
+/// @tparam baked Whether the runtime reads the value once and then fixes it.
+/// @tparam member Pointer to the data member or to the member function.
 template <typename Class, bool baked, auto member>
 class MemberPropertyGetter final : public IPropertyGetter
 {
     using Traits = internal::GetterTraits<Class, decltype(member)>;
 
 public:
+    /**
+     * @brief Makes the getter.
+     * @param privilege What a runtime may let a script do.
+     */
     explicit MemberPropertyGetter(Privilege privilege) : IPropertyGetter(privilege) {}
 
     entt::meta_any get(entt::meta_any instance) const override
@@ -152,7 +159,11 @@ public:
     }
 };
 
-// Calls a lambda whose only parameter is the object.
+/// Calls a lambda whose only parameter is the object.
+/// A lambda taking a mutable reference gets a mutable object; others a const one.
+/// @tparam Class The class.
+/// @tparam baked Whether the runtime reads the value once and then fixes it.
+/// @tparam Lambda Type of the callable.
 template <typename Class, bool baked, typename Lambda>
 class LambdaPropertyGetter final : public IPropertyGetter
 {
@@ -163,6 +174,11 @@ class LambdaPropertyGetter final : public IPropertyGetter
     using Return = typename Traits::Return;
 
 public:
+    /**
+     * @brief Takes the callable.
+     * @param privilege What a runtime may let a script do.
+     * @param lambda The callable, moved in.
+     */
     LambdaPropertyGetter(Privilege privilege, Lambda lambda) : IPropertyGetter(privilege), mLambda(std::move(lambda)) {}
 
     entt::meta_any get(entt::meta_any instance) const override
@@ -258,7 +274,9 @@ ResultAny assignChecked(entt::meta_any instance, entt::meta_any value, const Ass
 }
 } // namespace internal
 
-// Writes a member object, or calls a member function of one argument.
+/// Writes a member object, or calls a member function of one argument.
+/// @tparam Class The class; the member may be of a base of it.
+/// @tparam member Pointer to the data member or to the member function.
 template <typename Class, auto member>
 class MemberPropertySetter final : public IPropertySetter
 {
@@ -266,6 +284,10 @@ class MemberPropertySetter final : public IPropertySetter
     using Parameter = typename Traits::Parameter;
 
 public:
+    /**
+     * @brief Makes the setter.
+     * @param privilege What a runtime may let a script do.
+     */
     explicit MemberPropertySetter(Privilege privilege) : IPropertySetter(privilege) {}
 
     ResultAny set(entt::meta_any instance, entt::meta_any value) const override
@@ -289,7 +311,9 @@ public:
     }
 };
 
-// Calls a lambda of the object and the value.
+/// Calls a lambda of the object and the value.
+/// @tparam Class The class.
+/// @tparam Lambda Type of the callable.
 template <typename Class, typename Lambda>
 class LambdaPropertySetter final : public IPropertySetter
 {
@@ -299,6 +323,11 @@ class LambdaPropertySetter final : public IPropertySetter
         typename internal::SplitFirst<typename internal::SplitFirst<typename Traits::Arguments>::Tail>::Head;
 
 public:
+    /**
+     * @brief Takes the callable.
+     * @param privilege What a runtime may let a script do.
+     * @param lambda The callable, moved in.
+     */
     LambdaPropertySetter(Privilege privilege, Lambda lambda) : IPropertySetter(privilege), mLambda(std::move(lambda)) {}
 
     ResultAny set(entt::meta_any instance, entt::meta_any value) const override

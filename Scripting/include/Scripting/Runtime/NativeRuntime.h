@@ -17,23 +17,29 @@ struct ContextIdHash
 };
 } // namespace internal
 
-// What the native runtime keeps of one context. The registry itself travels in the ScriptContext; the
-// record reaches it only through its scope.
+/// What the native runtime keeps of one context. The registry itself travels in the ScriptContext; the
+/// record reaches it only through its scope.
 struct RuntimeContextData
 {
+    /** @brief Scope of the context's registry. */
     WeakLifetimeScope scope;
+    /** @brief The runtime's copy of what the context was created from. */
     ModuleBindingBundle bundle;
+    /** @brief As given to createContext. */
+    ///@{
     IDependencyLoader* dependencyLoader = nullptr; // not owned, may be null
     IPrinter* printer = nullptr;                   // not owned, may be null
+    ///@}
 };
 
-// A runtime without a language: it keeps contexts and runs native functions in them. Whatever needs a
-// language reports that it is not implemented. Must be held by a std::shared_ptr, since each context it
-// creates shares it.
+/// A runtime without a language: it keeps contexts and runs native functions in them. Whatever needs a
+/// language reports that it is not implemented. Must be held by a std::shared_ptr, since each context it
+/// creates shares it.
 class NativeRuntime : public IRuntime, public std::enable_shared_from_this<NativeRuntime>
 {
 public:
-    // The manager must outlive the runtime and every context it creates.
+    /// The manager must outlive the runtime and every context it creates.
+    /// @param registryManager Makes the registry of each context.
     explicit NativeRuntime(RegistryManager& registryManager);
 
     std::optional<ScriptContext> createContext(ModuleBindingBundle bundle, IDependencyLoader* dependencyLoader,
@@ -62,9 +68,17 @@ public:
 
     std::optional<CallStackEntry> getCurrentLocation(ContextId contextId) const override;
 
+    /**
+     * @brief Runs a native function in a context with the context's scope, bundle, loader and printer.
+     * @param contextId The context; an unknown id asserts and gives an Error.
+     * @param function What to run; an empty one gives an Error.
+     * @return The function's result, or an Error.
+     */
     ResultAny runNative(ContextId contextId, const NativeFunction& function);
 
-    // The record of a context; asserts and answers null for an unknown id.
+    /// The record of a context; asserts and answers null for an unknown id.
+    /// @param contextId The context.
+    /// @return The record, owned by the runtime.
     RuntimeContextData* _getContext(ContextId contextId) const;
 
 private:

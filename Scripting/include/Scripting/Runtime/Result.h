@@ -115,8 +115,12 @@ protected:
 };
 } // namespace internal
 
-// A value of `T` (nothing for void) or an error of one of `Errors...` or of Error. The value lives inside
-// the result: tryGet and value give the object itself, not a copy.
+/// A value of `T` (nothing for void) or an error of one of `Errors...` or of Error. The value lives inside
+/// the result: tryGet and value give the object itself, not a copy.
+/// Read it with `isError()`, `tryGet()` (null for an error), `value()` (only after checking) and tryGetError();
+/// it converts to a ResultAny.
+/// @tparam T Value type, or void.
+/// @tparam Errors Error types besides Error that the result may hold.
 template <typename T, typename... Errors>
 class Result : public internal::TypedResult<T>
 {
@@ -126,10 +130,13 @@ class Result : public internal::TypedResult<T>
     friend class Result;
 
 public:
+    /** @brief A successful void result. */
     Result() requires std::is_void_v<T>
     = default;
 
-    // Builds the value in place from whatever `T` can be constructed from.
+    /// Builds the value in place from whatever `T` can be constructed from.
+    /// @tparam V Type of the argument.
+    /// @param value Argument of T's constructor.
     template <typename V>
     requires(!std::is_void_v<T> && !std::derived_from<std::remove_cvref_t<V>, Error> &&
              !internal::IsResult<std::remove_cvref_t<V>>::value && !std::is_same_v<std::remove_cvref_t<V>, ResultAny> &&
@@ -138,6 +145,11 @@ public:
     {
     }
 
+    /**
+     * @brief Holds an error under its own type.
+     * @tparam E Error or one of `Errors`.
+     * @param error The error.
+     */
     template <typename E>
     requires std::derived_from<std::remove_cvref_t<E>, Error> &&
         internal::isOneOf<std::remove_cvref_t<E>, Error, Errors...>
@@ -145,8 +157,11 @@ public:
     {
     }
 
-    // From a result of the same value type, or into a void result, which drops the value. Its errors must be
-    // ones this result can hold.
+    /// From a result of the same value type, or into a void result, which drops the value. Its errors must be
+    /// ones this result can hold.
+    /// @tparam U Value type of the source.
+    /// @tparam Others Error types of the source.
+    /// @param other Result to take over.
     template <typename U, typename... Others>
     requires(!std::is_same_v<Result<U, Others...>, Result> &&
              (std::is_same_v<U, T> || std::is_void_v<T>)&&internal::ErrorsOf<Others...>::template subsetOf<Errors...>)
@@ -155,6 +170,12 @@ public:
     {
     }
 
+    /**
+     * @brief Copies a result of the same value type, or into a void result, which drops the value.
+     * @tparam U Value type of the source.
+     * @tparam Others Error types of the source.
+     * @param other Result to copy.
+     */
     template <typename U, typename... Others>
     requires(!std::is_same_v<Result<U, Others...>, Result> &&
              (std::is_same_v<U, T> || std::is_void_v<T>)&&internal::ErrorsOf<Others...>::template subsetOf<Errors...>)
@@ -163,25 +184,43 @@ public:
     {
     }
 
+    /**
+     * @brief Takes a type-erased result over.
+     * @param source An error, or a value of exactly `T`; a value of another type asserts and throws.
+     * @return The typed result.
+     */
     static Result fromResultAny(ResultAny&& source)
     {
         const bool keep = internal::keepsResultAny<T>(source);
         return Result(std::move(source), keep);
     }
 
+    /**
+     * @brief A result holding a copy of a value.
+     * @tparam U Defaults to T.
+     * @param value The value.
+     * @return The result.
+     */
     template <typename U = T>
     requires(!std::is_void_v<U>) static Result fromCopy(const U& value)
     {
         return Result(typename Base::InPlace{}, value);
     }
 
+    /**
+     * @brief Builds the value in place.
+     * @tparam Args Constructor argument types.
+     * @param args Constructor arguments.
+     * @return The result.
+     */
     template <typename... Args>
     static Result makeResult(Args&&... args) requires(!std::is_void_v<T>)
     {
         return Result(typename Base::InPlace{}, std::forward<Args>(args)...);
     }
 
-    // The held error, tried under each listed type and then as Error.
+    /// The held error, tried under each listed type and then as Error.
+    /// @return The error, owned by the result; null for a value.
     const Error* tryGetError() const
     {
         if (!this->mResult.isError())
@@ -209,16 +248,23 @@ private:
     }
 };
 
-// The older typed result, without a list of errors. Kept a distinct type for the bindings that use it.
+/// The older typed result, without a list of errors. Kept a distinct type for the bindings that use it.
+/// @tparam T Value type, or void.
 template <typename T>
 class Result_deprecated : public internal::TypedResult<T>
 {
     using Base = internal::TypedResult<T>;
 
 public:
+    /** @brief A successful void result. */
     Result_deprecated() requires std::is_void_v<T>
     = default;
 
+    /**
+     * @brief Builds the value in place.
+     * @tparam V Type of the argument.
+     * @param value Argument of T's constructor.
+     */
     template <typename V>
     requires(!std::is_void_v<T> && !std::derived_from<std::remove_cvref_t<V>, Error> &&
              !std::is_same_v<std::remove_cvref_t<V>, Result_deprecated> &&
@@ -228,18 +274,32 @@ public:
     {
     }
 
+    /**
+     * @brief Holds an error under its own type.
+     * @tparam E An Error type.
+     * @param error The error.
+     */
     template <typename E>
     requires std::derived_from<std::remove_cvref_t<E>, Error> Result_deprecated(E&& error)
         : Base(ResultAny(std::forward<E>(error)))
     {
     }
 
+    /**
+     * @brief Takes a type-erased result over.
+     * @param source An error, or a value of exactly `T`; a value of another type asserts and throws.
+     * @return The typed result.
+     */
     static Result_deprecated fromResultAny(ResultAny&& source)
     {
         const bool keep = internal::keepsResultAny<T>(source);
         return Result_deprecated(std::move(source), keep);
     }
 
+    /**
+     * @brief The held error.
+     * @return The error, owned by the result; null for a value.
+     */
     const Error* tryGetError() const { return this->mResult.tryGetError(); }
 
 private:

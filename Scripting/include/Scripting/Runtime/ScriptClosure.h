@@ -15,35 +15,64 @@
 
 namespace Scripting
 {
-// The component of the registry object that stands for a script function. It carries no meaning, but a
-// registry keeps only objects with a state of their own, so it holds one unused byte.
+/// The component of the registry object that stands for a script function. It carries no meaning, but a
+/// registry keeps only objects with a state of their own, so it holds one unused byte.
 struct ClosureType
 {
+    /** @brief Unused. */
     uint8_t unused = 0;
 };
 
-// A script function handed to native code, called back through its runtime.
+/// A script function handed to native code, called back through its runtime.
+/// Copies share the script function (one more strong reference each). Once the context, its runtime or the
+/// function is gone, call() answers an Error and calls nothing.
 class ClosureAny : public internal::InspectedScriptObjectValue
 {
 public:
+    /** @brief Message of the Error a call of an invalid closure answers. */
     static constexpr const char* INVALID_CALL_MESSAGE = "Script Closure is not valid, failed to call function.";
+    /** @brief Message of the Error a typed call answers when the runtime gave another type. */
     static constexpr const char* WRONG_RETURN_TYPE_MESSAGE =
         "Script Closure returned a value of another type than it declares.";
 
+    /** @brief An invalid closure. */
     ClosureAny() = default;
-    // Takes over the reference of `handle`.
+    /// Takes over the reference of `handle`.
+    /// @param runtime The context's runtime, not owned.
+    /// @param contextId The context.
+    /// @param scope Scope of the context's registry.
+    /// @param handle The runtime's object of the function.
+    /// @param inspector The runtime's inspector, not owned; may be null.
     ClosureAny(IRuntime* runtime, ContextId contextId, WeakLifetimeScope scope, StrongObjectHandle&& handle,
                IObjectInspector* inspector)
         : InspectedScriptObjectValue(runtime, contextId, std::move(scope), std::move(handle), inspector)
     {
     }
 
+    /**
+     * @brief Whether a call can reach the function.
+     * @return False once the context, the runtime or the function is gone.
+     */
     bool valid() const { return _isUsable(); }
+    /**
+     * @brief Same script function, as the runtime's inspector sees it.
+     * @param other Another closure.
+     * @return False without an inspector, even for the closure itself.
+     */
     bool operator==(const ClosureAny& other) const { return _isSameObject(other); }
+    /**
+     * @brief Handle of the runtime's object.
+     * @return The handle, or empty for a default or moved-from closure.
+     */
     std::optional<ObjectHandle> getHandle() const { return _getPlainHandle(); }
 
-    // The runtime reads `count` arguments from `arguments`. An invalid closure calls nothing and returns an
-    // error.
+    /// The runtime reads `count` arguments from `arguments`. An invalid closure calls nothing and returns an
+    /// error.
+    /// @param arguments Array of count arguments.
+    /// @param count Number of arguments.
+    /// @param returnType Native type of the result; an empty type for none.
+    /// @param option Passed through to the runtime.
+    /// @return The result, or an Error.
     ResultAny call(entt::meta_any* arguments, unsigned count, const entt::meta_type& returnType,
                    RunOption option) const;
 
@@ -59,12 +88,23 @@ private:
     mutable int64_t mRuntimeSlot = 0;
 };
 
-// A script function with its native signature.
+/// A script function with its native signature.
+/// @tparam R Native result type.
+/// @tparam Args Native argument types.
 template <typename R, typename... Args>
 class Closure : public ClosureAny
 {
 public:
+    /** @brief An invalid closure. */
     Closure() : mReturnType(Reflection::resolve<R>()) {}
+    /**
+     * @brief Takes over the reference of `handle`.
+     * @param runtime The context's runtime, not owned.
+     * @param contextId The context.
+     * @param scope Scope of the context's registry.
+     * @param handle The runtime's object of the function.
+     * @param inspector The runtime's inspector, not owned; may be null.
+     */
     Closure(IRuntime* runtime, ContextId contextId, WeakLifetimeScope scope, StrongObjectHandle&& handle,
             IObjectInspector* inspector)
         : ClosureAny(runtime, contextId, std::move(scope), std::move(handle), inspector),
@@ -72,8 +112,10 @@ public:
     {
     }
 
-    // The arguments travel as anys that refer to them, in an array on the stack: a reference parameter
-    // reaches the script as that reference, and nothing is allocated for the call.
+    /// The arguments travel as anys that refer to them, in an array on the stack: a reference parameter
+    /// reaches the script as that reference, and nothing is allocated for the call.
+    /// @param args The arguments.
+    /// @return The result as an `R`, or an Error (invalid closure, script error, result of another type).
     Result<R> operator()(Args... args) const
     {
         constexpr unsigned COUNT = sizeof...(Args);
@@ -145,7 +187,7 @@ private:
     entt::meta_type mReturnType;
 };
 
-// The name bindings use: `Closure<int (*)(int)>`.
+/// The name bindings use: `Closure<int (*)(int)>`.
 template <typename R, typename... Args>
 class Closure<R (*)(Args...)> : public Closure<R, Args...>
 {

@@ -28,10 +28,11 @@ namespace internal
 struct LuaContext;
 }
 
+/** @brief Limits and hooks of a LuaRuntime, fixed at construction. */
 struct LuaRuntimeSettings
 {
-    // Bytes of Lua memory one context may hold at once; 0 sets no limit. Converting one native result into
-    // Lua values may go past it by that result's size, never further.
+    /// Bytes of Lua memory one context may hold at once; 0 sets no limit. Converting one native result into
+    /// Lua values may go past it by that result's size, never further.
     size_t memoryLimitBytes = 64u * 1024u * 1024u;
     // Where `print` writes; standard output when empty.
     std::function<void(ContextId contextId, std::string_view text)> printHandler;
@@ -40,13 +41,16 @@ struct LuaRuntimeSettings
     bool typedCalls = true;
 };
 
-// What one context holds right now.
+/// What one context holds right now.
 struct LuaContextStats
 {
+    /** @brief Bytes Lua holds now. */
     uint64_t memoryUsedBytes = 0;
+    /** @brief The most bytes Lua held at once so far. */
     uint64_t memoryPeakBytes = 0;
+    /** @brief The cap; 0 for none. */
     uint64_t memoryLimitBytes = 0;
-    // Objects of the context's registry that scripts hold through values.
+    /// Objects of the context's registry that scripts hold through values.
     uint64_t scriptHeldObjects = 0;
     /// Native calls and property accesses that took the typed road, and those it handed to the general path
     /// (a default to fill, a value to convert or refuse, a derived or destroyed object).
@@ -61,8 +65,13 @@ class LuaWatchdog final : public IWatchdog
 public:
     explicit LuaWatchdog(WatchdogSettings settings) : mSettings(settings) {}
 
+    /**
+     * @brief The budgets.
+     * @return The settings, as given.
+     */
     const WatchdogSettings& getSettings() const { return mSettings; }
-    // How many times a script was stopped so far.
+    /// How many times a script was stopped so far.
+    /// @return The count.
     uint64_t getTripCount() const { return mTripCount; }
 
 private:
@@ -72,16 +81,21 @@ private:
     uint64_t mTripCount = 0;
 };
 
-// A Lua 5.4 runtime: one sandboxed lua_State per context, the modules of the bundle reachable through
-// `require`, native objects held by script values through strong handles. Must be held by a std::shared_ptr,
-// since each context it creates shares it.
+/// A Lua 5.4 runtime: one sandboxed lua_State per context, the modules of the bundle reachable through
+/// `require`, native objects held by script values through strong handles. Must be held by a std::shared_ptr,
+/// since each context it creates shares it.
+/// Failures a script causes are Error values of run, call or settle; operations the host calls on purpose
+/// (debugger, profiler) assert, as the interface says.
 class LuaRuntime final : public StringBasedRuntime,
                          public IObjectInspector,
                          public std::enable_shared_from_this<LuaRuntime>
 {
 public:
-    // The manager must outlive the runtime and every context it creates.
+    /// The manager must outlive the runtime and every context it creates.
+    /// @param registryManager Makes the registry of each context.
+    /// @param settings Limits and hooks.
     explicit LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings settings = {});
+    /** @brief Destroys the runtime; each context shares it, so this comes after the last context closed. */
     ~LuaRuntime() override;
     LuaRuntime(const LuaRuntime&) = delete;
     LuaRuntime& operator=(const LuaRuntime&) = delete;
@@ -131,11 +145,23 @@ public:
     // ---- Lua only ----
     // A pending script promise that native code settles later with resolvePromise or rejectPromise.
     std::optional<PromiseAny> createPromise(ContextId contextId);
+    /**
+     * @brief Memory and objects of one context.
+     * @param contextId The context.
+     * @return The figures; empty for an unknown id.
+     */
     std::optional<LuaContextStats> computeContextStats(ContextId contextId) const;
-    // The context's state, for embedding code that adds functions of its own; null for an unknown id.
+    /// The context's state, for embedding code that adds functions of its own; null for an unknown id.
+    /// @param contextId The context.
+    /// @return The state, owned by the runtime; valid until the context is destroyed.
     lua_State* getLuaState(ContextId contextId) const;
+    /**
+     * @brief The settings given at construction.
+     * @return The settings.
+     */
     const LuaRuntimeSettings& getSettings() const { return mSettings; }
-    // The settings of the watchdog now enabled; all zero without one.
+    /// The settings of the watchdog now enabled; all zero without one.
+    /// @return The settings.
     const WatchdogSettings& getWatchdogSettings() const;
     /// @brief Most native arguments callFunction hands to one script function.
     static constexpr unsigned MAX_CALL_ARGUMENTS = 200;

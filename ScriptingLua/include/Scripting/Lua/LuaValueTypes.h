@@ -11,27 +11,32 @@
 
 namespace Scripting::Lua
 {
-// How the runtime reaches into a std::vector whose element type it only knows as a meta type. The meta
-// system carries no container support, so each vector type that crosses into Lua is described once.
+/// How the runtime reaches into a std::vector whose element type it only knows as a meta type. The meta
+/// system carries no container support, so each vector type that crosses into Lua is described once.
 struct SequenceAdapter
 {
+    /** @brief Meta type of the elements. */
     entt::meta_type element;
+    /** @brief Makes an empty vector with room for `capacity` elements. */
     entt::meta_any (*makeEmpty)(std::size_t capacity);
+    /** @brief Number of elements; 0 for an any that holds no such vector. */
     std::size_t (*size)(const entt::meta_any& sequence);
-    // A view of one element, or a copy where the vector hands out no reference (std::vector<bool>).
+    /// A view of one element, or a copy where the vector hands out no reference (std::vector<bool>).
     entt::meta_any (*at)(const entt::meta_any& sequence, std::size_t index);
-    // False when `element` does not convert to the element type; the sequence is left alone then.
+    /// False when `element` does not convert to the element type; the sequence is left alone then.
     bool (*append)(entt::meta_any& sequence, entt::meta_any& element);
 };
 
-// The same for a std::optional.
+/// The same for a std::optional.
 struct OptionalAdapter
 {
+    /** @brief Meta type of the held value. */
     entt::meta_type element;
+    /** @brief Makes an empty optional. */
     entt::meta_any (*makeEmpty)();
-    // An empty any when `element` does not convert to the element type.
+    /// An empty any when `element` does not convert to the element type.
     entt::meta_any (*makeWith)(entt::meta_any& element);
-    // A view of the held value, or an empty any when there is none.
+    /// A view of the held value, or an empty any when there is none.
     entt::meta_any (*value)(const entt::meta_any& optional);
 };
 
@@ -129,10 +134,11 @@ struct OptionalOperations
 };
 } // namespace internal
 
-// Makes a std::vector or std::optional type, and the ones nested in it, convertible to and from Lua values:
-// a vector is a sequence table, an optional is nil or its value. Numbers, booleans, strings and their
-// vectors and optionals are known already; other element types convert as the runtime converts them on their
-// own (bound classes, enums, interfaces). Register before contexts run.
+/// Makes a std::vector or std::optional type, and the ones nested in it, convertible to and from Lua values:
+/// a vector is a sequence table, an optional is nil or its value. Numbers, booleans, strings and their
+/// vectors and optionals are known already; other element types convert as the runtime converts them on their
+/// own (bound classes, enums, interfaces). Register before contexts run.
+/// @tparam T A std::vector or std::optional type.
 template <typename T>
 void registerValueType()
 {

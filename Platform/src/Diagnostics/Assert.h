@@ -26,7 +26,9 @@ struct AssertReport
     std::string_view message;
     /// The condition as written, or "false" for an unconditional assert.
     const char* expression;
+    /// The source file of the assert, as the compiler spelled it.
     const char* file;
+    /// The line of the assert in `file`.
     unsigned line;
     /// The signature of the function that asserted.
     const char* function;

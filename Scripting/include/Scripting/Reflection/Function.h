@@ -81,6 +81,12 @@ public:
         return internal::typedCallOf<MemberFunction, typename Traits::Return, Arguments>();
     }
 
+    /**
+     * @brief The call that getTypedCall() hands out: the method on `object`, with arguments already converted.
+     * @param object The instance, a `Class` the runtime checked.
+     * @param arguments One value per parameter, of the kinds getTypedCall() lists.
+     * @param result Receives the result, if any.
+     */
     static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedReturn& result)
     {
         internal::invokeTyped<typename Traits::Return>(arguments, result, Arguments{}, Method,
@@ -218,6 +224,12 @@ public:
     }
     const TypedCall* getTypedCall() const override { return Base::template _typedCall<StaticFunction>(); }
 
+    /**
+     * @brief The call that getTypedCall() hands out: the function, with arguments already converted.
+     * @param object With `instanced`, the object the runtime checked; ignored otherwise.
+     * @param arguments One value per parameter but the object, of the kinds getTypedCall() lists.
+     * @param result Receives the result, if any.
+     */
     static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedReturn& result)
     {
         Base::_typedInvoke(Function, object, arguments, result);
@@ -251,6 +263,13 @@ public:
     }
     const TypedCall* getTypedCall() const override { return Base::template _typedCall<LambdaFunction>(); }
 
+    /**
+     * @brief The call that getTypedCall() hands out: the lambda, with arguments already converted.
+     * @param function This wrapper, which holds the lambda.
+     * @param object With `instanced`, the object the runtime checked; ignored otherwise.
+     * @param arguments One value per parameter but the object, of the kinds getTypedCall() lists.
+     * @param result Receives the result, if any.
+     */
     static void typedInvoke(const IFunction& function, void* object, const TypedValue* arguments, TypedReturn& result)
     {
         Base::_typedInvoke(static_cast<const LambdaFunction&>(function).mLambda, object, arguments, result);

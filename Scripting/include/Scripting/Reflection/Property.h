@@ -144,6 +144,11 @@ public:
         return internal::typedGetOf<MemberPropertyGetter, typename Traits::Value>();
     }
 
+    /**
+     * @brief The read that getTypedGet() hands out.
+     * @param object The instance, a `Class` the runtime checked.
+     * @param result Receives the value; a string data member, or one returned by reference, is viewed in place.
+     */
     static void typedGet(const IPropertyGetter&, void* object, TypedReturn& result)
     {
         if constexpr (Traits::IS_MEMBER_OBJECT)
@@ -203,6 +208,12 @@ public:
         return internal::typedGetOf<LambdaPropertyGetter, Return>();
     }
 
+    /**
+     * @brief The read that getTypedGet() hands out: the lambda, called on the object.
+     * @param getter This getter, which holds the lambda.
+     * @param object The instance, a `Class` the runtime checked.
+     * @param result Receives the value.
+     */
     static void typedGet(const IPropertyGetter& getter, void* object, TypedReturn& result)
     {
         internal::storeTypedResult<Return>(
@@ -304,6 +315,11 @@ public:
         return internal::typedSetOf<MemberPropertySetter, Parameter>();
     }
 
+    /**
+     * @brief The write that getTypedSet() hands out.
+     * @param object The instance, a `Class` the runtime checked.
+     * @param value The new value, of the kind getTypedSet() names.
+     */
     static void typedSet(const IPropertySetter&, void* object, const TypedValue& value)
     {
         internal::AssignThroughMember<member, Traits::IS_METHOD, Parameter>{}(
@@ -342,6 +358,12 @@ public:
         return internal::typedSetOf<LambdaPropertySetter, Parameter>();
     }
 
+    /**
+     * @brief The write that getTypedSet() hands out: the lambda, called with the object and the value.
+     * @param setter This setter, which holds the lambda.
+     * @param object The instance, a `Class` the runtime checked.
+     * @param value The new value, of the kind getTypedSet() names.
+     */
     static void typedSet(const IPropertySetter& setter, void* object, const TypedValue& value)
     {
         std::invoke(static_cast<const LambdaPropertySetter&>(setter).mLambda, *static_cast<Class*>(object),

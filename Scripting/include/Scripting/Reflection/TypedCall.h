@@ -41,20 +41,29 @@ struct TypedValue
 {
     union
     {
+        /// For TypedKind::Bool.
         bool boolean;
+        /// For the signed integer kinds and for UInt8 to UInt32.
         int64_t integer;
+        /// For TypedKind::UInt64.
         uint64_t unsignedInteger;
+        /// For TypedKind::Float and TypedKind::Double.
         double number;
+        /// For TypedKind::Object: the address of the native object, not owned.
         void* object;
     };
+    /// For TypedKind::String: the first character, not owned and not null-terminated.
     const char* textData;
+    /// For TypedKind::String: the number of characters at `textData`.
     size_t textSize;
 };
 
 /// What a typed call hands back. A `std::string` returned by value is kept in `text`, and the value views it.
 struct TypedReturn
 {
+    /// The result; a string returned by reference views the native string itself.
     TypedValue value;
+    /// Storage for a string result that has no other owner; empty otherwise.
     std::string text;
 };
 
@@ -67,36 +76,52 @@ struct TypedCall
 
     /// One kind per native parameter, injected ones included, the object of an instanced function excluded.
     const TypedKind* arguments = nullptr;
+    /// Number of entries of `arguments`, and of the values `invoke` reads.
     uint32_t argumentCount = 0;
+    /// Kind of the native result; TypedKind::Void for none.
     TypedKind result = TypedKind::None;
+    /// Runs the call; `function` is the callable this TypedCall came from.
     Invoke invoke = nullptr;
 };
 
 /// The typed road of a property: a read and, for a writable property, a write of one value.
 struct TypedPropertyGet
 {
+    /// Reads the property of `object`, an instance of the property's class, into `result`.
     using Invoke = void (*)(const IPropertyGetter& getter, void* object, TypedReturn& result);
 
+    /// Kind of the value read.
     TypedKind kind = TypedKind::None;
+    /// Runs the read; `getter` is the getter this TypedPropertyGet came from.
     Invoke invoke = nullptr;
 };
 
+/// The typed write of a property. Like IPropertySetter::set it checks no bounds.
 struct TypedPropertySet
 {
+    /// Writes `value` into the property of `object`, an instance of the property's class.
     using Invoke = void (*)(const IPropertySetter& setter, void* object, const TypedValue& value);
 
+    /// Kind of the value written.
     TypedKind kind = TypedKind::None;
+    /// Runs the write; `setter` is the setter this TypedPropertySet came from.
     Invoke invoke = nullptr;
 };
+
 /// A call of a script function on the typed road: one kind per argument, and the kind of the result.
 struct TypedClosureCall
 {
+    /// The arguments, kept alive by the caller for the call.
     const TypedValue* arguments = nullptr;
+    /// One kind per argument: a number, a boolean or a string, never an object.
     const TypedKind* kinds = nullptr;
+    /// Number of entries of `arguments` and of `kinds`.
     uint32_t count = 0;
+    /// Kind of the result the caller takes; TypedKind::Void for none.
     TypedKind result = TypedKind::Void;
 };
 
+/// How a call of a script function on the typed road ended.
 enum class TypedClosureStatus : uint8_t
 {
     /// The script function ran and its result is in the TypedReturn.

@@ -77,7 +77,15 @@ public:
                    RunOption option) const;
 
 protected:
-    // The typed road of a call; Unsupported for an unusable closure, whose error the general road gives.
+    /**
+     * @brief Offers a call to the runtime's typed road, which skips meta_any.
+     * @param call The arguments, their kinds and the kind of the result.
+     * @param returnType Native type of the result, which an error about a result of another type names.
+     * @param result Receives the result when the call is Done.
+     * @param failure Receives the error when the call Failed.
+     * @return Done, Failed, or Unsupported: nothing ran and call() is to be used. An unusable closure answers
+     * Unsupported too, so that call() gives its error.
+     */
     Reflection::TypedClosureStatus _callTyped(const Reflection::TypedClosureCall& call,
                                               const entt::meta_type& returnType, Reflection::TypedReturn& result,
                                               ResultAny& failure) const;

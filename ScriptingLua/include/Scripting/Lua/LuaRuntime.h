@@ -52,9 +52,10 @@ struct LuaContextStats
     uint64_t memoryLimitBytes = 0;
     /// Objects of the context's registry that scripts hold through values.
     uint64_t scriptHeldObjects = 0;
-    /// Native calls and property accesses that took the typed road, and those it handed to the general path
-    /// (a default to fill, a value to convert or refuse, a derived or destroyed object).
+    /// Native calls, property accesses and closure calls of script functions that took the typed road.
     uint64_t typedCalls = 0;
+    /// Native calls and property accesses that the typed road handed to the general path (a default to fill, a
+    /// value to convert or refuse, a derived or destroyed object).
     uint64_t typedCallsDeclined = 0;
 };
 

@@ -10,9 +10,14 @@ file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
 run("installing" 0 output COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
-foreach(file bin/testhost lib/libScripting.a lib/libScriptingPlatform.a lib/libScriptingCoreTestFramework.a
+# The bundled EnTT subset is installed with the library; an upstream EnTT stays where it was installed.
+set(enttFiles "")
+if(NOT ENTT STREQUAL "system")
+    set(enttFiles include/scripting/entt/entt.hpp)
+endif()
+foreach(file ${enttFiles} bin/testhost lib/libScripting.a lib/libScriptingPlatform.a lib/libScriptingCoreTestFramework.a
              include/scripting/Scripting/Version.h include/scripting/ZentaryUnitTest/TestClass.h
-             include/scripting/Diagnostics/Assert.h include/scripting/entt/entt.hpp
+             include/scripting/Diagnostics/Assert.h
              lib/cmake/Scripting/ScriptingConfig.cmake lib/cmake/Scripting/ScriptingConfigVersion.cmake
              lib/cmake/Scripting/TestModule.cmake lib/pkgconfig/scripting.pc)
     if(NOT EXISTS ${prefix}/${file})
@@ -32,7 +37,11 @@ foreach(file IN LISTS packageFiles)
 endforeach()
 
 set(consumer ${WORK_DIR}/consumer)
-build_consumer(${SOURCE_DIR}/tests/consumer/installed ${consumer} -DCMAKE_PREFIX_PATH=${prefix})
+set(enttLocation "")
+if(ENTT STREQUAL "system")
+    set(enttLocation -DEnTT_DIR=${EnTT_DIR})
+endif()
+build_consumer(${SOURCE_DIR}/tests/consumer/installed ${consumer} -DCMAKE_PREFIX_PATH=${prefix} ${enttLocation})
 
 run("the installed host" 0 output
     COMMAND ${prefix}/bin/testhost --junit ${WORK_DIR}/report.xml ${consumer}/ConsumerTests.so)

@@ -44,9 +44,9 @@ test_upstream_entt() {
              "(set SCRIPTING_UPSTREAM_ENTT to a checkout of EnTT 3.13)"
         return 0
     fi
-    cmake -S "$source" -B build/upstream-entt-build -G Ninja -DCMAKE_INSTALL_PREFIX="$PWD/build/upstream-entt" \
+    cmake -S "$source" -B build/upstream-entt/build -G Ninja -DCMAKE_INSTALL_PREFIX="$PWD/build/upstream-entt/prefix" \
         >/dev/null
-    cmake --install build/upstream-entt-build >/dev/null
+    cmake --install build/upstream-entt/build >/dev/null
     build system
     ctest --preset system -j "$(nproc)"
 }

@@ -1,6 +1,8 @@
 // Bindings: a call through the callable and property wrappers beside a direct C++ call and beside EnTT's own
 // meta invoke of the same function, with the heap allocations of each call counted; and the cost of describing a
 // class of 50 methods and 50 properties.
+#include "AllocationCounter.h"
+
 #include "Scripting/BindingType/ClassBindingBuilder.h"
 #include "Scripting/Reflection/Function.h"
 #include "Scripting/Reflection/Property.h"
@@ -13,89 +15,30 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace
 {
-// Every allocation of the program goes through these counters; the benchmarks read them around their loops.
-std::size_t sAllocations = 0;
-std::size_t sAllocatedBytes = 0;
-std::size_t sFreedBytes = 0;
-
-// The size is kept in front of the block so that frees can be counted in bytes too.
-constexpr std::size_t HEADER = alignof(std::max_align_t);
-
-void* countedAllocate(std::size_t size)
-{
-    ++sAllocations;
-    sAllocatedBytes += size;
-    auto* block = static_cast<unsigned char*>(std::malloc(size + HEADER));
-    if (block == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    *reinterpret_cast<std::size_t*>(block) = size;
-    return block + HEADER;
-}
-
-void countedFree(void* pointer) noexcept
-{
-    if (pointer == nullptr)
-    {
-        return;
-    }
-    auto* block = static_cast<unsigned char*>(pointer) - HEADER;
-    sFreedBytes += *reinterpret_cast<std::size_t*>(block);
-    std::free(block);
-}
-
 // Reports the allocations per iteration made since construction.
 class AllocationCounter
 {
 public:
-    explicit AllocationCounter(benchmark::State& state) : mState(state), mStart(sAllocations) {}
+    explicit AllocationCounter(benchmark::State& state) : mState(state), mStart(Bench::allocationCounts()) {}
     ~AllocationCounter()
     {
         const auto iterations = static_cast<double>(mState.iterations());
-        mState.counters["allocs_per_call"] =
-            iterations > 0 ? static_cast<double>(sAllocations - mStart) / iterations : 0.0;
+        const Bench::AllocationCounts spent = Bench::allocationCounts() - mStart;
+        mState.counters["allocs_per_call"] = iterations > 0 ? static_cast<double>(spent.allocations) / iterations : 0.0;
     }
 
 private:
     benchmark::State& mState;
-    std::size_t mStart;
+    Bench::AllocationCounts mStart;
 };
 } // namespace
-
-void* operator new(std::size_t size)
-{
-    return countedAllocate(size);
-}
-void* operator new[](std::size_t size)
-{
-    return countedAllocate(size);
-}
-void operator delete(void* pointer) noexcept
-{
-    countedFree(pointer);
-}
-void operator delete[](void* pointer) noexcept
-{
-    countedFree(pointer);
-}
-void operator delete(void* pointer, std::size_t) noexcept
-{
-    countedFree(pointer);
-}
-void operator delete[](void* pointer, std::size_t) noexcept
-{
-    countedFree(pointer);
-}
 
 namespace
 {
@@ -400,22 +343,21 @@ template <typename Build>
 void measureBuild(benchmark::State& state, const Build& build)
 {
     const double members = 2.0 * MEMBERS;
-    const std::size_t allocationsBefore = sAllocations;
-    const std::size_t allocatedBefore = sAllocatedBytes;
+    const Bench::AllocationCounts before = Bench::allocationCounts();
     for (auto _ : state)
     {
         auto built = build();
         benchmark::DoNotOptimize(built);
     }
     const auto iterations = static_cast<double>(state.iterations());
-    state.counters["allocs_per_member"] = static_cast<double>(sAllocations - allocationsBefore) / iterations / members;
-    state.counters["allocated_bytes_per_member"] =
-        static_cast<double>(sAllocatedBytes - allocatedBefore) / iterations / members;
+    const Bench::AllocationCounts spent = Bench::allocationCounts() - before;
+    state.counters["allocs_per_member"] = static_cast<double>(spent.allocations) / iterations / members;
+    state.counters["allocated_bytes_per_member"] = static_cast<double>(spent.allocatedBytes) / iterations / members;
 
-    const std::size_t liveBefore = sAllocatedBytes - sFreedBytes;
+    const Bench::AllocationCounts beforeKept = Bench::allocationCounts();
     auto kept = build();
     state.counters["retained_bytes_per_member"] =
-        static_cast<double>(sAllocatedBytes - sFreedBytes - liveBefore) / members;
+        static_cast<double>((Bench::allocationCounts() - beforeKept).liveBytes()) / members;
     benchmark::DoNotOptimize(kept);
 }
 

@@ -1,7 +1,9 @@
 // Heap bytes the lifetime layer holds for its objects, beside what the standard library holds for as many
-// objects of the same type. Every allocation of the program goes through the counting operator new below,
-// so the figures are exact requested sizes (without the allocator's own overhead); the times Google
+// objects of the same type. Every allocation of the program is counted (AllocationCounter.h), so the figures
+// are exact requested sizes (without the allocator's own overhead); the times Google
 // Benchmark prints for these rows mean nothing.
+
+#include "AllocationCounter.h"
 
 #include "Scripting/LifetimeRegistry/HandleTracker.h"
 
@@ -9,46 +11,9 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <optional>
 #include <vector>
-
-namespace
-{
-// The requested size sits in front of each block, so that a delete without a size can subtract it.
-constexpr std::size_t HEADER = alignof(std::max_align_t);
-std::size_t sLiveBytes = 0;
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    void* block = std::malloc(size + HEADER);
-    if (block == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    *static_cast<std::size_t*>(block) = size;
-    sLiveBytes += size;
-    return static_cast<char*>(block) + HEADER;
-}
-
-void operator delete(void* pointer) noexcept
-{
-    if (pointer == nullptr)
-    {
-        return;
-    }
-    void* block = static_cast<char*>(pointer) - HEADER;
-    sLiveBytes -= *static_cast<std::size_t*>(block);
-    std::free(block);
-}
-
-void operator delete(void* pointer, std::size_t) noexcept
-{
-    operator delete(pointer);
-}
 
 namespace
 {
@@ -84,11 +49,11 @@ void reportBytes(benchmark::State& state, int count, MakeObjects makeObjects)
         auto context = std::make_unique<Registry>();
         std::vector<StrongTypedObjectHandle<Payload>> handles;
         handles.reserve(count);
-        const std::size_t before = sLiveBytes;
+        const Bench::AllocationCounts before = Bench::allocationCounts();
         state.ResumeTiming();
         makeObjects(*context, handles, count);
         state.PauseTiming();
-        bytes = sLiveBytes - before;
+        bytes = (Bench::allocationCounts() - before).liveBytes();
         handles.clear();
         context.reset();
         state.ResumeTiming();
@@ -136,12 +101,12 @@ void BM_Baseline_Memory_MakeShared(benchmark::State& state)
     {
         std::vector<std::shared_ptr<Payload>> objects;
         objects.reserve(count);
-        const std::size_t before = sLiveBytes;
+        const Bench::AllocationCounts before = Bench::allocationCounts();
         for (std::size_t i = 0; i < count; ++i)
         {
             objects.push_back(std::make_shared<Payload>());
         }
-        bytes = sLiveBytes - before;
+        bytes = (Bench::allocationCounts() - before).liveBytes();
     }
     state.counters["bytes"] = static_cast<double>(bytes);
     state.counters["bytes_per_object"] = static_cast<double>(bytes) / static_cast<double>(count);

@@ -10,6 +10,8 @@
 // - an object made by a constructor and collected, beside a checked constructor of a full userdata with __gc;
 // - a Lua function called from native code through Closure<int(int, int)>, beside a bare lua_pcall of it from a
 //   registry reference.
+#include "AllocationCounter.h"
+
 #include "Scripting/BindingFactory/CommonModuleFactory.h"
 #include "Scripting/BindingType/ClassBindingBuilder.h"
 #include "Scripting/Lua/LuaRuntime.h"
@@ -24,12 +26,6 @@
 #include <ctime>
 #include <optional>
 #include <stdexcept>
-
-namespace Bench
-{
-// Every C++ heap allocation of this thread so far (lua_bench_allocations.cpp).
-std::size_t allocationCount() noexcept;
-} // namespace Bench
 
 using namespace Scripting;
 
@@ -278,11 +274,11 @@ void compare(benchmark::State& state, const Bound& bound, const Baseline& baseli
     std::size_t allocations = 0;
     for (auto _ : state)
     {
-        const std::size_t before = Bench::allocationCount();
+        const std::size_t before = Bench::allocationCounts().allocations;
         const Clock::time_point start = Clock::now();
         bound();
         const Clock::time_point middle = Clock::now();
-        allocations += Bench::allocationCount() - before;
+        allocations += Bench::allocationCounts().allocations - before;
         baseline();
         baselineTime += Clock::now() - middle;
         boundTime += middle - start;

@@ -1,6 +1,8 @@
 // What ModuleBindingBuilder::build costs for a module described over five versions, beside a deep copy of the
 // same records (what filling a builder from one full description costs anyway), and how it grows with the
-// number of classes. Heap use is counted by a replaced operator new.
+// number of classes. Heap use is counted (AllocationCounter.h).
+
+#include "AllocationCounter.h"
 
 #include "Scripting/BindingType/ModuleBindingBuilder.h"
 #include "Scripting/Reflection/Function.h"
@@ -10,49 +12,11 @@
 #include <fmt/format.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <memory>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
-
-namespace
-{
-// Plain counters: the benchmarks run on one thread.
-std::size_t gLiveBytes = 0;
-std::size_t gAllocatedBytes = 0;
-std::size_t gAllocations = 0;
-
-// Each block carries its size in front, so that a delete without one can subtract it.
-constexpr std::size_t HEADER = alignof(std::max_align_t);
-
-void* countedAlloc(std::size_t size)
-{
-    auto* block = static_cast<unsigned char*>(std::malloc(size + HEADER));
-    if (block == nullptr)
-    {
-        throw std::bad_alloc();
-    }
-    *reinterpret_cast<std::size_t*>(block) = size;
-    gLiveBytes += size;
-    gAllocatedBytes += size;
-    ++gAllocations;
-    return block + HEADER;
-}
-
-void countedFree(void* pointer) noexcept
-{
-    if (pointer == nullptr)
-    {
-        return;
-    }
-    unsigned char* block = static_cast<unsigned char*>(pointer) - HEADER;
-    gLiveBytes -= *reinterpret_cast<std::size_t*>(block);
-    std::free(block);
-}
-} // namespace
 
 // Wrapped types stay out of the anonymous namespace, as wrappers capture them in their lambdas.
 namespace ModuleBuilderBench
@@ -69,19 +33,6 @@ struct BoundClass
 {
 };
 } // namespace ModuleBuilderBench
-
-void* operator new(std::size_t size)
-{
-    return countedAlloc(size);
-}
-void operator delete(void* pointer) noexcept
-{
-    countedFree(pointer);
-}
-void operator delete(void* pointer, std::size_t) noexcept
-{
-    countedFree(pointer);
-}
 
 namespace
 {
@@ -171,13 +122,13 @@ const Description& description(int classCount)
     if (inserted)
     {
         static const std::vector<entt::meta_type> types = classTypes(std::make_index_sequence<MAX_CLASSES>());
-        const std::size_t before = gLiveBytes;
+        const Bench::AllocationCounts before = Bench::allocationCounts();
         it->second.classes.reserve(static_cast<std::size_t>(classCount));
         for (int index = 0; index < classCount; ++index)
         {
             it->second.classes.push_back(makeClass(index, types));
         }
-        it->second.liveBytes = gLiveBytes - before;
+        it->second.liveBytes = (Bench::allocationCounts() - before).liveBytes();
         it->second.members = static_cast<std::size_t>(classCount) * 2 * MEMBERS_OF_A_KIND;
     }
     return it->second;
@@ -215,15 +166,15 @@ void BM_Build(benchmark::State& state)
     {
         state.PauseTiming();
         auto builder = filledBuilder(full);
-        const std::size_t bytesBefore = gAllocatedBytes;
-        const std::size_t countBefore = gAllocations;
+        const Bench::AllocationCounts before = Bench::allocationCounts();
         state.ResumeTiming();
 
         ModuleBinding module = builder->build(false, {}, {});
 
         state.PauseTiming();
-        allocatedBytes = gAllocatedBytes - bytesBefore;
-        allocations = gAllocations - countBefore;
+        const Bench::AllocationCounts spent = Bench::allocationCounts() - before;
+        allocatedBytes = spent.allocatedBytes;
+        allocations = spent.allocations;
         kept = boundMembers(module);
         benchmark::DoNotOptimize(module);
         // The result and the spent builder go while the clock stands.

@@ -1,5 +1,6 @@
 // A typed script closure called through a runtime, beside a direct std::function call, with the heap
-// allocations each call makes: operator new is replaced in this program to count them.
+// allocations each call makes (AllocationCounter.h).
+#include "AllocationCounter.h"
 #include "TestClosureRuntime.h"
 
 #include "Scripting/Runtime/ScriptClosure.h"
@@ -7,54 +8,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
-#include <cstdlib>
 #include <functional>
-#include <new>
-
-namespace
-{
-// Counted only while a benchmark's loop runs, so that setup and the library's own bookkeeping stay out.
-bool sCounting = false;
-size_t sAllocations = 0;
-
-void* countedAllocate(std::size_t size)
-{
-    if (sCounting)
-    {
-        ++sAllocations;
-    }
-    if (void* memory = std::malloc(size == 0 ? 1 : size))
-    {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    return countedAllocate(size);
-}
-void* operator new[](std::size_t size)
-{
-    return countedAllocate(size);
-}
-void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept
-{
-    std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
 
 namespace
 {
@@ -62,15 +16,14 @@ namespace
 template <typename Call>
 void runCounted(benchmark::State& state, Call&& call)
 {
-    sAllocations = 0;
-    sCounting = true;
+    const Bench::AllocationCounts before = Bench::allocationCounts();
     for (auto _ : state)
     {
         call();
     }
-    sCounting = false;
+    const Bench::AllocationCounts spent = Bench::allocationCounts() - before;
     state.counters["allocs_per_call"] =
-        benchmark::Counter(static_cast<double>(sAllocations) / static_cast<double>(state.iterations()));
+        benchmark::Counter(static_cast<double>(spent.allocations) / static_cast<double>(state.iterations()));
 }
 
 void BM_Closure_IntIntToInt(benchmark::State& state)

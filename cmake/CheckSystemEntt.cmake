@@ -1,12 +1,12 @@
 # cmake -DSOURCE_DIR=<project> -DWORK_DIR=<scratch> -DGENERATOR=<generator> -DCXX_COMPILER=<compiler>
 #       -P CheckSystemEntt.cmake
 #
-# Configures the project with -DSCRIPTING_ENTT=system against stand-in EnTT packages, since no upstream EnTT can
-# be installed here. A stand-in is laid out as an installed EnTT is: EnTTConfig.cmake creating the imported target
-# EnTT::EnTT (not global, as an exported target is) over a copy of the subset's headers, and a version file. The
-# check proves that a 3.13 package is found and its target reaches every directory that links it (the library,
-# the unit tests, the benchmarks), and that other releases are refused. It does not prove that the code compiles
-# against upstream.
+# Configures the project with -DSCRIPTING_ENTT=system against stand-in EnTT packages of several versions, which
+# need no upstream release at hand (the system preset builds against a real one). A stand-in is laid out as an
+# installed EnTT is: EnTTConfig.cmake creating the imported target EnTT::EnTT (not global, as an exported target
+# is) over a copy of the subset's headers, and a version file. The check proves that a 3.13 package is found and
+# its target reaches every directory that links it (the library, the unit tests, the benchmarks), and that other
+# releases are refused.
 foreach(var SOURCE_DIR WORK_DIR GENERATOR CXX_COMPILER)
     if(NOT DEFINED ${var})
         message(FATAL_ERROR "CheckSystemEntt.cmake needs -D${var}=...")

@@ -175,6 +175,11 @@ install(FILES
 file(RELATIVE_PATH _scripting_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" _scripting_pc_to_prefix "${_scripting_pc_to_prefix}")
 set(_scripting_pc_files scripting)
+# An upstream EnTT is not installed with the library: its own entt.pc gives its include directory.
+set(_scripting_pc_requires fmt)
+if(SCRIPTING_ENTT STREQUAL "system")
+    string(APPEND _scripting_pc_requires " entt")
+endif()
 if(TARGET ScriptingLua)
     list(APPEND _scripting_pc_files scripting-lua)
 endif()

@@ -3,7 +3,8 @@
 #   tools/build.sh run    build (Release) and run the test host over the built-in test module
 #   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest, then each
 #                         fuzz target for 20 s; the CTests labelled package install the build and a shared build of
-#                         their own into prefixes under build/ and build projects against them (ctest -L package)
+#                         their own into prefixes under build/ and build projects against them (ctest -L package);
+#                         also build Release against upstream EnTT and run its tests (see test_upstream_entt)
 #   tools/build.sh fuzz [SECONDS]
 #                         build the libFuzzer targets (clang) and run each for SECONDS (default 20)
 #   tools/build.sh bench  build (Release) and run every benchmark, writing JSON to build/release/bench-results
@@ -36,6 +37,23 @@ build() {
     cmake --build --preset "$preset" -j "$(nproc)"
 }
 
+# Installs upstream EnTT 3.13 from its sources (SCRIPTING_UPSTREAM_ENTT, by default the copy in
+# ../shared/third_party) under build/, then builds the `system` preset against it and runs its tests. Without those
+# sources the step is skipped, and says so.
+test_upstream_entt() {
+    local source=${SCRIPTING_UPSTREAM_ENTT:-../shared/third_party/entt-3.13.2}
+    if [ ! -f "$source/CMakeLists.txt" ]; then
+        echo "SKIPPED: the build against upstream EnTT (-DSCRIPTING_ENTT=system): no EnTT sources in '$source'" \
+             "(set SCRIPTING_UPSTREAM_ENTT to a checkout of EnTT 3.13)"
+        return 0
+    fi
+    cmake -S "$source" -B build/upstream-entt/build -G Ninja -DCMAKE_INSTALL_PREFIX="$PWD/build/upstream-entt/prefix" \
+        >/dev/null
+    cmake --install build/upstream-entt/build >/dev/null
+    build system
+    ctest --preset system -j "$(nproc)"
+}
+
 case "${1:-}" in
 deps)
     install_missing
@@ -52,6 +70,7 @@ test)
         echo "No node or npm: CTest skips the TypeScript examples (TypeScript.Examples)."
     build release
     ctest --preset release -j "$(nproc)"
+    test_upstream_entt
     build asan
     ctest --preset asan -j "$(nproc)"
     build fuzz

@@ -372,6 +372,43 @@ void expectPagesOf128KeepAddresses()
     EXPECT_EQ(registry.get<Component>(entities[299]).value, 299);
 }
 
+// With and without the entity, over partial and whole pages, after a swap-and-pop: each component once, in the
+// storage's order, writable through a mutable view.
+TEST(EnttRegistry, SingleTypeViewVisitsEveryComponentInStorageOrder)
+{
+    for (const int count : {0, 1, 127, 128, 129, 300})
+    {
+        Registry registry;
+        std::vector<Handle> entities;
+        for (int i = 0; i < count; ++i)
+        {
+            entities.push_back(registry.create());
+            registry.emplace<PagedMember>(entities.back(), i);
+        }
+        if (count > 1)
+        {
+            registry.erase<PagedMember>(entities[0]);
+        }
+
+        std::vector<int> withEntity;
+        registry.view<PagedMember>().each(
+            [&](const Handle entity, const PagedMember& component)
+            {
+                EXPECT_EQ(static_cast<int>(Traits::to_entity(entity)), component.value);
+                withEntity.push_back(component.value);
+            });
+        std::vector<int> alone;
+        registry.view<PagedMember>().each([&](PagedMember& component) { alone.push_back(component.value++); });
+        EXPECT_EQ(alone, withEntity) << count << " components";
+        EXPECT_EQ(alone.size(), registry.storage<PagedMember>().size());
+
+        std::vector<int> throughConst;
+        std::as_const(registry).view<const PagedMember>().each([&](const PagedMember& component)
+                                                               { throughConst.push_back(component.value - 1); });
+        EXPECT_EQ(throughConst, alone) << "the mutable view wrote each component once";
+    }
+}
+
 TEST(EnttRegistry, PackedPageSizeComesFromTheComponentOrItsTraits)
 {
     expectPagesOf128KeepAddresses<PagedMember>();

@@ -8,7 +8,12 @@ include(${CMAKE_CURRENT_LIST_DIR}/ConsumerCommon.cmake)
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
 set(consumer ${WORK_DIR}/consumer)
-build_consumer(${SOURCE_DIR}/tests/consumer/installed ${consumer} -DCMAKE_PREFIX_PATH=${PREFIX} -DWITH_LUA=${LUA})
+# An upstream EnTT stays where it was installed; the consumer is told where, as a user would be.
+set(enttLocation "")
+if(ENTT STREQUAL "system")
+    set(enttLocation -DEnTT_DIR=${EnTT_DIR})
+endif()
+build_consumer(${SOURCE_DIR}/tests/consumer/installed ${consumer} -DCMAKE_PREFIX_PATH=${PREFIX} -DWITH_LUA=${LUA} ${enttLocation})
 
 run("the consumer's program" 0 output COMMAND ${consumer}/consumer_version)
 expect_in("${output}" "^1.2.3\n$" "the consumer's program")

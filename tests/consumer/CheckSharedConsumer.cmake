@@ -11,6 +11,13 @@ file(MAKE_DIRECTORY ${WORK_DIR})
 set(library ${WORK_DIR}/library)
 set(prefix ${WORK_DIR}/prefix)
 set(launcher "")
+# Built against the same EnTT as the tree under test.
+set(enttArguments "")
+set(enttLocation "")
+if(ENTT STREQUAL "system")
+    set(enttArguments -DSCRIPTING_ENTT=system -DEnTT_DIR=${EnTT_DIR})
+    set(enttLocation -DEnTT_DIR=${EnTT_DIR})
+endif()
 if(CCACHE)
     set(launcher -DCMAKE_CXX_COMPILER_LAUNCHER=${CCACHE})
 endif()
@@ -18,7 +25,7 @@ endif()
 run("configuring the shared build" 0 output
     COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${library} -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
             ${launcher} -DCMAKE_BUILD_TYPE= -DBUILD_SHARED_LIBS=ON -DSCRIPTING_BUILD_TESTS=OFF
-            -DSCRIPTING_BUILD_BENCHMARKS=OFF -DSCRIPTING_LUA=${LUA})
+            -DSCRIPTING_BUILD_BENCHMARKS=OFF -DSCRIPTING_LUA=${LUA} ${enttArguments})
 run("building the shared build" 0 output COMMAND ${CMAKE_COMMAND} --build ${library} --target scripting_installables)
 run("installing the shared build" 0 output COMMAND ${CMAKE_COMMAND} --install ${library} --prefix ${prefix})
 
@@ -40,7 +47,7 @@ foreach(name IN LISTS libraries)
 endforeach()
 
 set(consumer ${WORK_DIR}/consumer)
-build_consumer(${SOURCE_DIR}/tests/consumer/shared ${consumer} -DCMAKE_PREFIX_PATH=${prefix} -DWITH_LUA=${LUA})
+build_consumer(${SOURCE_DIR}/tests/consumer/shared ${consumer} -DCMAKE_PREFIX_PATH=${prefix} -DWITH_LUA=${LUA} ${enttLocation})
 
 # The programs load the installed shared libraries, not copies linked in.
 set(programs consumer_version)

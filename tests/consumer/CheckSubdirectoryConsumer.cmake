@@ -9,7 +9,13 @@ include(${CMAKE_CURRENT_LIST_DIR}/ConsumerCommon.cmake)
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
 set(consumer ${WORK_DIR}/consumer)
-build_consumer(${SOURCE_DIR}/tests/consumer/subdirectory ${consumer} -DSCRIPTING_SOURCE_DIR=${SOURCE_DIR})
+# The tree builds against the EnTT this build uses.
+set(enttArguments "")
+if(ENTT STREQUAL "system")
+    set(enttArguments -DSCRIPTING_ENTT=system -DEnTT_DIR=${EnTT_DIR})
+endif()
+build_consumer(${SOURCE_DIR}/tests/consumer/subdirectory ${consumer} -DSCRIPTING_SOURCE_DIR=${SOURCE_DIR}
+               ${enttArguments})
 
 run("the discovered tests" 0 output COMMAND ${CMAKE_CTEST_COMMAND} --test-dir ${consumer} -V)
 expect_in("${output}" "ConsumerTests.Consumer_VersionTests.Orders" "the discovered tests")

@@ -18,9 +18,13 @@ endif()
 set(expected bin/testhost bin/contracthost lib/libScripting.a lib/libScriptingPlatform.a
     lib/libScriptingCoreTestFramework.a include/scripting/Scripting/Version.h
     include/scripting/ZentaryUnitTest/TestClass.h include/scripting/Diagnostics/Assert.h
-    include/scripting/entt/entt.hpp lib/cmake/Scripting/ScriptingConfig.cmake
+    lib/cmake/Scripting/ScriptingConfig.cmake
     lib/cmake/Scripting/ScriptingConfigVersion.cmake lib/cmake/Scripting/TestModule.cmake
     lib/cmake/Scripting/CompareHosts.cmake lib/pkgconfig/scripting.pc)
+# The bundled EnTT subset is installed with the library; an upstream EnTT stays where it was installed.
+if(NOT ENTT STREQUAL "system")
+    list(APPEND expected include/scripting/entt/entt.hpp)
+endif()
 if(LUA)
     # Every header of the runtime's public folder, whatever it holds by now.
     file(GLOB luaHeaders RELATIVE ${SOURCE_DIR}/ScriptingLua/include ${SOURCE_DIR}/ScriptingLua/include/Scripting/Lua/*)

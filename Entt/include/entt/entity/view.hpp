@@ -465,6 +465,24 @@ public:
         {
             return;
         }
+        using element_type = std::remove_const_t<typename Get::value_type>;
+        constexpr std::size_t page = component_traits<element_type>::page_size;
+        if constexpr (page != 0u && !skip_holes && !is_tuple_applicable<Func, decltype(*leading->each().begin())>())
+        {
+            // Without the entity and without holes, the components are visited a page at a time: one page lookup
+            // per page rather than per component, and nothing else to step alongside.
+            const auto pages = leading->raw();
+            for (std::size_t pos = leading->size(); pos != 0u;)
+            {
+                const std::size_t first = (pos - 1u) / page * page;
+                const auto elements = pages[first / page];
+                for (; pos != first; --pos)
+                {
+                    func(elements[pos - 1u - first]);
+                }
+            }
+            return;
+        }
         for (auto&& elem : leading->each())
         {
             if constexpr (is_tuple_applicable<Func, decltype(elem)>())

@@ -330,7 +330,8 @@ class meta_any
 public:
     meta_any() noexcept : meta_any{meta_ctx_arg, locator<meta_ctx>::value_or()} {}
 
-    meta_any(meta_ctx_arg_t, const meta_ctx& area) : storage{}, node{}, ctx{&area}, vtable{}, mode{policy_type::empty}
+    meta_any(meta_ctx_arg_t, const meta_ctx& area) noexcept
+        : storage{}, node{}, ctx{&area}, vtable{}, mode{policy_type::empty}
     {
     }
 
@@ -750,17 +751,17 @@ struct meta_handle
 {
     meta_handle() = default;
 
-    meta_handle(meta_any& value) : any{value.as_ref()} {}
+    meta_handle(meta_any& value) noexcept : any{value.as_ref()} {}
 
-    meta_handle(const meta_any& value) : any{value.as_ref()} {}
+    meta_handle(const meta_any& value) noexcept : any{value.as_ref()} {}
 
     template <typename Type, typename = std::enable_if_t<!std::is_same_v<std::decay_t<Type>, meta_handle>>>
-    meta_handle(const meta_ctx& ctx, Type& value) : any{ctx, std::in_place_type<Type&>, value}
+    meta_handle(const meta_ctx& ctx, Type& value) noexcept : any{ctx, std::in_place_type<Type&>, value}
     {
     }
 
     template <typename Type, typename = std::enable_if_t<!std::is_same_v<std::decay_t<Type>, meta_handle>>>
-    meta_handle(Type& value) : meta_handle{locator<meta_ctx>::value_or(), value}
+    meta_handle(Type& value) noexcept : meta_handle{locator<meta_ctx>::value_or(), value}
     {
     }
 

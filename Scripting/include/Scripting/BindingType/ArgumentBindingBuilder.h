@@ -100,7 +100,8 @@ public:
         }
         else if constexpr (internal::IsOptional<Value>::value)
         {
-            details.defaultValue = entt::meta_any{Reflection::context(), Value{}};
+            // Made in place: moving a disengaged temporary in has GCC 12 warn about its never-read payload.
+            details.defaultValue = entt::meta_any{Reflection::context(), std::in_place_type<Value>};
         }
     }
 

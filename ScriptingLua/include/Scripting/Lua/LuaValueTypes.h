@@ -113,7 +113,8 @@ struct OptionalOperations
 {
     using Optional = std::optional<U>;
 
-    static entt::meta_any makeEmpty() { return entt::meta_any{Reflection::context(), Optional{}}; }
+    // Made in place: moving a disengaged temporary in has GCC 12 warn about its never-read payload.
+    static entt::meta_any makeEmpty() { return entt::meta_any{Reflection::context(), std::in_place_type<Optional>}; }
     static entt::meta_any makeWith(entt::meta_any& element)
     {
         if (!element.template allow_cast<const U&>())

@@ -134,7 +134,7 @@ const TypedCase TYPED_CASES[] = {
      Road::Declined},
     {"MissingArgument", "return zoo.Counter.twice()",
      "error: InvalidArgumentError: Invalid value passed to argument [0]. Missing or empty: argument 'value' of "
-     "Counter.twice needs a int, got nil",
+     "Counter.twice needs an int, got nil",
      Road::Declined},
     {"WrongType", "return zoo.Counter.twice('x')",
      "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: int for argument "
@@ -225,7 +225,7 @@ const TypedCase CLOSURE_CASES[] = {
      Road::Typed},
     {"ClosureReturnsNothing", "return zoo.callTwice(function(x) end, 1)",
      "error: InvalidArgumentError: Invalid value passed to argument [0]. Missing or empty: the value the script "
-     "function returned needs a int, got nil",
+     "function returned needs an int, got nil",
      Road::Typed},
     {"ClosureReturnsTooBig", "return zoo.callTwice(function(x) return 2^40 end, 1)",
      "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: the value "

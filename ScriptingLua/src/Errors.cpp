@@ -281,8 +281,10 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
             context.stopped = false;
         }
     }
-    else if (status == LUA_ERRMEM)
+    else if (status == LUA_ERRMEM ||
+             (lua_type(state, -1) == LUA_TSTRING && std::strcmp(lua_tostring(state, -1), "not enough memory") == 0))
     {
+        // Lua's own memory error, also after a protected call in between raised it again as an ordinary one.
         result =
             ResultAny(Error(fmt::format("Memory limit exceeded: the context may hold {} bytes", context.memory.limit)));
     }

@@ -2,7 +2,9 @@
 # One entry point for people and CI.
 #   tools/build.sh run    build (Release) and run the test host over the built-in test module
 #   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest, the thread
-#                         tests under ThreadSanitizer (clang), then each fuzz target for 20 s
+#                         tests under ThreadSanitizer (clang), then each fuzz target for 20 s; the CTests labelled
+#                         package install the build and a shared build of their own into prefixes under build/ and
+#                         build projects against them (ctest -L package)
 #   tools/build.sh fuzz [SECONDS]
 #                         build the libFuzzer targets (clang) and run each for SECONDS (default 20)
 #   tools/build.sh bench  build (Release) and run every benchmark, writing JSON to build/release/bench-results
@@ -19,6 +21,8 @@ install_missing() {
     for package in "${PACKAGES[@]}"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
     done
+    # The TypeScript examples need node and npm; a node already on the machine is used as it is.
+    command -v node >/dev/null || missing+=(nodejs npm)
     [ ${#missing[@]} -eq 0 ] && return 0
     echo "Installing: ${missing[*]}"
     local sudo=""
@@ -45,6 +49,8 @@ run)
     ;;
 test)
     install_missing
+    command -v node >/dev/null && command -v npm >/dev/null ||
+        echo "No node or npm: CTest skips the TypeScript examples (TypeScript.Examples)."
     build release
     ctest --preset release -j "$(nproc)"
     build asan

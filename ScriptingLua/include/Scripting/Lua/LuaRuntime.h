@@ -40,6 +40,10 @@ struct LuaRuntimeSettings
     // Script values (functions, promises, generators, buffers) that native code may hold of one context at
     // once; 0 sets no limit. Handing over one more fails like a value of the wrong type.
     uint32_t maxScriptReferences = 100000;
+    // Whether interrupt() can stop scripts of this runtime. It needs Lua's count hook on every thread, which
+    // makes the interpreter look at each instruction (about half the speed of a tight arithmetic loop); without
+    // it, and without the watchdog, scripts run unhooked and interrupt() does nothing until a library step.
+    bool interruptible = true;
     // Where `print` writes; standard output when empty.
     std::function<void(ContextId contextId, std::string_view text)> printHandler;
 };

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # One entry point for people and CI.
 #   tools/build.sh run    build (Release) and run the test host over the built-in test module
-#   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest, then each
-#                         fuzz target for 20 s; the CTests labelled package install the build and a shared build of
-#                         their own into prefixes under build/ and build projects against them (ctest -L package);
+#   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest, the thread
+#                         tests under ThreadSanitizer (clang), then each fuzz target for 20 s; the CTests labelled
+#                         package install the build and a shared build of their own into prefixes under build/ and
+#                         build projects against them (ctest -L package);
 #                         also build Release against upstream EnTT and run its tests (see test_upstream_entt)
 #   tools/build.sh fuzz [SECONDS]
 #                         build the libFuzzer targets (clang) and run each for SECONDS (default 20)
@@ -73,6 +74,9 @@ test)
     test_upstream_entt
     build asan
     ctest --preset asan -j "$(nproc)"
+    # ThreadSanitizer: engines on several threads; builds only the thread tests and what they link.
+    build tsan
+    ctest --preset tsan
     build fuzz
     fuzz/run.sh build/fuzz 20
     ;;

@@ -1,0 +1,447 @@
+// Runs every hostile script of corpus/ in a fresh context, each in a child process that the parent kills if it
+// outlives its guard, so that a script that hangs or crashes the runtime fails its own test and no other.
+#include "CorpusScript.h"
+#include "GameModule.h"
+#include "ZooModule.h"
+
+#include "Scripting/BindingFactory/CommonModuleFactory.h"
+#include "Scripting/Lua/LuaRuntime.h"
+#include "Scripting/ScriptEngine/ScriptEngine.h"
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define CORPUS_LEAK_CHECK 1
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define CORPUS_LEAK_CHECK 1
+#endif
+#ifdef CORPUS_LEAK_CHECK
+#include <sanitizer/lsan_interface.h>
+#endif
+
+using namespace Scripting;
+
+namespace LuaTest::Corpus
+{
+namespace
+{
+constexpr size_t MEMORY_LIMIT = 32u * 1024u * 1024u;
+constexpr uint32_t TIME_BUDGET_MS = 100;
+// What a context may keep after a script and a full collection: interned strings, grown tables of the
+// runtime, the error value of the last run.
+constexpr uint64_t MEMORY_MARGIN = 256u * 1024u;
+
+// How far past the budget a run may end. The watchdog looks at the clock between instructions, so a stop comes
+// a little late; a loaded machine or a sanitizer build adds more. LUA_CORPUS_SLACK_MS overrides it.
+std::chrono::milliseconds stopSlack()
+{
+    const char* text = std::getenv("LUA_CORPUS_SLACK_MS");
+    return std::chrono::milliseconds(text != nullptr ? std::atoi(text) : 400);
+}
+
+// A child still running after this is taken to hang.
+constexpr std::chrono::milliseconds GUARD{20000};
+
+const ModuleDescriptor REQUESTER{"corpus", quv::UUID{0x7c0a9a5e11aa22bbull, 0x33cc44dd55ee66ffull}, Version(1, 0, 0),
+                                 false};
+
+std::string valueText(const ResultAny& result)
+{
+    const entt::meta_any& any = result.any();
+    if (!any)
+    {
+        return "nil";
+    }
+    if (const auto* integer = any.try_cast<const int64_t>())
+    {
+        return std::to_string(*integer);
+    }
+    if (const auto* number = any.try_cast<const double>())
+    {
+        return fmt::format("{}", *number);
+    }
+    if (const auto* boolean = any.try_cast<const bool>())
+    {
+        return *boolean ? "true" : "false";
+    }
+    if (const auto* text = any.try_cast<const std::string>())
+    {
+        return "\"" + *text + "\"";
+    }
+    return fmt::format("<{}>", any.type().info().name());
+}
+
+std::string errorMessage(const ResultAny& result)
+{
+    const Error* error = result.tryGetError();
+    return error != nullptr ? error->name + ": " + error->message : "no error";
+}
+
+// Appends to `report` what differs from the expectation.
+void checkOutcome(const ResultAny& result, const Expectation& expectation, size_t runIndex, std::string& report)
+{
+    const Error* error = result.tryGetError();
+    if (expectation.fails)
+    {
+        if (error == nullptr)
+        {
+            report += fmt::format("run {}: expected an error, got the value {}\n", runIndex, valueText(result));
+        }
+        else if (expectation.messagePart && error->message.find(*expectation.messagePart) == std::string::npos)
+        {
+            report += fmt::format("run {}: expected an error holding \"{}\", got {}: {}\n", runIndex,
+                                  *expectation.messagePart, error->name, error->message);
+        }
+        return;
+    }
+    if (error != nullptr)
+    {
+        report += fmt::format("run {}: expected a value, got {}: {}\n", runIndex, error->name, error->message);
+    }
+    else if (expectation.value && valueText(result) != *expectation.value)
+    {
+        report += fmt::format("run {}: expected {}, got {}\n", runIndex, *expectation.value, valueText(result));
+    }
+}
+
+// The whole check of one script; returns what went wrong, empty when nothing did.
+std::string checkScript(const Script& script)
+{
+    std::string report;
+    const int entitiesBefore = Game::Entity::sAlive;
+    const int countersBefore = Counter::sAlive;
+    {
+        ScriptEngine engine;
+        Lua::LuaRuntimeSettings settings;
+        settings.memoryLimitBytes = MEMORY_LIMIT;
+        settings.printHandler = [](ContextId, std::string_view) {};
+        auto runtime = std::make_shared<Lua::LuaRuntime>(engine.getRegistryManager(), std::move(settings));
+        const WatchdogSettings budget{TIME_BUDGET_MS, 0};
+        if (!script.lateWatchdog)
+        {
+            runtime->enableWatchdog(budget);
+        }
+        engine.setRuntimeFactory([runtime](const ContextConfig&, const std::vector<ModuleDescriptor>&)
+                                 { return runtime; });
+        engine.addModuleBindingFactory(std::make_unique<CommonModuleFactory>());
+        engine.addModuleBindingFactory(Game::makeGameModuleFactory());
+        engine.addModuleBindingFactory(makeZooFactory());
+        const ModuleDescriptor game{Game::MODULE_NAME, Game::MODULE_UUID, Version(1, 1, 0), false};
+        const ModuleDescriptor zoo{MODULE_NAME, MODULE_UUID, Version(2, 0, 0), false};
+        ScriptContextResult created = engine.createScriptingContext(
+            ContextConfig("lua", "", REQUESTER, true, {}, VersionSelection::HighestSatisfying), REQUESTER, {game, zoo},
+            nullptr, nullptr);
+        if (!created.context)
+        {
+            return "no context: " + created.getErrorText();
+        }
+        ScriptContext& context = *created.context;
+        const auto run = [&context](const std::string& source, const std::string& name)
+        {
+            StringPayload payload(source, name);
+            return context.run(&payload);
+        };
+        const auto memoryUsed = [&runtime, &context]
+        { return runtime->computeContextStats(context.getContextId())->memoryUsedBytes; };
+
+        // Module tables are cached on first require; they belong to the baseline, not to the script.
+        const ResultAny warm = run("require('@example/game') require('@test/zoo') collectgarbage()", "warm.lua");
+        if (warm.isError())
+        {
+            return "the modules do not load: " + errorMessage(warm);
+        }
+        const uint64_t baseline = memoryUsed();
+
+        for (size_t index = 0; index < script.runs.size(); ++index)
+        {
+            const bool last = index + 1 == script.runs.size();
+            if (script.lateWatchdog && last)
+            {
+                runtime->enableWatchdog(budget);
+            }
+            const auto start = std::chrono::steady_clock::now();
+            const ResultAny result = run(script.runs[index].source, script.name);
+            const auto elapsed = std::chrono::steady_clock::now() - start;
+            checkOutcome(result, script.runs[index].expectation, index + 1, report);
+            if (runtime->getWatchdog() != nullptr && elapsed > std::chrono::milliseconds(TIME_BUDGET_MS) + stopSlack())
+            {
+                report +=
+                    fmt::format("run {}: took {} ms under a budget of {} ms\n", index + 1,
+                                std::chrono::duration_cast<std::chrono::milliseconds>(elapsed).count(), TIME_BUDGET_MS);
+            }
+        }
+
+        const ResultAny probe = run("return 40 + 2", "probe.lua");
+        if (valueText(probe) != "42")
+        {
+            report += fmt::format("afterwards `return 40 + 2` gives {}\n",
+                                  probe.isError() ? errorMessage(probe) : valueText(probe));
+        }
+        const ResultAny collected = run("collectgarbage() collectgarbage()", "collect.lua");
+        if (collected.isError())
+        {
+            report += "afterwards collecting fails: " + errorMessage(collected) + "\n";
+        }
+        const Lua::LuaContextStats stats = *runtime->computeContextStats(context.getContextId());
+        if (stats.memoryUsedBytes > baseline + MEMORY_MARGIN)
+        {
+            report += fmt::format("after collection the context holds {} bytes, {} before the script\n",
+                                  stats.memoryUsedBytes, baseline);
+        }
+        if (stats.memoryPeakBytes > MEMORY_LIMIT)
+        {
+            report +=
+                fmt::format("memory peaked at {} bytes over a limit of {}\n", stats.memoryPeakBytes, MEMORY_LIMIT);
+        }
+        sRemembered.reset();
+    }
+    if (Game::Entity::sAlive != entitiesBefore || Counter::sAlive != countersBefore)
+    {
+        report += fmt::format("after the context closed {} entities and {} counters are left\n",
+                              Game::Entity::sAlive - entitiesBefore, Counter::sAlive - countersBefore);
+    }
+    return report;
+}
+
+// Runs `body` in a child process; its report, or what became of the child when it gave none.
+template <typename Body>
+std::string runGuarded(Body body, std::chrono::milliseconds guard = GUARD)
+{
+    int channel[2];
+    if (pipe(channel) != 0)
+    {
+        return "pipe failed";
+    }
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child < 0)
+    {
+        return "fork failed";
+    }
+    if (child == 0)
+    {
+        close(channel[0]);
+        std::string report = body();
+#ifdef CORPUS_LEAK_CHECK
+        // The child leaves by _exit, which skips the leak check at exit; this one runs while its report can
+        // still say so.
+        if (__lsan_do_recoverable_leak_check() != 0)
+        {
+            report += "the leak checker found native memory left unreachable\n";
+        }
+#endif
+        // A marker, so that an empty report still tells a child that finished from one that died.
+        report.insert(0, "done\n");
+        size_t written = 0;
+        while (written < report.size())
+        {
+            const ssize_t count = write(channel[1], report.data() + written, report.size() - written);
+            if (count <= 0)
+            {
+                break;
+            }
+            written += static_cast<size_t>(count);
+        }
+        _exit(0);
+    }
+    close(channel[1]);
+    std::string received;
+    const auto deadline = std::chrono::steady_clock::now() + guard;
+    bool hung = false;
+    for (;;)
+    {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0)
+        {
+            hung = true;
+            break;
+        }
+        pollfd wait{channel[0], POLLIN, 0};
+        const int ready = poll(&wait, 1, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR)
+        {
+            continue;
+        }
+        if (ready <= 0)
+        {
+            hung = ready == 0;
+            break;
+        }
+        char buffer[4096];
+        const ssize_t count = read(channel[0], buffer, sizeof buffer);
+        if (count <= 0)
+        {
+            break;
+        }
+        received.append(buffer, static_cast<size_t>(count));
+    }
+    close(channel[0]);
+    if (hung)
+    {
+        kill(child, SIGKILL);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR)
+    {
+    }
+    if (hung)
+    {
+        return fmt::format("still running after {} ms: killed\n", guard.count());
+    }
+    if (WIFSIGNALED(status))
+    {
+        return fmt::format("the child died of signal {}\n{}", WTERMSIG(status), received);
+    }
+    if (!received.starts_with("done\n"))
+    {
+        return fmt::format("the child ended (status {}) without a report\n{}", WEXITSTATUS(status), received);
+    }
+    return received.substr(5);
+}
+
+std::filesystem::path corpusDirectory()
+{
+    return std::filesystem::path(LUA_CORPUS_DIR);
+}
+
+std::vector<std::string> scriptNames()
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(corpusDirectory(), error))
+    {
+        if (entry.path().extension() == ".lua")
+        {
+            names.push_back(entry.path().stem().string());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class LuaCorpusTest : public ::testing::TestWithParam<std::string>
+{
+};
+
+TEST_P(LuaCorpusTest, EndsAsExpectedAndLeavesTheContextWhole)
+{
+    const std::filesystem::path path = corpusDirectory() / (GetParam() + ".lua");
+    std::ifstream file(path, std::ios::binary);
+    ASSERT_TRUE(file) << path;
+    std::stringstream text;
+    text << file.rdbuf();
+    const Parsed parsed = parseScript(GetParam() + ".lua", text.str());
+    ASSERT_TRUE(parsed.script.has_value()) << parsed.problem;
+    const std::string report = runGuarded([&parsed] { return checkScript(*parsed.script); });
+    EXPECT_EQ(report, "") << path;
+}
+
+// File names are test names: letters, digits and underscores.
+std::string testName(const ::testing::TestParamInfo<std::string>& info)
+{
+    std::string name = info.param;
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0; }, '_');
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, LuaCorpusTest, ::testing::ValuesIn(scriptNames()), testName);
+
+TEST(LuaCorpusSize, HoldsAHundredScripts)
+{
+    EXPECT_GE(scriptNames().size(), 100u) << corpusDirectory();
+}
+
+// The guard itself: a child that hangs, one that crashes and one that reports must each be told apart.
+TEST(LuaCorpusGuard, TellsHangsCrashesAndReportsApart)
+{
+    EXPECT_EQ(runGuarded([] { return std::string(); }), "");
+    EXPECT_EQ(runGuarded([] { return std::string("wrong\n"); }), "wrong\n");
+    EXPECT_TRUE(runGuarded(
+                    []
+                    {
+                        signal(SIGSEGV, SIG_DFL);
+                        raise(SIGSEGV);
+                        return std::string();
+                    })
+                    .starts_with("the child died of signal"));
+    EXPECT_TRUE(runGuarded(
+                    []
+                    {
+                        for (;;)
+                        {
+                            pause();
+                        }
+                        return std::string();
+                    },
+                    std::chrono::milliseconds(300))
+                    .starts_with("still running after 300 ms"));
+}
+
+struct HeaderCase
+{
+    const char* text;
+    const char* problemPart; // empty: the header is valid
+};
+
+TEST(LuaCorpusHeader, ReadsTheGrammarAndRejectsWhatIsNotInIt)
+{
+    for (const HeaderCase& each : {
+             HeaderCase{"-- expect: ok\nreturn 1\n", ""},
+             HeaderCase{"-- expect: ok 42\n", ""},
+             HeaderCase{"-- expect: ok -7\n", ""},
+             HeaderCase{"-- expect: ok \"a b\"\n", ""},
+             HeaderCase{"-- expect: error any\n", ""},
+             HeaderCase{"-- expect: error \"watchdog\"\n", ""},
+             HeaderCase{"-- watchdog: late\n-- expect: ok\n--- next run ---\n-- expect: error any\n", ""},
+             HeaderCase{"return 1\n", "has no expect line"},
+             HeaderCase{"-- expect: ok\n--- next run ---\nreturn 1\n", "run 2 has no expect line"},
+             HeaderCase{"-- expect: ok 4x\n", "is not an integer"},
+             HeaderCase{"-- expect: error watchdog\n", "after 'error'"},
+             HeaderCase{"-- expect: error \"\"\n", "after 'error'"},
+             HeaderCase{"-- expect: fine\n", "neither"},
+             HeaderCase{"-- expect: ok\n-- expect: ok\n", "a second expect"},
+             HeaderCase{"-- watchdog: early\n-- expect: ok\n", "only watchdog directive"},
+             HeaderCase{"-- watchdog: late\n-- expect: ok\n", "needs a run before the last"},
+         })
+    {
+        const Parsed parsed = parseScript("x.lua", each.text);
+        if (std::string_view(each.problemPart).empty())
+        {
+            EXPECT_TRUE(parsed.script.has_value()) << each.text << parsed.problem;
+        }
+        else
+        {
+            EXPECT_FALSE(parsed.script.has_value()) << each.text;
+            EXPECT_NE(parsed.problem.find(each.problemPart), std::string::npos) << parsed.problem;
+        }
+    }
+    const Parsed two = parseScript("x.lua", "-- expect: ok 1\nreturn 1\n--- next run ---\n-- expect: error \"x\"\n");
+    ASSERT_TRUE(two.script.has_value());
+    ASSERT_EQ(two.script->runs.size(), 2u);
+    EXPECT_EQ(two.script->runs[0].expectation.value, "1");
+    EXPECT_TRUE(two.script->runs[1].expectation.fails);
+    EXPECT_EQ(two.script->runs[1].expectation.messagePart, "x");
+    // The second run's lines keep their numbers in the file.
+    EXPECT_EQ(std::count(two.script->runs[1].source.begin(), two.script->runs[1].source.end(), '\n'), 4);
+}
+} // namespace
+} // namespace LuaTest::Corpus

@@ -54,6 +54,11 @@ bool isValueLiteral(std::string_view text)
 std::string readExpectation(std::string_view text, Expectation& expectation)
 {
     text = trim(text);
+    if (text == "any")
+    {
+        expectation.either = true;
+        return {};
+    }
     if (text == "ok")
     {
         return {};
@@ -76,14 +81,31 @@ std::string readExpectation(std::string_view text, Expectation& expectation)
         {
             return {};
         }
-        if (!isQuoted(what) || what.size() == 2)
+        // One quoted text, or several joined by " or ".
+        std::string_view rest = what;
+        while (true)
         {
-            return fmt::format("after 'error' comes 'any' or a non-empty quoted text, not '{}'", what);
+            const size_t close = rest.size() > 1 ? rest.find('"', 1) : std::string_view::npos;
+            if (!rest.starts_with('"') || close == std::string_view::npos || close == 1)
+            {
+                return fmt::format("after 'error' comes 'any' or non-empty quoted texts joined by 'or', not '{}'",
+                                   what);
+            }
+            expectation.messageParts.emplace_back(rest.substr(1, close - 1));
+            rest = trim(rest.substr(close + 1));
+            if (rest.empty())
+            {
+                return {};
+            }
+            if (!rest.starts_with("or "))
+            {
+                return fmt::format("after 'error' comes 'any' or non-empty quoted texts joined by 'or', not '{}'",
+                                   what);
+            }
+            rest = trim(rest.substr(3));
         }
-        expectation.messagePart = std::string(what.substr(1, what.size() - 2));
-        return {};
     }
-    return fmt::format("'{}' is neither 'ok ...' nor 'error ...'", text);
+    return fmt::format("'{}' is not 'any', 'ok ...' or 'error ...'", text);
 }
 } // namespace
 

@@ -9,6 +9,7 @@
 #include "Scripting/ScriptEngine/ScriptEngine.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gtest/gtest.h>
 
 #include <poll.h>
@@ -56,8 +57,12 @@ std::chrono::milliseconds stopSlack()
     return std::chrono::milliseconds(text != nullptr ? std::atoi(text) : 400);
 }
 
-// A child still running after this is taken to hang.
-constexpr std::chrono::milliseconds GUARD{20000};
+// A child still running after this is taken to hang; LUA_CORPUS_GUARD_MS overrides it.
+std::chrono::milliseconds hangGuard()
+{
+    const char* text = std::getenv("LUA_CORPUS_GUARD_MS");
+    return std::chrono::milliseconds(text != nullptr ? std::atoi(text) : 20000);
+}
 
 const ModuleDescriptor REQUESTER{"corpus", quv::UUID{0x7c0a9a5e11aa22bbull, 0x33cc44dd55ee66ffull}, Version(1, 0, 0),
                                  false};
@@ -88,36 +93,56 @@ std::string valueText(const ResultAny& result)
     return fmt::format("<{}>", any.type().info().name());
 }
 
+// Reports quote values and messages that a script may have made megabytes long.
+std::string shortened(std::string text)
+{
+    constexpr size_t MOST = 300;
+    if (text.size() > MOST)
+    {
+        text = fmt::format("{}... ({} bytes)", text.substr(0, MOST), text.size());
+    }
+    return text;
+}
+
 std::string errorMessage(const ResultAny& result)
 {
     const Error* error = result.tryGetError();
-    return error != nullptr ? error->name + ": " + error->message : "no error";
+    return error != nullptr ? shortened(error->name + ": " + error->message) : "no error";
 }
 
 // Appends to `report` what differs from the expectation.
 void checkOutcome(const ResultAny& result, const Expectation& expectation, size_t runIndex, std::string& report)
 {
     const Error* error = result.tryGetError();
+    if (expectation.either)
+    {
+        return;
+    }
     if (expectation.fails)
     {
         if (error == nullptr)
         {
-            report += fmt::format("run {}: expected an error, got the value {}\n", runIndex, valueText(result));
+            report +=
+                fmt::format("run {}: expected an error, got the value {}\n", runIndex, shortened(valueText(result)));
         }
-        else if (expectation.messagePart && error->message.find(*expectation.messagePart) == std::string::npos)
+        else if (!expectation.messageParts.empty() &&
+                 std::none_of(expectation.messageParts.begin(), expectation.messageParts.end(),
+                              [error](const std::string& part)
+                              { return error->message.find(part) != std::string::npos; }))
         {
-            report += fmt::format("run {}: expected an error holding \"{}\", got {}: {}\n", runIndex,
-                                  *expectation.messagePart, error->name, error->message);
+            report += fmt::format("run {}: expected an error holding \"{}\", got {}\n", runIndex,
+                                  fmt::join(expectation.messageParts, "\" or \""), errorMessage(result));
         }
         return;
     }
     if (error != nullptr)
     {
-        report += fmt::format("run {}: expected a value, got {}: {}\n", runIndex, error->name, error->message);
+        report += fmt::format("run {}: expected a value, got {}\n", runIndex, errorMessage(result));
     }
     else if (expectation.value && valueText(result) != *expectation.value)
     {
-        report += fmt::format("run {}: expected {}, got {}\n", runIndex, *expectation.value, valueText(result));
+        report +=
+            fmt::format("run {}: expected {}, got {}\n", runIndex, *expectation.value, shortened(valueText(result)));
     }
 }
 
@@ -162,11 +187,12 @@ std::string checkScript(const Script& script)
         { return runtime->computeContextStats(context.getContextId())->memoryUsedBytes; };
 
         // Module tables are cached on first require; they belong to the baseline, not to the script.
-        const ResultAny warm = run("require('@example/game') require('@test/zoo') collectgarbage()", "warm.lua");
+        const ResultAny warm = run("require('@example/game') require('@test/zoo')", "warm.lua");
         if (warm.isError())
         {
             return "the modules do not load: " + errorMessage(warm);
         }
+        runtime->collectGarbage(context.getContextId());
         const uint64_t baseline = memoryUsed();
 
         for (size_t index = 0; index < script.runs.size(); ++index)
@@ -192,12 +218,20 @@ std::string checkScript(const Script& script)
         if (valueText(probe) != "42")
         {
             report += fmt::format("afterwards `return 40 + 2` gives {}\n",
-                                  probe.isError() ? errorMessage(probe) : valueText(probe));
+                                  probe.isError() ? errorMessage(probe) : shortened(valueText(probe)));
         }
-        const ResultAny collected = run("collectgarbage() collectgarbage()", "collect.lua");
-        if (collected.isError())
+        // Through the runtime: the script may have taken collectgarbage away from itself. Lua hands back the
+        // call records of a deep recursion half at a time, one collection after another, so collect until the
+        // figure stops falling.
+        uint64_t previous = UINT64_MAX;
+        for (int round = 0; round < 16 && memoryUsed() < previous; ++round)
         {
-            report += "afterwards collecting fails: " + errorMessage(collected) + "\n";
+            previous = memoryUsed();
+            if (!runtime->collectGarbage(context.getContextId()))
+            {
+                report += "afterwards the context cannot collect\n";
+                break;
+            }
         }
         const Lua::LuaContextStats stats = *runtime->computeContextStats(context.getContextId());
         if (stats.memoryUsedBytes > baseline + MEMORY_MARGIN)
@@ -222,7 +256,7 @@ std::string checkScript(const Script& script)
 
 // Runs `body` in a child process; its report, or what became of the child when it gave none.
 template <typename Body>
-std::string runGuarded(Body body, std::chrono::milliseconds guard = GUARD)
+std::string runGuarded(Body body, std::chrono::milliseconds guard = hangGuard())
 {
     int channel[2];
     if (pipe(channel) != 0)
@@ -411,13 +445,18 @@ TEST(LuaCorpusHeader, ReadsTheGrammarAndRejectsWhatIsNotInIt)
              HeaderCase{"-- expect: ok \"a b\"\n", ""},
              HeaderCase{"-- expect: error any\n", ""},
              HeaderCase{"-- expect: error \"watchdog\"\n", ""},
+             HeaderCase{"-- expect: error \"a\" or \"b c\" or \"d\"\n", ""},
+             HeaderCase{"-- expect: error \"a\" \"b\"\n", "joined by 'or'"},
+             HeaderCase{"-- expect: error \"a\" or\n", "joined by 'or'"},
+             HeaderCase{"-- expect: error \"a\n", "joined by 'or'"},
              HeaderCase{"-- watchdog: late\n-- expect: ok\n--- next run ---\n-- expect: error any\n", ""},
              HeaderCase{"return 1\n", "has no expect line"},
              HeaderCase{"-- expect: ok\n--- next run ---\nreturn 1\n", "run 2 has no expect line"},
              HeaderCase{"-- expect: ok 4x\n", "is not an integer"},
              HeaderCase{"-- expect: error watchdog\n", "after 'error'"},
              HeaderCase{"-- expect: error \"\"\n", "after 'error'"},
-             HeaderCase{"-- expect: fine\n", "neither"},
+             HeaderCase{"-- expect: any\n", ""},
+             HeaderCase{"-- expect: fine\n", "not 'any'"},
              HeaderCase{"-- expect: ok\n-- expect: ok\n", "a second expect"},
              HeaderCase{"-- watchdog: early\n-- expect: ok\n", "only watchdog directive"},
              HeaderCase{"-- watchdog: late\n-- expect: ok\n", "needs a run before the last"},
@@ -439,7 +478,10 @@ TEST(LuaCorpusHeader, ReadsTheGrammarAndRejectsWhatIsNotInIt)
     ASSERT_EQ(two.script->runs.size(), 2u);
     EXPECT_EQ(two.script->runs[0].expectation.value, "1");
     EXPECT_TRUE(two.script->runs[1].expectation.fails);
-    EXPECT_EQ(two.script->runs[1].expectation.messagePart, "x");
+    EXPECT_EQ(two.script->runs[1].expectation.messageParts, std::vector<std::string>{"x"});
+    const Parsed either = parseScript("x.lua", "-- expect: error \"Memory limit\" or \"watchdog\"\n");
+    ASSERT_TRUE(either.script.has_value()) << either.problem;
+    EXPECT_EQ(either.script->runs[0].expectation.messageParts, (std::vector<std::string>{"Memory limit", "watchdog"}));
     // The second run's lines keep their numbers in the file.
     EXPECT_EQ(std::count(two.script->runs[1].source.begin(), two.script->runs[1].source.end(), '\n'), 4);
 }

@@ -15,5 +15,13 @@ if(SCRIPTING_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+if(SCRIPTING_TSAN)
+    if(SCRIPTING_SANITIZE)
+        message(FATAL_ERROR "ThreadSanitizer cannot be combined with AddressSanitizer")
+    endif()
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=thread)
+endif()
+
 include(CheckIncludeFileCXX)
 check_include_file_cxx(fakeit.hpp SCRIPTING_HAVE_FAKEIT)

@@ -176,16 +176,16 @@ void createErrorMetatable(LuaContext& context, lua_State* state)
     context.messageHandlerRef = luaL_ref(state, LUA_REGISTRYINDEX);
 }
 
-int messageHandler(lua_State* state)
+void captureTraceback(lua_State* state, int firstLevel, std::string& traceback, std::string& file, int& line)
 {
-    LuaContext& context = contextOf(state);
+    traceback.clear();
+    file.clear();
+    line = -1;
     try
     {
-        context.traceback.clear();
-        context.errorFile.clear();
-        context.errorLine = -1;
         lua_Debug frame;
-        for (int level = 1; level <= MAX_TRACEBACK_FRAMES && lua_getstack(state, level, &frame) != 0; ++level)
+        for (int level = firstLevel;
+             level < firstLevel + MAX_TRACEBACK_FRAMES && lua_getstack(state, level, &frame) != 0; ++level)
         {
             if (lua_getinfo(state, "Sln", &frame) == 0)
             {
@@ -196,50 +196,90 @@ int messageHandler(lua_State* state)
             {
                 name = std::strcmp(frame.what, "main") == 0 ? "<main>" : "<anonymous>";
             }
-            context.traceback += fmt::format("    at {} ({}:{})\n", name, frame.short_src, frame.currentline);
-            if (context.errorLine < 0 && frame.currentline > 0)
+            traceback += fmt::format("    at {} ({}:{})\n", name, frame.short_src, frame.currentline);
+            if (line < 0 && frame.currentline > 0)
             {
-                context.errorFile = frame.short_src;
-                context.errorLine = frame.currentline;
+                file = frame.short_src;
+                line = frame.currentline;
             }
         }
     }
     catch (...)
     {
-        context.traceback.clear();
+        traceback.clear();
     }
+}
+
+int messageHandler(lua_State* state)
+{
+    LuaContext& context = contextOf(state);
+    captureTraceback(state, 1, context.traceback, context.errorFile, context.errorLine);
     return 1;
 }
 
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
 {
     const int base = lua_gettop(state) - argumentCount;
+    const bool outermost = context.entry == 0;
+    if (!outermost && context.stopped)
+    {
+        // A callback of a stopped entry: nothing more of the script runs.
+        lua_settop(state, base - 1);
+        lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
+        return LUA_ERRRUN;
+    }
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.messageHandlerRef);
     lua_insert(state, base);
     context.traceback.clear();
     context.errorFile.clear();
     context.errorLine = -1;
-    if (context.nativeDepth == 0)
+    if (outermost)
     {
-        // A new entry from native code: a fresh budget for the watchdog.
+        // A new entry from native code: a fresh budget, and a number that interrupts from now on refer to.
         context.instructionsUsed = 0;
-        context.watchdogTripped = false;
+        context.stopped = false;
+        context.entry = ++context.entries;
+        if (context.interruptSlot != nullptr)
+        {
+            context.interruptSlot->running.store(context.entry, std::memory_order_release);
+        }
         if (context.watchdogArmed)
         {
             context.runStart = std::chrono::steady_clock::now();
         }
     }
-    const int status = lua_pcall(state, argumentCount, resultCount, base);
+    int status = lua_pcall(state, argumentCount, resultCount, base);
     lua_remove(state, base);
+    if (outermost)
+    {
+        if (context.interruptSlot != nullptr)
+        {
+            context.interruptSlot->running.store(0, std::memory_order_release);
+        }
+        context.entry = 0;
+        if (status == LUA_OK && context.stopped)
+        {
+            // Stopped inside native code that dropped the error, and ended before the next look of the hook.
+            lua_settop(state, base - 1);
+            lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
+            status = LUA_ERRRUN;
+        }
+    }
     return status;
 }
 
 ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName)
 {
     ResultAny result;
-    if (context.watchdogTripped)
+    const bool stopped = context.stopped;
+    if (stopped)
     {
-        result = ResultAny(Error(context.watchdogMessage));
+        result = ResultAny(Error(context.stopName, context.stopMessage));
+        if (context.entry == 0)
+        {
+            // Handed out: a later failure of this context is about itself.
+            context.stopped = false;
+        }
     }
     else if (status == LUA_ERRMEM)
     {
@@ -276,6 +316,11 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
         {
             error->setStack(fmt::format("    at <main> ({}:{})\n", sourceName, line));
             error->fileName = sourceName;
+        }
+        else if (stopped && !context.stopTraceback.empty())
+        {
+            error->setStack(context.stopTraceback);
+            error->fileName = context.stopFile.empty() ? sourceName : context.stopFile;
         }
         else if (!context.traceback.empty())
         {

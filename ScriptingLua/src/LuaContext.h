@@ -12,6 +12,7 @@
 
 #include <lua.hpp>
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -209,6 +210,14 @@ struct BufferBox
     unsigned char* bytes() { return reinterpret_cast<unsigned char*>(this + 1); }
 };
 
+// How another thread asks a running entry to stop: the entry now running (0: none), and the entry that an
+// interrupt was asked for. Entries are numbered per context, so a late request never hits a later entry.
+struct InterruptSlot
+{
+    std::atomic<uint64_t> running{0};
+    std::atomic<uint64_t> requested{0};
+};
+
 // One context: its state, its copy of the bundle and everything worked out from it.
 struct LuaContext
 {
@@ -250,12 +259,29 @@ struct LuaContext
     std::vector<int> pendingUnreferences;
     uint64_t liveHandleBoxes = 0;
 
-    // Watchdog of the entry into the script now running.
+    // Budget of the entry into the script now running. The hook runs on every thread of the context, armed or
+    // not, since an interrupt may come at any time.
     bool watchdogArmed = false;
+    int hookInterval = 1000;
     uint64_t instructionsUsed = 0;
     std::chrono::steady_clock::time_point runStart;
-    bool watchdogTripped = false;
-    std::string watchdogMessage;
+    // Set once the running entry must end: by the watchdog, an interrupt or a limit. It stays set until the
+    // entry returns to native code, so that no protected call in the script can swallow it.
+    bool stopped = false;
+    std::string stopName;
+    std::string stopMessage;
+    // Where the script was when it was stopped; the error travels from elsewhere.
+    std::string stopTraceback;
+    std::string stopFile;
+    int stopLine = -1;
+    // Which entry into the script runs now, for interrupts from other threads; 0 when none runs.
+    uint64_t entry = 0;
+    uint64_t entries = 0;
+    InterruptSlot* interruptSlot = nullptr;
+    // Coroutines made so far that may still live, and the registry references that script values hold.
+    uint64_t coroutines = 0;
+    uint64_t scriptReferences = 0;
+    int threadsRef = LUA_NOREF;
 
     // What the message handler found for the error now travelling out.
     std::string traceback;
@@ -412,10 +438,40 @@ int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module);
 const ModuleInfo* findModule(const LuaContext& context, std::string_view name);
 int callPlan(lua_State* state);
 
+// Notes the script's stack from `firstLevel` outwards: the traceback, the file and the line of the innermost
+// frame that has one.
+void captureTraceback(lua_State* state, int firstLevel, std::string& traceback, std::string& file, int& line);
+
 // ---- Sandbox (Sandbox.cpp) ----
 
 // Opens the safe libraries and the runtime's globals. Runs in a protected call.
 void openSandbox(LuaContext& context, lua_State* state);
+
+// ---- Patterns (Patterns.cpp) ----
+
+// Replaces the string library's find, match, gmatch, gsub and rep with versions whose work is counted.
+void openPatternFunctions(lua_State* state);
+
+// ---- Budget and stops (LuaRuntime.cpp) ----
+
+// The hook of every thread of the context: counts instructions and stops the entry when it must end.
+void budgetHook(lua_State* state, lua_Debug* frame);
+// Gives `thread` the hook at the context's pace; threads made before a change of pace keep the old one.
+void syncHook(LuaContext& context, lua_State* thread);
+// Counts `units` of work that a library function did (about one instruction each) against the running entry's
+// budget; true when the entry must end now, with `stopped` set.
+bool chargeWork(LuaContext& context, lua_State* state, uint64_t units);
+// Raises the stop error in `state`. Never from a hook with a script's message handler in place: the message
+// handlers that the runtime installs skip the script's handler once `stopped` is set.
+int raiseStop(LuaContext& context, lua_State* state);
+// chargeWork, and raiseStop when the entry must end. For library functions only, never from a hook.
+inline void spend(LuaContext& context, lua_State* state, uint64_t units)
+{
+    if (chargeWork(context, state, units))
+    {
+        raiseStop(context, state);
+    }
+}
 
 // ---- Script values (ScriptValues.cpp) ----
 

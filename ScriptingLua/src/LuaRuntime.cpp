@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <mutex>
 
 namespace Scripting::Lua
 {
@@ -62,47 +63,81 @@ int setUpState(lua_State* state)
     return 0;
 }
 
-void watchdogHook(lua_State* state, lua_Debug* /*frame*/)
+} // namespace
+
+bool chargeWork(LuaContext& context, lua_State* state, uint64_t units)
 {
-    LuaContext& context = contextOf(state);
-    if (!context.watchdogArmed)
+    if (context.stopped)
     {
-        return;
+        return true;
     }
-    const int interval = lua_gethookcount(state);
-    if (!context.watchdogTripped && interval == 1)
+    context.instructionsUsed += units;
+    const char* name = nullptr;
+    std::string message;
+    if (context.interruptSlot != nullptr && context.entry != 0 &&
+        context.interruptSlot->requested.load(std::memory_order_relaxed) == context.entry)
     {
-        // A thread left behind by a stopped run: back to the normal pace.
-        lua_sethook(state, &watchdogHook, LUA_MASKCOUNT, WATCHDOG_INTERVAL);
-        return;
+        name = "InterruptError";
+        message = "Script interrupted by the host";
     }
-    if (!context.watchdogTripped)
+    else if (context.watchdogArmed)
     {
-        context.instructionsUsed += static_cast<uint64_t>(interval);
         const WatchdogSettings& settings = context.runtime->getWatchdogSettings();
-        const auto elapsed = std::chrono::steady_clock::now() - context.runStart;
         if (settings.instructionLimit != 0 && context.instructionsUsed > settings.instructionLimit)
         {
-            context.watchdogMessage =
+            name = "WatchdogError";
+            message =
                 fmt::format("Script stopped by the watchdog: more than {} instructions", settings.instructionLimit);
         }
-        else if (settings.timeoutMilliseconds != 0 && elapsed > std::chrono::milliseconds(settings.timeoutMilliseconds))
+        else if (settings.timeoutMilliseconds != 0 && std::chrono::steady_clock::now() - context.runStart >
+                                                          std::chrono::milliseconds(settings.timeoutMilliseconds))
         {
-            context.watchdogMessage =
+            name = "WatchdogError";
+            message =
                 fmt::format("Script stopped by the watchdog: ran longer than {} ms", settings.timeoutMilliseconds);
         }
-        else
-        {
-            return;
-        }
-        context.watchdogTripped = true;
-        context.runtime->noteWatchdogTrip();
-        // Every further instruction fails too, so that a pcall in the script cannot swallow the stop.
-        lua_sethook(state, &watchdogHook, LUA_MASKCOUNT, 1);
     }
-    luaL_error(state, "%s", context.watchdogMessage.c_str());
+    if (name == nullptr)
+    {
+        return false;
+    }
+    context.stopped = true;
+    context.stopName = name;
+    context.stopMessage = std::move(message);
+    // Where the script is now; the error reaches the runtime from wherever the last protected call of the
+    // script lets it out.
+    captureTraceback(state, 0, context.stopTraceback, context.stopFile, context.stopLine);
+    if (context.stopName == "WatchdogError")
+    {
+        context.runtime->noteWatchdogTrip();
+    }
+    return true;
 }
-} // namespace
+
+int raiseStop(LuaContext& context, lua_State* state)
+{
+    lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
+    return lua_error(state);
+}
+
+void budgetHook(lua_State* state, lua_Debug* /*frame*/)
+{
+    LuaContext& context = contextOf(state);
+    if (chargeWork(context, state, static_cast<uint64_t>(lua_gethookcount(state))))
+    {
+        // Raising here is safe: the only message handlers in place are the runtime's, and they run no script
+        // code once the entry is stopped.
+        raiseStop(context, state);
+    }
+}
+
+void syncHook(LuaContext& context, lua_State* thread)
+{
+    if (lua_gethook(thread) != &budgetHook || lua_gethookcount(thread) != context.hookInterval)
+    {
+        lua_sethook(thread, &budgetHook, LUA_MASKCOUNT, context.hookInterval);
+    }
+}
 
 LuaContext::LuaContext(LuaRuntime& owner, ContextId contextId, WeakLifetimeScope contextScope,
                        ModuleBindingBundle modules, const ContextConfig& contextConfig)
@@ -146,15 +181,41 @@ using internal::LuaContext;
 LuaRuntime::LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings settings)
     : mRegistryManager(&registryManager), mSettings(std::move(settings))
 {
-    internal::registerBuiltInTypes();
-    // Error values read their name and message through Error whatever their own type is.
-    entt::meta_ctx& context = Reflection::context();
-    entt::meta<EngineError>(context).base<Error>();
-    entt::meta<InvalidArgumentError>(context).base<Error>();
-    entt::meta<ArgumentOutOfBoundsError>(context).base<Error>();
-    entt::meta<PropertyOutOfBoundsError>(context).base<Error>();
-    entt::meta<RuntimeConditionError>(context).base<Error>();
-    entt::meta<UnsupportedFunctionalityError>(context).base<Error>();
+    // The meta context is shared by the whole process: runtimes made at the same time on several threads must
+    // not register into it together.
+    static std::once_flag sRegistered;
+    std::call_once(sRegistered,
+                   []
+                   {
+                       internal::registerBuiltInTypes();
+                       // Error values read their name and message through Error whatever their own type is.
+                       entt::meta_ctx& context = Reflection::context();
+                       entt::meta<EngineError>(context).base<Error>();
+                       entt::meta<InvalidArgumentError>(context).base<Error>();
+                       entt::meta<ArgumentOutOfBoundsError>(context).base<Error>();
+                       entt::meta<PropertyOutOfBoundsError>(context).base<Error>();
+                       entt::meta<RuntimeConditionError>(context).base<Error>();
+                       entt::meta<UnsupportedFunctionalityError>(context).base<Error>();
+                   });
+    mInterrupts = std::make_unique<internal::InterruptSlot[]>(256);
+}
+
+void LuaRuntime::interrupt(ContextId contextId)
+{
+    internal::InterruptSlot& slot = mInterrupts[contextId.value];
+    const uint64_t running = slot.running.load(std::memory_order_acquire);
+    if (running != 0)
+    {
+        slot.requested.store(running, std::memory_order_relaxed);
+    }
+}
+
+void LuaRuntime::interrupt()
+{
+    for (unsigned index = 0; index < 256; ++index)
+    {
+        interrupt(ContextId{static_cast<uint8_t>(index)});
+    }
 }
 
 LuaRuntime::~LuaRuntime() = default;
@@ -191,6 +252,7 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
     context->state = state;
     context->current = state;
     *static_cast<LuaContext**>(lua_getextraspace(state)) = context.get();
+    context->interruptSlot = &mInterrupts[contextId.value];
     {
         // Setting up must not fail on a tight limit; the limit holds for what scripts do.
         internal::UnlimitedMemory unlimited(*context);
@@ -404,18 +466,12 @@ void LuaRuntime::_applyWatchdog(LuaContext& context) const
     const bool armed = mWatchdog != nullptr && (mWatchdog->getSettings().instructionLimit != 0 ||
                                                 mWatchdog->getSettings().timeoutMilliseconds != 0);
     context.watchdogArmed = armed;
-    if (armed)
-    {
-        const uint64_t limit = mWatchdog->getSettings().instructionLimit;
-        const int interval = limit != 0 && limit < static_cast<uint64_t>(internal::WATCHDOG_INTERVAL)
-                                 ? static_cast<int>(limit)
-                                 : internal::WATCHDOG_INTERVAL;
-        lua_sethook(context.state, &internal::watchdogHook, LUA_MASKCOUNT, interval);
-    }
-    else
-    {
-        lua_sethook(context.state, nullptr, 0, 0);
-    }
+    const uint64_t limit = armed ? mWatchdog->getSettings().instructionLimit : 0;
+    context.hookInterval = limit != 0 && limit < static_cast<uint64_t>(internal::WATCHDOG_INTERVAL)
+                               ? static_cast<int>(limit)
+                               : internal::WATCHDOG_INTERVAL;
+    // Threads of the context copy the main thread's hook when made; those made before get it when resumed.
+    internal::syncHook(context, context.state);
 }
 
 std::optional<CallStackEntry> LuaRuntime::getCurrentLocation(ContextId contextId) const

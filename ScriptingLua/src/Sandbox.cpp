@@ -1,13 +1,47 @@
 #include "LuaContext.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <initializer_list>
+#include <utility>
 
 namespace Scripting::Lua::internal
 {
 namespace
 {
+// Bytes the parser reads between two looks at the budget: parsing runs no instructions the hook could count.
+constexpr size_t LOAD_PIECE = 16 * 1024;
+// Elements a table function moves, and comparisons a sort makes, between two looks at the budget.
+constexpr lua_Integer TABLE_PIECE = 1024;
+
+struct LoadReader
+{
+    LuaContext* context;
+    const char* source;
+    size_t length;
+    size_t offset;
+};
+
+const char* readPiece(lua_State* state, void* data, size_t* size)
+{
+    auto& reader = *static_cast<LoadReader*>(data);
+    if (reader.offset >= reader.length)
+    {
+        *size = 0;
+        return nullptr;
+    }
+    // The parser is protected: a stop raised here ends the parse, and `load` raises it again outside.
+    spend(*reader.context, state, LOAD_PIECE / 16);
+    const size_t piece = std::min(LOAD_PIECE, reader.length - reader.offset);
+    const char* start = reader.source + reader.offset;
+    reader.offset += piece;
+    *size = piece;
+    return start;
+}
+
 // `load` of text only: binary chunks could break the interpreter's invariants.
 int safeLoad(lua_State* state)
 {
@@ -24,7 +58,13 @@ int safeLoad(lua_State* state)
         return luaL_error(state, "load accepts only text chunks (mode 't')");
     }
     const bool hasEnvironment = !lua_isnone(state, 4);
-    const int status = luaL_loadbufferx(state, source, length, name, "t");
+    LuaContext& context = contextOf(state);
+    LoadReader reader{&context, source, length, 0};
+    const int status = lua_load(state, &readPiece, &reader, name, "t");
+    if (context.stopped)
+    {
+        return raiseStop(context, state);
+    }
     if (status != LUA_OK)
     {
         luaL_pushfail(state);
@@ -48,7 +88,12 @@ int safeCollectGarbage(lua_State* state)
     const char* option = luaL_optstring(state, 1, "collect");
     if (std::strcmp(option, "collect") == 0)
     {
+        // A full collection walks the whole heap in one C call: it counts as work on that heap, before
+        // (so that a loop of collections ends) and after.
+        LuaContext& context = contextOf(state);
+        spend(context, state, context.memory.used / 64);
         lua_gc(state, LUA_GCCOLLECT);
+        spend(context, state, context.memory.used / 64);
         lua_pushinteger(state, 0);
         return 1;
     }
@@ -92,6 +137,520 @@ int safeSetMetatable(lua_State* state)
     lua_insert(state, 1);
     lua_call(state, lua_gettop(state) - 1, 1);
     return 1;
+}
+
+// ---- Protected calls: a stop passes through them ----
+
+int finishProtected(lua_State* state, int status, lua_KContext below)
+{
+    LuaContext& context = contextOf(state);
+    if (context.stopped)
+    {
+        return raiseStop(context, state);
+    }
+    if (status != LUA_OK && status != LUA_YIELD)
+    {
+        lua_pushboolean(state, 0);
+        lua_pushvalue(state, -2);
+        return 2;
+    }
+    return lua_gettop(state) - static_cast<int>(below);
+}
+
+int safePcall(lua_State* state)
+{
+    luaL_checkany(state, 1);
+    LuaContext& context = contextOf(state);
+    if (context.stopped)
+    {
+        return raiseStop(context, state);
+    }
+    lua_pushboolean(state, 1);
+    lua_insert(state, 1);
+    const int status = lua_pcallk(state, lua_gettop(state) - 2, LUA_MULTRET, 0, 0, &finishProtected);
+    return finishProtected(state, status, 0);
+}
+
+// Stands between Lua and the script's message handler: once the entry is stopped the handler is skipped, since
+// Lua may call it from inside the hook, where no hook would ever stop it.
+int guardedHandler(lua_State* state)
+{
+    if (contextOf(state).stopped)
+    {
+        return 1;
+    }
+    lua_pushvalue(state, lua_upvalueindex(1));
+    lua_insert(state, 1);
+    lua_call(state, lua_gettop(state) - 1, 1);
+    return 1;
+}
+
+int safeXpcall(lua_State* state)
+{
+    const int count = lua_gettop(state);
+    luaL_checktype(state, 2, LUA_TFUNCTION);
+    LuaContext& context = contextOf(state);
+    if (context.stopped)
+    {
+        return raiseStop(context, state);
+    }
+    lua_pushvalue(state, 2);
+    lua_pushcclosure(state, &guardedHandler, 1);
+    lua_replace(state, 2);
+    // handler, true, function, arguments...
+    lua_pushboolean(state, 1);
+    lua_pushvalue(state, 1);
+    lua_rotate(state, 3, 2);
+    const int status = lua_pcallk(state, count - 2, LUA_MULTRET, 2, 2, &finishProtected);
+    return finishProtected(state, status, 2);
+}
+
+// ---- Coroutines: counted, and hooked whenever they were made ----
+
+int makeCoroutine(lua_State* state)
+{
+    luaL_checktype(state, 1, LUA_TFUNCTION);
+    LuaContext& context = contextOf(state);
+    const uint32_t limit = context.runtime->getSettings().maxCoroutines;
+    if (limit != 0 && context.coroutines >= limit)
+    {
+        // The count is of coroutines made; those the collector took are found by collecting and counting.
+        spend(context, state, context.memory.used / 64);
+        lua_gc(state, LUA_GCCOLLECT);
+        lua_rawgeti(state, LUA_REGISTRYINDEX, context.threadsRef);
+        uint64_t alive = 0;
+        lua_pushnil(state);
+        while (lua_next(state, -2) != 0)
+        {
+            lua_pop(state, 1);
+            ++alive;
+        }
+        lua_pop(state, 1);
+        context.coroutines = alive;
+        spend(context, state, alive);
+        if (alive >= limit)
+        {
+            return luaL_error(state, "Coroutine limit exceeded: a context may hold %d coroutines",
+                              static_cast<int>(limit));
+        }
+    }
+    lua_State* thread = lua_newthread(state);
+    syncHook(context, thread);
+    lua_pushvalue(state, 1);
+    lua_xmove(state, thread, 1);
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.threadsRef);
+    lua_pushvalue(state, -2);
+    lua_pushboolean(state, 1);
+    lua_rawset(state, -3);
+    lua_pop(state, 1);
+    ++context.coroutines;
+    return 1;
+}
+
+// Resumes `thread` with the `count` values on top of `state`. Leaves the results (or the error) on top of
+// `state` and answers their count, or -1 after an error.
+int resumeThread(lua_State* state, lua_State* thread, int count)
+{
+    LuaContext& context = contextOf(state);
+    if (context.stopped)
+    {
+        raiseStop(context, state);
+    }
+    const char* refusal = nullptr;
+    if (thread == state)
+    {
+        refusal = "cannot resume non-suspended coroutine";
+    }
+    else if (lua_status(thread) == LUA_OK)
+    {
+        lua_Debug frame;
+        if (lua_getstack(thread, 0, &frame) != 0)
+        {
+            refusal = "cannot resume non-suspended coroutine";
+        }
+        else if (lua_gettop(thread) == 0)
+        {
+            refusal = "cannot resume dead coroutine";
+        }
+    }
+    else if (lua_status(thread) != LUA_YIELD)
+    {
+        refusal = "cannot resume dead coroutine";
+    }
+    if (refusal == nullptr && !lua_checkstack(thread, count))
+    {
+        refusal = "too many arguments to resume";
+    }
+    if (refusal != nullptr)
+    {
+        lua_pop(state, count);
+        lua_pushstring(state, refusal);
+        return -1;
+    }
+    syncHook(context, thread);
+    lua_xmove(state, thread, count);
+    int results = 0;
+    const int status = lua_resume(thread, state, count, &results);
+    if (context.stopped)
+    {
+        raiseStop(context, state);
+    }
+    if (status == LUA_OK || status == LUA_YIELD)
+    {
+        if (!lua_checkstack(state, results + 1))
+        {
+            lua_pop(thread, results);
+            lua_pushliteral(state, "too many results to resume");
+            return -1;
+        }
+        lua_xmove(thread, state, results);
+        return results;
+    }
+    lua_xmove(thread, state, 1);
+    return -1;
+}
+
+int safeResume(lua_State* state)
+{
+    lua_State* thread = lua_tothread(state, 1);
+    luaL_argexpected(state, thread != nullptr, 1, "coroutine");
+    const int results = resumeThread(state, thread, lua_gettop(state) - 1);
+    if (results < 0)
+    {
+        lua_pushboolean(state, 0);
+        lua_insert(state, -2);
+        return 2;
+    }
+    lua_pushboolean(state, 1);
+    lua_insert(state, -(results + 1));
+    return results + 1;
+}
+
+int wrappedCall(lua_State* state)
+{
+    lua_State* thread = lua_tothread(state, lua_upvalueindex(1));
+    const int results = resumeThread(state, thread, lua_gettop(state));
+    if (results < 0)
+    {
+        if (lua_status(thread) != LUA_OK && lua_status(thread) != LUA_YIELD)
+        {
+            // A failed coroutine is dead: let go of what its stack holds.
+            lua_resetthread(thread);
+        }
+        return lua_error(state);
+    }
+    return results;
+}
+
+int safeWrap(lua_State* state)
+{
+    makeCoroutine(state);
+    lua_pushcclosure(state, &wrappedCall, 1);
+    return 1;
+}
+
+// ---- Table functions: the same results, with the work counted ----
+
+lua_Integer lengthOf(lua_State* state, int index)
+{
+    return luaL_len(state, index);
+}
+
+void checkTable(lua_State* state, int index)
+{
+    if (lua_type(state, index) != LUA_TTABLE)
+    {
+        // Any value whose metatable answers indexing will do, as for the library's own functions.
+        if (lua_getmetatable(state, index) == 0)
+        {
+            luaL_checktype(state, index, LUA_TTABLE);
+        }
+        lua_pop(state, 1);
+    }
+}
+
+int tableInsert(lua_State* state)
+{
+    checkTable(state, 1);
+    LuaContext& context = contextOf(state);
+    const lua_Integer end = lengthOf(state, 1) + 1;
+    lua_Integer position = end;
+    switch (lua_gettop(state))
+    {
+    case 2:
+        break;
+    case 3:
+    {
+        position = luaL_checkinteger(state, 2);
+        luaL_argcheck(state, static_cast<lua_Unsigned>(position) - 1u < static_cast<lua_Unsigned>(end), 2,
+                      "position out of bounds");
+        for (lua_Integer index = end; index > position; --index)
+        {
+            if ((index & (TABLE_PIECE - 1)) == 0)
+            {
+                spend(context, state, TABLE_PIECE);
+            }
+            lua_geti(state, 1, index - 1);
+            lua_seti(state, 1, index);
+        }
+        break;
+    }
+    default:
+        return luaL_error(state, "wrong number of arguments to 'insert'");
+    }
+    lua_seti(state, 1, position);
+    return 0;
+}
+
+int tableRemove(lua_State* state)
+{
+    checkTable(state, 1);
+    LuaContext& context = contextOf(state);
+    const lua_Integer size = lengthOf(state, 1);
+    lua_Integer position = luaL_optinteger(state, 2, size);
+    if (position != size)
+    {
+        luaL_argcheck(state, static_cast<lua_Unsigned>(position) - 1u <= static_cast<lua_Unsigned>(size), 2,
+                      "position out of bounds");
+    }
+    lua_geti(state, 1, position);
+    for (; position < size; ++position)
+    {
+        if ((position & (TABLE_PIECE - 1)) == 0)
+        {
+            spend(context, state, TABLE_PIECE);
+        }
+        lua_geti(state, 1, position + 1);
+        lua_seti(state, 1, position);
+    }
+    lua_pushnil(state);
+    lua_seti(state, 1, position);
+    return 1;
+}
+
+int tableMove(lua_State* state)
+{
+    const lua_Integer first = luaL_checkinteger(state, 2);
+    const lua_Integer last = luaL_checkinteger(state, 3);
+    const lua_Integer target = luaL_checkinteger(state, 4);
+    const int destination = lua_isnoneornil(state, 5) ? 1 : 5;
+    checkTable(state, 1);
+    checkTable(state, destination);
+    LuaContext& context = contextOf(state);
+    if (last >= first)
+    {
+        luaL_argcheck(state, first > 0 || last < LUA_MAXINTEGER + first, 3, "too many elements to move");
+        const lua_Integer count = last - first;
+        luaL_argcheck(state, target <= LUA_MAXINTEGER - count, 4, "destination wrap around");
+        const bool forward =
+            target > last || target <= first || (destination != 1 && lua_compare(state, 1, destination, LUA_OPEQ) == 0);
+        for (lua_Integer step = 0; step <= count; ++step)
+        {
+            if ((step & (TABLE_PIECE - 1)) == TABLE_PIECE - 1)
+            {
+                spend(context, state, TABLE_PIECE);
+            }
+            const lua_Integer offset = forward ? step : count - step;
+            lua_geti(state, 1, first + offset);
+            lua_seti(state, destination, target + offset);
+        }
+    }
+    lua_pushvalue(state, destination);
+    return 1;
+}
+
+int tableConcat(lua_State* state)
+{
+    checkTable(state, 1);
+    LuaContext& context = contextOf(state);
+    size_t separatorLength = 0;
+    const char* separator = luaL_optlstring(state, 2, "", &separatorLength);
+    lua_Integer index = luaL_optinteger(state, 3, 1);
+    const lua_Integer last = lua_isnoneornil(state, 4) ? lengthOf(state, 1) : luaL_checkinteger(state, 4);
+    luaL_Buffer buffer;
+    luaL_buffinit(state, &buffer);
+    uint64_t since = 0;
+    for (; index <= last; ++index)
+    {
+        lua_geti(state, 1, index);
+        if (lua_isstring(state, -1) == 0)
+        {
+            return luaL_error(state, "invalid value (at index %I) in table for 'concat'", index);
+        }
+        size_t length = 0;
+        lua_tolstring(state, -1, &length);
+        luaL_addvalue(&buffer);
+        if (index != last)
+        {
+            luaL_addlstring(&buffer, separator, separatorLength);
+        }
+        since += 1 + (length + separatorLength) / 16;
+        if (since >= static_cast<uint64_t>(TABLE_PIECE))
+        {
+            spend(context, state, since);
+            since = 0;
+        }
+        if (index == LUA_MAXINTEGER)
+        {
+            break;
+        }
+    }
+    luaL_pushresult(&buffer);
+    return 1;
+}
+
+int tableUnpack(lua_State* state)
+{
+    LuaContext& context = contextOf(state);
+    lua_Integer index = luaL_optinteger(state, 2, 1);
+    const lua_Integer last = lua_isnoneornil(state, 3) ? lengthOf(state, 1) : luaL_checkinteger(state, 3);
+    if (index > last)
+    {
+        return 0;
+    }
+    const lua_Unsigned count = static_cast<lua_Unsigned>(last) - static_cast<lua_Unsigned>(index);
+    if (count >= static_cast<lua_Unsigned>(INT_MAX) || !lua_checkstack(state, static_cast<int>(count + 1)))
+    {
+        return luaL_error(state, "too many results to unpack");
+    }
+    for (lua_Unsigned step = 0; step <= count; ++step)
+    {
+        if ((step & (TABLE_PIECE - 1)) == TABLE_PIECE - 1)
+        {
+            spend(context, state, TABLE_PIECE);
+        }
+        lua_geti(state, 1, index + static_cast<lua_Integer>(step));
+    }
+    return static_cast<int>(count + 1);
+}
+
+// A heapsort: no recursion, at most about 2 n log n comparisons whatever the order function answers.
+struct SortState
+{
+    LuaContext* context;
+    bool hasComparator;
+    uint64_t comparisons;
+};
+
+bool lessThan(lua_State* state, SortState& sort, lua_Integer a, lua_Integer b)
+{
+    if (++sort.comparisons % static_cast<uint64_t>(TABLE_PIECE) == 0)
+    {
+        spend(*sort.context, state, TABLE_PIECE);
+    }
+    if (sort.hasComparator)
+    {
+        lua_pushvalue(state, 2);
+        lua_geti(state, 1, a);
+        lua_geti(state, 1, b);
+        lua_call(state, 2, 1);
+        const bool less = lua_toboolean(state, -1) != 0;
+        lua_pop(state, 1);
+        return less;
+    }
+    lua_geti(state, 1, a);
+    lua_geti(state, 1, b);
+    const bool less = lua_compare(state, -2, -1, LUA_OPLT) != 0;
+    lua_pop(state, 2);
+    return less;
+}
+
+void swapElements(lua_State* state, lua_Integer a, lua_Integer b)
+{
+    lua_geti(state, 1, a);
+    lua_geti(state, 1, b);
+    lua_seti(state, 1, a);
+    lua_seti(state, 1, b);
+}
+
+void siftDown(lua_State* state, SortState& sort, lua_Integer root, lua_Integer size)
+{
+    // 1-based heap over the elements 1..size.
+    while (true)
+    {
+        lua_Integer child = root * 2;
+        if (child > size)
+        {
+            return;
+        }
+        if (child < size && lessThan(state, sort, child, child + 1))
+        {
+            ++child;
+        }
+        if (!lessThan(state, sort, root, child))
+        {
+            return;
+        }
+        swapElements(state, root, child);
+        root = child;
+    }
+}
+
+int tableSort(lua_State* state)
+{
+    checkTable(state, 1);
+    const lua_Integer size = lengthOf(state, 1);
+    if (size > 1)
+    {
+        luaL_argcheck(state, size < INT_MAX, 1, "array too big");
+        SortState sort{&contextOf(state), !lua_isnoneornil(state, 2), 0};
+        if (sort.hasComparator)
+        {
+            luaL_checktype(state, 2, LUA_TFUNCTION);
+        }
+        lua_settop(state, 2);
+        luaL_checkstack(state, 8, "sort");
+        for (lua_Integer root = size / 2; root >= 1; --root)
+        {
+            siftDown(state, sort, root, size);
+        }
+        for (lua_Integer end = size; end > 1; --end)
+        {
+            swapElements(state, 1, end);
+            siftDown(state, sort, 1, end - 1);
+        }
+    }
+    return 0;
+}
+
+// ---- Library functions linear in their input: charged by its size before they run ----
+
+int chargedByLength(lua_State* state)
+{
+    size_t length = 0;
+    if (lua_type(state, 1) == LUA_TSTRING)
+    {
+        lua_tolstring(state, 1, &length);
+    }
+    spend(contextOf(state), state, 1 + length / 16);
+    lua_pushvalue(state, lua_upvalueindex(1));
+    lua_insert(state, 1);
+    lua_call(state, lua_gettop(state) - 1, LUA_MULTRET);
+    return lua_gettop(state);
+}
+
+void chargeByLength(lua_State* state, const char* library, std::initializer_list<const char*> names)
+{
+    lua_getglobal(state, library);
+    for (const char* name : names)
+    {
+        lua_getfield(state, -1, name);
+        lua_pushcclosure(state, &chargedByLength, 1);
+        lua_setfield(state, -2, name);
+    }
+    lua_pop(state, 1);
+}
+
+void setFunctions(lua_State* state, const char* library,
+                  std::initializer_list<std::pair<const char*, lua_CFunction>> functions)
+{
+    lua_getglobal(state, library);
+    for (const auto& [name, function] : functions)
+    {
+        lua_pushcfunction(state, function);
+        lua_setfield(state, -2, name);
+    }
+    lua_pop(state, 1);
 }
 
 int print(lua_State* state)
@@ -229,6 +788,28 @@ void openSandbox(LuaContext& context, lua_State* state)
     lua_pushnil(state);
     lua_setfield(state, -2, "dump");
     lua_pop(state, 1);
+
+    setGlobalFunction(state, "pcall", &safePcall);
+    setGlobalFunction(state, "xpcall", &safeXpcall);
+    setFunctions(state, LUA_COLIBNAME, {{"create", &makeCoroutine}, {"resume", &safeResume}, {"wrap", &safeWrap}});
+    setFunctions(state, LUA_TABLIBNAME,
+                 {{"insert", &tableInsert},
+                  {"remove", &tableRemove},
+                  {"move", &tableMove},
+                  {"concat", &tableConcat},
+                  {"unpack", &tableUnpack},
+                  {"sort", &tableSort}});
+    openPatternFunctions(state);
+    chargeByLength(state, LUA_STRLIBNAME, {"byte", "upper", "lower", "reverse", "format"});
+    chargeByLength(state, LUA_UTF8LIBNAME, {"len", "codepoint", "offset", "char"});
+
+    // Coroutines made, weakly: the count of those alive is found again by walking it.
+    lua_newtable(state);
+    lua_createtable(state, 0, 1);
+    lua_pushliteral(state, "k");
+    lua_setfield(state, -2, "__mode");
+    lua_setmetatable(state, -2);
+    context.threadsRef = luaL_ref(state, LUA_REGISTRYINDEX);
 
     lua_getglobal(state, "setmetatable");
     lua_pushcclosure(state, &safeSetMetatable, 1);

@@ -92,3 +92,30 @@ protected:
     std::optional<Scripting::ScriptContext> mContext;
 };
 } // namespace LuaTest
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <thread>
+
+namespace LuaTest
+{
+// Runs `body` on a thread of its own and ends the process with a failure when it is not done within `limit`:
+// a regression of the sandbox must fail the test, not hang it.
+inline void runGuarded(const char* what, std::chrono::milliseconds limit, std::function<void()> body)
+{
+    std::packaged_task<void()> task(std::move(body));
+    std::future<void> done = task.get_future();
+    std::thread worker(std::move(task));
+    if (done.wait_for(limit) != std::future_status::ready)
+    {
+        std::fprintf(stderr, "HUNG: %s did not end within %lld ms\n", what, static_cast<long long>(limit.count()));
+        std::fflush(stderr);
+        std::_Exit(3);
+    }
+    worker.join();
+    done.get();
+}
+} // namespace LuaTest

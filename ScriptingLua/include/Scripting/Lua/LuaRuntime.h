@@ -26,13 +26,20 @@ namespace Scripting::Lua
 namespace internal
 {
 struct LuaContext;
-}
+struct InterruptSlot;
+} // namespace internal
 
 struct LuaRuntimeSettings
 {
     // Bytes of Lua memory one context may hold at once; 0 sets no limit. Converting one native result into
     // Lua values may go past it by that result's size, never further.
     size_t memoryLimitBytes = 64u * 1024u * 1024u;
+    // Coroutines that one context may hold alive at once; 0 sets no limit. Making one more is an error the
+    // script can catch.
+    uint32_t maxCoroutines = 10000;
+    // Script values (functions, promises, generators, buffers) that native code may hold of one context at
+    // once; 0 sets no limit. Handing over one more fails like a value of the wrong type.
+    uint32_t maxScriptReferences = 100000;
     // Where `print` writes; standard output when empty.
     std::function<void(ContextId contextId, std::string_view text)> printHandler;
 };
@@ -48,11 +55,23 @@ struct LuaContextStats
 };
 
 // Stops a script that runs past its instruction or time budget. One budget covers one entry into the
-// script from native code: a run, a closure call, a promise settled.
+// script from native code: a run, a closure call, a promise settled, and everything the script does inside it:
+// message handlers, coroutines whenever they were made, native calls and the callbacks they make, and the
+// work of library functions (pattern matching, string and table functions over large ranges, load), which
+// counts against the instruction budget as about one instruction per step. A time budget of 0 is the
+// runtime's default, DEFAULT_TIMEOUT_MILLISECONDS.
 class LuaWatchdog final : public IWatchdog
 {
 public:
-    explicit LuaWatchdog(WatchdogSettings settings) : mSettings(settings) {}
+    static constexpr uint32_t DEFAULT_TIMEOUT_MILLISECONDS = 1000;
+
+    explicit LuaWatchdog(WatchdogSettings settings) : mSettings(settings)
+    {
+        if (mSettings.timeoutMilliseconds == 0)
+        {
+            mSettings.timeoutMilliseconds = DEFAULT_TIMEOUT_MILLISECONDS;
+        }
+    }
 
     const WatchdogSettings& getSettings() const { return mSettings; }
     // How many times a script was stopped so far.
@@ -118,6 +137,14 @@ public:
     void* getData(ObjectHandle buffer) override;
 
     // ---- Lua only ----
+    /// Stops the script that runs in the context now, at its next instruction or library step, with the error
+    /// "InterruptError: Script interrupted by the host"; no protected call of the script can catch it. Safe to
+    /// call from any thread, also while the runtime's own thread creates or runs contexts; a no-op when the
+    /// context runs nothing, so a request never reaches a later run. The context stays usable. The runtime
+    /// itself must be alive during the call.
+    void interrupt(ContextId contextId);
+    /// interrupt() for every context of the runtime.
+    void interrupt();
     // A pending script promise that native code settles later with resolvePromise or rejectPromise.
     std::optional<PromiseAny> createPromise(ContextId contextId);
     std::optional<LuaContextStats> computeContextStats(ContextId contextId) const;
@@ -139,6 +166,8 @@ private:
     LuaRuntimeSettings mSettings;
     std::unordered_map<uint8_t, std::unique_ptr<internal::LuaContext>> mContexts;
     std::unique_ptr<LuaWatchdog> mWatchdog;
+    // One per possible context id; reached from other threads, so never moved nor resized.
+    std::unique_ptr<internal::InterruptSlot[]> mInterrupts;
     // Memory of all contexts together, and the most it ever was.
     uint64_t mMemoryInUse = 0;
     uint64_t mMemoryPeak = 0;

@@ -151,6 +151,9 @@ bool classMatches(unsigned char c, unsigned char letter)
     case 'x':
         matches = std::isxdigit(c) != 0;
         break;
+    case 'z':
+        matches = c == 0;
+        break;
     default:
         return letter == c;
     }
@@ -326,7 +329,7 @@ const char* backReference(Matcher& matcher, const char* s, char digit)
     const int index = digit - '1';
     if (index < 0 || index >= matcher.captureCount || matcher.captures[index].length == CAPTURE_OPEN)
     {
-        luaL_error(matcher.state, "invalid capture index %%%d in pattern", index + 1);
+        luaL_error(matcher.state, "invalid capture index %%%d", index + 1);
     }
     const ptrdiff_t length = matcher.captures[index].length;
     if (length < 0 || matcher.subjectEnd - s < length)

@@ -336,6 +336,12 @@ int wrappedCall(lua_State* state)
         {
             // A failed coroutine is dead: let go of what its stack holds.
             lua_resetthread(thread);
+            if (lua_type(state, -1) == LUA_TSTRING)
+            {
+                luaL_where(state, 1);
+                lua_insert(state, -2);
+                lua_concat(state, 2);
+            }
         }
         return lua_error(state);
     }

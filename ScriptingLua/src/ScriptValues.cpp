@@ -41,6 +41,10 @@ public:
         {
             mContext.pendingUnreferences.push_back(mReference);
         }
+        if (mContext.scriptReferences > 0)
+        {
+            --mContext.scriptReferences;
+        }
     }
 
 private:
@@ -199,6 +203,7 @@ StrongObjectHandle makeScriptObject(LuaContext& context, lua_State* state, int i
     UnlimitedMemory unlimited(context);
     lua_pushvalue(state, index);
     const int reference = luaL_ref(state, LUA_REGISTRYINDEX);
+    ++context.scriptReferences;
     registry->setScriptRef(object.getHandle(), std::make_unique<LuaReference>(context, reference));
     return StrongTypedObjectHandle<Component>::toGeneric(std::move(object));
 }
@@ -334,6 +339,16 @@ bool toScriptValue(LuaContext& context, lua_State* state, int index, const entt:
 {
     IRuntime* runtime = context.runtime;
     IObjectInspector* inspector = context.runtime;
+    const uint32_t referenceLimit = context.runtime->getSettings().maxScriptReferences;
+    if (referenceLimit != 0 && context.scriptReferences >= referenceLimit && isScriptValueType(type))
+    {
+        // Each script value native code holds pins a Lua value: a script must not pin without end.
+        failure.kind = ConversionFailure::Kind::Other;
+        failure.expected = "script value";
+        failure.detail = fmt::format("Script value limit exceeded: native code may hold {} script values of a context",
+                                     referenceLimit);
+        return false;
+    }
     if (isClosureType(type))
     {
         if (lua_type(state, index) != LUA_TFUNCTION)

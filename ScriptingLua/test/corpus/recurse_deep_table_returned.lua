@@ -1,4 +1,4 @@
 -- expect: ok
 local t = {}
-for i = 1, 5e4 do t = {t} end
+for i = 1, 2e4 do t = {t} end
 return t

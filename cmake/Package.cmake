@@ -1,12 +1,14 @@
 # What `cmake --install` puts under the prefix, and the package another project finds:
 #
 #   find_package(Scripting CONFIG)   Scripting::Scripting, Scripting::CoreTestFramework, Scripting::Platform,
-#                                    Scripting::testhost, EnTT::EnTT (the bundled subset, when bundled),
-#                                    zut_add_test_module and zut_discover_tests
+#                                    Scripting::testhost, Scripting::contracthost, EnTT::EnTT (the bundled subset,
+#                                    when bundled), zut_add_test_module, zut_discover_tests, zut_add_contract_test
+#     ... COMPONENTS Lua             and Scripting::Lua, with lua5.4 found through pkg-config by the package
 #   pkg-config scripting             the library's compile and link flags
+#   pkg-config scripting-lua         the Lua runtime's, with the library's and lua5.4's
 #
 # Headers go to include/scripting/ (the component folders keep their layout, so "UUID.h" stays out of the
-# prefix's include/), libraries to lib/, testhost to bin/, the CMake files to lib/cmake/Scripting/. With
+# prefix's include/), libraries to lib/, the hosts to bin/, the CMake files to lib/cmake/Scripting/. With
 # BUILD_SHARED_LIBS the libraries are built and installed once more as shared libraries (Scripting::Scripting_shared
 # and so on); the static ones stay, since a test module links those (see README).
 include(GNUInstallDirs)
@@ -97,28 +99,50 @@ function(_scripting_add_shared_twin target)
             foreach(twin IN LISTS _scripting_exported)
                 list(TRANSFORM value REPLACE "^${twin}$" "${twin}_shared")
             endforeach()
+            # A static library hands its private dependencies on to whoever links it; a shared one holds them.
+            list(FILTER value EXCLUDE REGEX "^\\$<LINK_ONLY:")
             set_target_properties(${target}_shared PROPERTIES ${property} "${value}")
         endif()
     endforeach()
     add_library(Scripting::${exportName}_shared ALIAS ${target}_shared)
 endfunction()
 
-set(_scripting_installed ${_scripting_exported})
+set(_scripting_core ${_scripting_exported})
+list(REMOVE_ITEM _scripting_core ScriptingLua)
 if(BUILD_SHARED_LIBS)
     foreach(target IN LISTS _scripting_exported)
         _scripting_add_shared_twin(${target})
-        list(APPEND _scripting_installed ${target}_shared)
     endforeach()
+    list(TRANSFORM _scripting_core APPEND _shared OUTPUT_VARIABLE _scripting_twins)
+    list(APPEND _scripting_core ${_scripting_twins})
 endif()
 
-install(TARGETS ${_scripting_installed} testhost EXPORT ScriptingTargets
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+set(_scripting_destinations
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS ${_scripting_core} testhost contracthost EXPORT ScriptingTargets ${_scripting_destinations})
 install(EXPORT ScriptingTargets NAMESPACE Scripting:: DESTINATION ${SCRIPTING_INSTALL_CMAKEDIR})
+set(_scripting_installables ${_scripting_core} testhost contracthost)
 
 set(_scripting_header_folders ${PROJECT_SOURCE_DIR}/Platform/src/ ${PROJECT_SOURCE_DIR}/CoreTestFramework/src/
                               ${PROJECT_SOURCE_DIR}/Scripting/include/)
+if(TARGET ScriptingLua)
+    # An export of its own, which the package loads only when the Lua component is asked for: it is the one that
+    # needs lua5.4 on the consumer's machine.
+    set(_scripting_lua ScriptingLua)
+    if(BUILD_SHARED_LIBS)
+        list(APPEND _scripting_lua ScriptingLua_shared)
+    endif()
+    install(TARGETS ${_scripting_lua} EXPORT ScriptingLuaTargets ${_scripting_destinations})
+    install(EXPORT ScriptingLuaTargets NAMESPACE Scripting:: DESTINATION ${SCRIPTING_INSTALL_CMAKEDIR})
+    list(APPEND _scripting_installables ${_scripting_lua})
+    # A whole folder, so that a header added to the runtime is installed without an edit here.
+    list(APPEND _scripting_header_folders ${PROJECT_SOURCE_DIR}/ScriptingLua/include/)
+endif()
+# Everything the install rules copy, for a build that is made only to be installed.
+add_custom_target(scripting_installables)
+add_dependencies(scripting_installables ${_scripting_installables})
 if(SCRIPTING_ENTT STREQUAL "bundled")
     # The subset answers to upstream's target name, in an export of its own so that it keeps that name.
     install(TARGETS EnTT EXPORT ScriptingEnTTTargets)
@@ -142,6 +166,7 @@ install(FILES
     ${PROJECT_SOURCE_DIR}/cmake/TestModule.cmake
     ${PROJECT_SOURCE_DIR}/cmake/TestModule.map
     ${PROJECT_SOURCE_DIR}/cmake/CheckExports.cmake
+    ${PROJECT_SOURCE_DIR}/cmake/CompareHosts.cmake
     ${PROJECT_SOURCE_DIR}/cmake/DiscoverTests.cmake
     ${PROJECT_SOURCE_DIR}/CoreTestFramework/src/ZentaryUnitTest/TestModuleEntry.cpp
     DESTINATION ${SCRIPTING_INSTALL_CMAKEDIR})
@@ -149,5 +174,11 @@ install(FILES
 # pkg-config: the prefix is found from the file's own place, so that the package may be installed anywhere.
 file(RELATIVE_PATH _scripting_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" _scripting_pc_to_prefix "${_scripting_pc_to_prefix}")
-configure_file(${PROJECT_SOURCE_DIR}/cmake/scripting.pc.in ${PROJECT_BINARY_DIR}/package/scripting.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/package/scripting.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(_scripting_pc_files scripting)
+if(TARGET ScriptingLua)
+    list(APPEND _scripting_pc_files scripting-lua)
+endif()
+foreach(name IN LISTS _scripting_pc_files)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/package/${name}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/package/${name}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -44,7 +44,10 @@ endfunction()
 #
 # After the module is built, asks the host for its classes and cases (--list --format json) and makes a test
 # "<prefix><class>" that runs the class (--filter "<class>.*"), or "<prefix><class>.<case>" for a case, labelled
-# with its tags but its own name: the class's for a class, the class's and the case's for a case.
+# with its tags but its own name: the class's for a class, the class's and the case's for a case. A test per case
+# runs its case in a host of its own, so a case that ends the process takes no other case with it; a test fails
+# when the host reports that a case called exit. The function may be called again for the same module, with
+# another PER, SELECT or TEST_PREFIX.
 function(zut_discover_tests module)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "PER;HOST;TEST_PREFIX;DISCOVERY_TIMEOUT"
                           "SELECT;EXTRA_ARGS;PROPERTIES")
@@ -78,7 +81,19 @@ function(zut_discover_tests module)
     endif()
 
     get_property(directory GLOBAL PROPERTY ZUT_CMAKE_DIR)
-    set(base ${CMAKE_CURRENT_BINARY_DIR}/${module})
+    # A module may be discovered more than once (per class and per case, or with other selections): each call has
+    # files and a target of its own, the first keeping the plain names.
+    get_property(calls GLOBAL PROPERTY ZUT_DISCOVERY_CALLS_${module})
+    if(NOT calls)
+        set(calls 0)
+    endif()
+    math(EXPR calls "${calls} + 1")
+    set_property(GLOBAL PROPERTY ZUT_DISCOVERY_CALLS_${module} ${calls})
+    set(suffix "")
+    if(calls GREATER 1)
+        set(suffix "_${calls}")
+    endif()
+    set(base ${CMAKE_CURRENT_BINARY_DIR}/${module}${suffix})
     set(value_HOST "${host}")
     set(value_MODULE "$<TARGET_FILE:${module}>")
     set(value_OUTPUT "${base}_tests.cmake")
@@ -103,14 +118,14 @@ function(zut_discover_tests module)
         COMMAND ${CMAKE_COMMAND} -DPARAMETERS=${base}_discovery.cmake -P ${directory}/DiscoverTests.cmake
         DEPENDS ${module} ${arg_HOST} ${directory}/DiscoverTests.cmake ${base}_discovery.cmake
         COMMENT "Listing the test classes of ${module}" VERBATIM)
-    add_custom_target(${module}_discovery ALL DEPENDS ${base}_tests.cmake)
+    add_custom_target(${module}_discovery${suffix} ALL DEPENDS ${base}_tests.cmake)
 
     # CTest reads this; until the module is built there is nothing to run.
     file(WRITE ${base}_include.cmake
          "if(EXISTS [==[${base}_tests.cmake]==])\n"
          "    include([==[${base}_tests.cmake]==])\n"
          "else()\n"
-         "    add_test([==[${module}_NOT_BUILT]==] [==[${module}_NOT_BUILT]==])\n"
+         "    add_test([==[${module}${suffix}_NOT_BUILT]==] [==[${module}${suffix}_NOT_BUILT]==])\n"
          "endif()\n")
     set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${base}_include.cmake)
 endfunction()
@@ -121,7 +136,8 @@ endfunction()
 function(zut_add_contract_test module)
     get_property(directory GLOBAL PROPERTY ZUT_CMAKE_DIR)
     add_test(NAME ${module}.ContractOnlyHost
-             COMMAND ${CMAKE_COMMAND} -DTESTHOST=$<TARGET_FILE:testhost> -DCONTRACTHOST=$<TARGET_FILE:contracthost>
+             COMMAND ${CMAKE_COMMAND} -DTESTHOST=$<TARGET_FILE:Scripting::testhost>
+                     -DCONTRACTHOST=$<TARGET_FILE:Scripting::contracthost>
                      -DMODULE=$<TARGET_FILE:${module}> -P ${directory}/CompareHosts.cmake)
     set_tests_properties(${module}.ContractOnlyHost PROPERTIES LABELS host)
 endfunction()

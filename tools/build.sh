@@ -2,7 +2,8 @@
 # One entry point for people and CI.
 #   tools/build.sh run    build (Release) and run the test host over the built-in test module
 #   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest, then each
-#                         fuzz target for 20 s
+#                         fuzz target for 20 s; the CTests labelled package install the build and a shared build of
+#                         their own into prefixes under build/ and build projects against them (ctest -L package)
 #   tools/build.sh fuzz [SECONDS]
 #                         build the libFuzzer targets (clang) and run each for SECONDS (default 20)
 #   tools/build.sh bench  build (Release) and run every benchmark, writing JSON to build/release/bench-results

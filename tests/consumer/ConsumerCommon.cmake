@@ -1,9 +1,17 @@
+cmake_minimum_required(VERSION 3.25)
 # What the consumer checks share: running a step and stopping with its output when it fails.
 foreach(var SOURCE_DIR BUILD_DIR WORK_DIR GENERATOR CXX_COMPILER)
     if(NOT DEFINED ${var})
         message(FATAL_ERROR "needs -D${var}=...")
     endif()
 endforeach()
+
+# What the Lua programs of the consumers run: a class and a function of the program's own module, and Lua.
+set(SCRIPT "local native = require('@consumer/native')
+local counter = native.Counter.new()
+local t = {}
+for i = 1, 3 do t[#t + 1] = i end
+return native.twice(counter:add(#t * 7))")
 
 # run(<what> <expected exit code> <output variable> COMMAND <command>...)
 function(run what expected outputVariable)

@@ -45,6 +45,18 @@ std::chrono::milliseconds stopSlack()
     return std::chrono::milliseconds(text != nullptr ? std::atoi(text) : 400);
 }
 
+// With LUA_CORPUS_LATENCY_FILE set, each run the watchdog stopped appends "<script> <milliseconds>" there, so
+// that the stop latency of a whole corpus run can be read off (each script runs in a process of its own).
+void noteStop(const std::string& script, std::chrono::steady_clock::duration elapsed)
+{
+    const char* path = std::getenv("LUA_CORPUS_LATENCY_FILE");
+    if (path != nullptr)
+    {
+        std::ofstream(path, std::ios::app)
+            << fmt::format("{} {:.1f}\n", script, std::chrono::duration<double, std::milli>(elapsed).count());
+    }
+}
+
 const ModuleDescriptor REQUESTER{"corpus", quv::UUID{0x7c0a9a5e11aa22bbull, 0x33cc44dd55ee66ffull}, Version(1, 0, 0),
                                  false};
 
@@ -187,6 +199,10 @@ std::string checkScript(const Script& script)
             const ResultAny result = run(script.runs[index].source, script.name);
             const auto elapsed = std::chrono::steady_clock::now() - start;
             checkOutcome(result, script.runs[index].expectation, index + 1, report);
+            if (const Error* error = result.tryGetError(); error != nullptr && error->name == "WatchdogError")
+            {
+                noteStop(script.name, elapsed);
+            }
             if (runtime->getWatchdog() != nullptr && elapsed > std::chrono::milliseconds(TIME_BUDGET_MS) + stopSlack())
             {
                 report +=

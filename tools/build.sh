@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # One entry point for people and CI.
 #   tools/build.sh run    build (Release) and run the test host over the built-in test module
-#   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest, then each
-#                         fuzz target for 20 s; the CTests labelled package install the build and a shared build of
-#                         their own into prefixes under build/ and build projects against them (ctest -L package)
+#   tools/build.sh test   build Release (g++) and ASan+UBSan (clang) and run every test with CTest, the thread
+#                         tests under ThreadSanitizer (clang), then each fuzz target for 20 s; the CTests labelled
+#                         package install the build and a shared build of their own into prefixes under build/ and
+#                         build projects against them (ctest -L package)
 #   tools/build.sh fuzz [SECONDS]
 #                         build the libFuzzer targets (clang) and run each for SECONDS (default 20)
 #   tools/build.sh bench  build (Release) and run every benchmark, writing JSON to build/release/bench-results
@@ -50,6 +51,9 @@ test)
     ctest --preset release -j "$(nproc)"
     build asan
     ctest --preset asan -j "$(nproc)"
+    # ThreadSanitizer: engines on several threads; builds only the thread tests and what they link.
+    build tsan
+    ctest --preset tsan
     build fuzz
     fuzz/run.sh build/fuzz 20
     ;;

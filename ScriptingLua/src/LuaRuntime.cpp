@@ -71,10 +71,15 @@ bool chargeWork(LuaContext& context, lua_State* state, uint64_t units)
     {
         return true;
     }
+    if (context.entry == 0)
+    {
+        // The runtime's own Lua code between entries: no budget is running.
+        return false;
+    }
     context.instructionsUsed += units;
     const char* name = nullptr;
     std::string message;
-    if (context.interruptSlot != nullptr && context.entry != 0 &&
+    if (context.interruptSlot != nullptr &&
         context.interruptSlot->requested.load(std::memory_order_relaxed) == context.entry)
     {
         name = "InterruptError";

@@ -1,6 +1,7 @@
 // Engines on several threads at once, and interrupts from a thread that does not run the script.
 #include "LuaTestSupport.h"
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <string>
@@ -60,6 +61,26 @@ TEST(LuaThreads, EnginesMadeAtOnceOnSeveralThreadsAreIndependent)
                {
                    std::atomic<int> ready{0};
                    std::atomic<int> failures{0};
+                   std::atomic<int> stoppedLoops{0};
+                   std::atomic<bool> stopperDone{false};
+                   std::array<std::atomic<Lua::LuaRuntime*>, THREADS> runtimes{};
+                   // Interrupts every runtime it can see until each worker's endless loop was stopped.
+                   std::thread stopper(
+                       [&]
+                       {
+                           while (stoppedLoops.load() < THREADS)
+                           {
+                               for (auto& runtime : runtimes)
+                               {
+                                   if (Lua::LuaRuntime* seen = runtime.load())
+                                   {
+                                       seen->interrupt();
+                                   }
+                               }
+                               std::this_thread::sleep_for(1ms);
+                           }
+                           stopperDone.store(true);
+                       });
                    std::vector<std::thread> threads;
                    for (int index = 0; index < THREADS; ++index)
                    {
@@ -73,7 +94,7 @@ TEST(LuaThreads, EnginesMadeAtOnceOnSeveralThreadsAreIndependent)
                                    std::this_thread::yield();
                                }
                                Worker worker;
-                               worker.runtime->enableWatchdog(WatchdogSettings{2000, 0});
+                               worker.runtime->enableWatchdog(WatchdogSettings{5000, 0});
                                std::vector<ScriptContext> contexts;
                                for (int made = 0; made < CONTEXTS_PER_THREAD; ++made)
                                {
@@ -96,12 +117,25 @@ TEST(LuaThreads, EnginesMadeAtOnceOnSeveralThreadsAreIndependent)
                                    }
                                    contexts.push_back(std::move(*context));
                                }
+                               runtimes[index].store(worker.runtime.get());
+                               if (!contexts.empty() && messageOf(runIn(contexts.front(), "while true do end")) !=
+                                                            "InterruptError: Script interrupted by the host")
+                               {
+                                   failures.fetch_add(1);
+                               }
+                               stoppedLoops.fetch_add(1);
+                               // The stopper may still hold this runtime.
+                               while (!stopperDone.load())
+                               {
+                                   std::this_thread::yield();
+                               }
                            });
                    }
                    for (std::thread& thread : threads)
                    {
                        thread.join();
                    }
+                   stopper.join();
                    EXPECT_EQ(failures.load(), 0);
                });
 }

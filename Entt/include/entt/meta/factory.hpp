@@ -13,6 +13,7 @@
 #include "utility.hpp"
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <type_traits>
 #include <utility>
 
@@ -22,7 +23,23 @@ namespace entt
 namespace internal
 {
 
-// Registering an element whose id is already there replaces it in place.
+[[nodiscard]] inline bool meta_same(const meta_base_node& lhs, const meta_base_node& rhs) noexcept
+{
+    return lhs.type == rhs.type && lhs.cast == rhs.cast;
+}
+
+[[nodiscard]] inline bool meta_same(const meta_conv_node& lhs, const meta_conv_node& rhs) noexcept
+{
+    return lhs.conv == rhs.conv;
+}
+
+[[nodiscard]] inline bool meta_same(const meta_ctor_node& lhs, const meta_ctor_node& rhs) noexcept
+{
+    return lhs.arity == rhs.arity && lhs.args == rhs.args && lhs.invoke == rhs.invoke;
+}
+
+// Registering an element whose id is already there replaces it in place. The same element registered again
+// writes nothing: other threads may be reading it.
 template <typename Node>
 void meta_upsert(std::vector<Node>& container, Node node)
 {
@@ -30,7 +47,10 @@ void meta_upsert(std::vector<Node>& container, Node node)
     {
         if (curr.id == node.id)
         {
-            curr = std::move(node);
+            if (!meta_same(curr, node))
+            {
+                curr = std::move(node);
+            }
             return;
         }
     }
@@ -49,6 +69,11 @@ class meta_factory
 {
     static_assert(std::is_same_v<Type, std::remove_cv_t<std::remove_reference_t<Type>>>, "Invalid type");
 
+    [[nodiscard]] std::unique_lock<std::recursive_mutex> hold() const
+    {
+        return std::unique_lock<std::recursive_mutex>{internal::meta_context::from(*ctx).registration};
+    }
+
     [[nodiscard]] internal::meta_type_descriptor& owner() const
     {
         return internal::meta_context::from(*ctx).assure(internal::resolve_node<Type>());
@@ -57,15 +82,23 @@ class meta_factory
 public:
     meta_factory() noexcept : meta_factory{locator<meta_ctx>::value_or()} {}
 
-    meta_factory(meta_ctx& area) noexcept : ctx{&area} { [[maybe_unused]] auto& elem = owner(); }
+    meta_factory(meta_ctx& area) noexcept : ctx{&area}
+    {
+        const auto held = hold();
+        [[maybe_unused]] auto& elem = owner();
+    }
 
     /*! @brief Makes the type searchable by `resolve(id)`. */
     meta_factory type(const id_type id) noexcept
     {
+        const auto held = hold();
         auto& elem = owner();
         [[maybe_unused]] const auto other = resolve_id(id);
         ENTT_ASSERT(other == nullptr || other == &elem, "Duplicate identifier");
-        elem.id = id;
+        if (elem.id != id)
+        {
+            elem.id = id;
+        }
         return *this;
     }
 
@@ -73,6 +106,7 @@ public:
     meta_factory base() noexcept
     {
         static_assert(!std::is_same_v<Type, Base> && std::is_base_of_v<Base, Type>, "Invalid base type");
+        const auto held = hold();
         internal::meta_upsert(owner().base,
                               internal::meta_base_node{type_hash<Base>::value(), &internal::resolve_node<Base>,
                                                        &internal::meta_base_cast<Type, Base>});
@@ -85,6 +119,7 @@ public:
     {
         using conv_type =
             std::remove_cv_t<std::remove_reference_t<std::invoke_result_t<decltype(Candidate), const Type&>>>;
+        const auto held = hold();
         internal::meta_upsert(owner().conv, internal::meta_conv_node{type_hash<conv_type>::value(),
                                                                      &internal::meta_conv_fn_thunk<Type, Candidate>});
         return *this;
@@ -95,6 +130,7 @@ public:
     meta_factory conv() noexcept
     {
         using conv_type = std::remove_cv_t<std::remove_reference_t<To>>;
+        const auto held = hold();
         internal::meta_upsert(owner().conv, internal::meta_conv_node{type_hash<conv_type>::value(),
                                                                      &internal::meta_conv_thunk<Type, conv_type>});
         return *this;
@@ -110,6 +146,7 @@ public:
         static_assert(std::is_same_v<std::remove_cv_t<std::remove_reference_t<typename descriptor::return_type>>, Type>,
                       "The function doesn't return an object of the required type");
         using args_type = typename descriptor::args_type;
+        const auto held = hold();
         internal::meta_upsert(owner().ctor,
                               internal::meta_ctor_node{type_hash<args_type>::value(), args_type::size,
                                                        internal::meta_args_of<args_type>::value,
@@ -122,6 +159,7 @@ public:
     meta_factory ctor() noexcept
     {
         using args_type = type_list<Args...>;
+        const auto held = hold();
         internal::meta_upsert(owner().ctor, internal::meta_ctor_node{type_hash<args_type>::value(), args_type::size,
                                                                      internal::meta_args_of<args_type>::value,
                                                                      &internal::meta_ctor_thunk<Type, Args...>});
@@ -151,6 +189,7 @@ public:
         node->args = internal::meta_args_of<args_type>::value;
         node->invoke = &internal::meta_func_thunk<Type, Candidate, Policy>;
 
+        const auto held = hold();
         auto& container = owner().func;
         for (auto&& head : container)
         {
@@ -160,6 +199,11 @@ public:
                 {
                     if (curr->invoke == node->invoke)
                     {
+                        if (curr->traits == node->traits && curr->arity == node->arity && curr->ret == node->ret &&
+                            curr->args == node->args)
+                        {
+                            return *this;
+                        }
                         node->next = std::move(curr->next);
                         *curr = std::move(*node);
                         return *this;
@@ -206,6 +250,7 @@ template <typename Type>
 /*! @brief Forgets the types registered under an identifier; their bases stay. */
 inline void meta_reset(meta_ctx& ctx, const id_type id) noexcept
 {
+    const std::lock_guard<std::recursive_mutex> held{internal::meta_context::from(ctx).registration};
     internal::meta_context::from(ctx).erase_if([id](const internal::meta_type_descriptor& elem)
                                                { return elem.id == id; });
 }
@@ -218,6 +263,7 @@ inline void meta_reset(const id_type id) noexcept
 template <typename Type>
 void meta_reset(meta_ctx& ctx) noexcept
 {
+    const std::lock_guard<std::recursive_mutex> held{internal::meta_context::from(ctx).registration};
     internal::meta_context::from(ctx).erase_if([](const internal::meta_type_descriptor& elem)
                                                { return elem.node->hash == type_hash<Type>::value(); });
 }
@@ -231,6 +277,7 @@ void meta_reset() noexcept
 /*! @brief Forgets every registered type. */
 inline void meta_reset(meta_ctx& ctx) noexcept
 {
+    const std::lock_guard<std::recursive_mutex> held{internal::meta_context::from(ctx).registration};
     internal::meta_context::from(ctx).erase_if([](const internal::meta_type_descriptor&) { return true; });
 }
 

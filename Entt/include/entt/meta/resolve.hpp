@@ -7,6 +7,7 @@
 #include "meta.hpp"
 #include "range.hpp"
 #include <memory>
+#include <mutex>
 #include <type_traits>
 #include <vector>
 
@@ -46,6 +47,8 @@ resolve() noexcept
 /*! @brief The registered type with the given identifier, or an invalid type. */
 [[nodiscard]] inline meta_type resolve(const meta_ctx& ctx, const id_type id) noexcept
 {
+    // The list of types grows while another thread registers.
+    const std::lock_guard<std::recursive_mutex> held{internal::meta_context::from(ctx).registration};
     for (auto&& curr : internal::meta_context::from(ctx).value)
     {
         if (curr->id == id)

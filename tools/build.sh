@@ -21,6 +21,8 @@ install_missing() {
     for package in "${PACKAGES[@]}"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
     done
+    # The TypeScript examples need node and npm; a node already on the machine is used as it is.
+    command -v node >/dev/null || missing+=(nodejs npm)
     [ ${#missing[@]} -eq 0 ] && return 0
     echo "Installing: ${missing[*]}"
     local sudo=""
@@ -47,6 +49,8 @@ run)
     ;;
 test)
     install_missing
+    command -v node >/dev/null && command -v npm >/dev/null ||
+        echo "No node or npm: CTest skips the TypeScript examples (TypeScript.Examples)."
     build release
     ctest --preset release -j "$(nproc)"
     build asan

@@ -274,6 +274,23 @@ TEST_F(ScriptEngineTest, AFactoryThatFailsToBuildAnOfferedVersionIsReportedWitho
     EXPECT_EQ(mEngine.getRegistryManager().getRegistryCount(), 0);
 }
 
+TEST_F(ScriptEngineTest, TheFailureTextNamesTheVersionsThatExistBelowTheResolverText)
+{
+    mEngine.addModuleBindingFactory(std::make_unique<FakeFactory>(
+        "game", quv::UUID(0, 7),
+        std::map<Version, std::vector<ModuleDependency>>{{Version(1, 1, 0), {}}, {Version(1, 0, 0), {}}}));
+    offer("clean", 8);
+    ModuleDescriptor twoOh{"game", quv::UUID(0, 7), Version(2, 0, 0)};
+    ModuleDescriptor threeOh{"game", quv::UUID(0, 7), Version(3, 0, 0)};
+
+    ScriptContextResult failed = request({twoOh, threeOh, moduleOf("clean", 8)});
+    const std::string resolverText = failed.getErrorText();
+    EXPECT_EQ(mEngine.getFailureText(failed), resolverText + "\n§egame exists in the versions: 1.0.0, 1.1.0");
+
+    ScriptContextResult fine = request({moduleOf("clean", 8)});
+    EXPECT_EQ(mEngine.getFailureText(fine), "");
+}
+
 TEST_F(ScriptEngineTest, AFactoryRemovedWhileTheRuntimeIsMadeIsReportedMissing)
 {
     offer("alpha", 1);

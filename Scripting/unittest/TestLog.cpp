@@ -1,7 +1,12 @@
+#include "Diagnostics/Assert.h"
+#include "Scripting/BindingType/ClassBindingBuilder.h"
+#include "Scripting/BindingType/ModuleBindingBuilder.h"
 #include "Scripting/Runtime/Log.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -80,5 +85,92 @@ TEST_F(LogTest, DefaultHandlerPrefixesByLevel)
         logMessage(level, "text %d");
         EXPECT_EQ(testing::internal::GetCapturedStdout(), expected) << "level " << static_cast<int>(level);
     }
+}
+
+struct Crate
+{
+    int weight = 0;
+    int lift(int by) { return weight += by; }
+};
+
+// An application installs the logging handler; the test restores the default one whatever happens.
+class ApplicationAssertTest : public LogTest
+{
+protected:
+    void SetUp() override
+    {
+        LogTest::SetUp();
+        setLogHandler(&recordingHandler, nullptr);
+        mPrevious = Ovelith::Diagnostics::setAssertHandler(&logAssertAndContinue);
+    }
+    void TearDown() override
+    {
+        Ovelith::Diagnostics::setAssertHandler(mPrevious);
+        LogTest::TearDown();
+    }
+
+    std::vector<std::string> errorTexts() const
+    {
+        std::vector<std::string> texts;
+        for (const LogRecord& record : mRecords)
+        {
+            EXPECT_EQ(record.level, LogLevel::Error) << record.text;
+            texts.push_back(record.text);
+        }
+        return texts;
+    }
+
+    Ovelith::Diagnostics::AssertHandler mPrevious = nullptr;
+};
+
+TEST_F(ApplicationAssertTest, TwoMembersOfOneNameAreLoggedAndTheBuildGoesOn)
+{
+    ModuleBindingBuilder builder(quv::UUID(0x1ull, 0x2ull), "demo", Version(1, 0, 0), false);
+    ClassBindingBuilder<Crate> crate("Crate");
+    crate.method<&Crate::lift>("lift");
+    crate.property<&Crate::weight>("lift");
+    builder.classBinding(crate.finish());
+
+    const ModuleBinding binding = builder.build(true, {}, RuntimeConditions{});
+
+    ASSERT_EQ(binding.classBindings.size(), 1u);
+    // One report for each of the two records that share the name.
+    EXPECT_THAT(errorTexts(),
+                testing::AllOf(
+                    testing::SizeIs(2),
+                    testing::Each(testing::AllOf(
+                        testing::HasSubstr("A member with the name 'lift' already exists in class 'Crate'"),
+                        testing::HasSubstr("failed check `false`"), testing::HasSubstr("ModuleBindingBuilder.cpp:")))));
+}
+
+TEST_F(ApplicationAssertTest, AMismatchedArgumentDescriptionDropsTheMemberAndSaysWhy)
+{
+    ClassBindingBuilder<Crate> crate("Crate");
+    crate.method<&Crate::lift>("lift", ArgumentBindingBuilder<std::string>("by")).release(Version(1, 0, 0));
+    crate.property<&Crate::weight>("weight");
+    const ClassBinding binding = crate.finish();
+
+    EXPECT_TRUE(binding.functions.empty());
+    EXPECT_EQ(binding.properties.size(), 1u);
+    const std::vector<std::string> texts = errorTexts();
+    ASSERT_FALSE(texts.empty());
+    EXPECT_THAT(texts[0], testing::StartsWith("Library misuse: Argument binding type does not match"));
+    EXPECT_THAT(texts[0], testing::HasSubstr("failed check `argumentTypesMatch`"));
+}
+
+TEST_F(ApplicationAssertTest, ACaptureStillComesFirstAndTheDefaultThrowsAgainOnceRestored)
+{
+    const std::vector<std::string> captured =
+        Ovelith::Diagnostics::collectAsserts([] { OV_ASSERT(false, "captured %d", 1); });
+    EXPECT_EQ(captured, std::vector<std::string>{"captured 1"});
+    EXPECT_TRUE(mRecords.empty());
+
+    OV_ASSERT(false, "logged %s", "here");
+    ASSERT_EQ(mRecords.size(), 1u);
+    EXPECT_THAT(mRecords[0].text, testing::StartsWith("Library misuse: logged here (failed check `false` in "));
+
+    EXPECT_EQ(Ovelith::Diagnostics::setAssertHandler(nullptr), &logAssertAndContinue);
+    EXPECT_THROW(OV_ASSERT(false, "thrown"), std::runtime_error);
+    Ovelith::Diagnostics::setAssertHandler(&logAssertAndContinue);
 }
 } // namespace

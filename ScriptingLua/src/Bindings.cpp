@@ -221,7 +221,9 @@ std::string argumentSubject(const FunctionPlan& plan, const FunctionPlan::Argume
     {
         return fmt::format("argument '{}' of {}", argument.binding->name, plan.displayName);
     }
-    return fmt::format("argument {} of {}", argument.detailsIndex + 1, plan.displayName);
+    // The position that the error's own "[n]" shows, so that one message never counts two ways.
+    const auto position = static_cast<size_t>(&argument - plan.arguments.data());
+    return fmt::format("argument [{}] of {}", position, plan.displayName);
 }
 
 std::optional<double> asNumber(const entt::meta_any& value)

@@ -1112,7 +1112,7 @@ PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_an
     entt::meta_any copy = value;
     if (!copy)
     {
-        failure = fmt::format("a {} cannot be copied into a script value", describeType(context, type));
+        failure = fmt::format("{} cannot be copied into a script value", withArticle(describeType(context, type)));
         return PushStatus::Failed;
     }
     const auto found = context.classByType.find(type.info().hash());

@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <cstring>
 #include <exception>
+#include <string_view>
 
 namespace Scripting::Lua::internal
 {
@@ -11,6 +13,57 @@ namespace
 {
 // Frames of a traceback; a deeper stack keeps its innermost frames only.
 constexpr int MAX_TRACEBACK_FRAMES = 32;
+
+// What the stack shows in place of a file and line for a function of native code.
+constexpr std::string_view NATIVE = "native";
+
+// The bound name ("demo.twice") of a native function on the stack, else the name Lua knows it by.
+std::string nativeFrameName(const LuaContext& context, lua_State* state, lua_Debug& frame)
+{
+    std::string name = frame.name != nullptr ? frame.name : "<native>";
+    if (!lua_checkstack(state, 2) || lua_getinfo(state, "f", &frame) == 0)
+    {
+        return name;
+    }
+    if (lua_getupvalue(state, -1, 1) != nullptr)
+    {
+        const void* upvalue = lua_islightuserdata(state, -1) ? lua_touserdata(state, -1) : nullptr;
+        lua_pop(state, 1);
+        // Only a pointer the context made is read: other native closures may hold any light userdata.
+        for (const auto& plan : context.plans)
+        {
+            if (upvalue != nullptr && plan.get() == upvalue)
+            {
+                name = plan->displayName;
+                break;
+            }
+        }
+    }
+    lua_pop(state, 1);
+    return name;
+}
+
+// Native frames carry no file and line, which the parse of a stack line cannot know: it takes their names
+// from the text.
+void nameNativeFrames(Error& error)
+{
+    const std::string suffix = fmt::format(" ({})", NATIVE);
+    std::string_view rest = *error.stack;
+    for (CallStackEntry& entry : error.callStack)
+    {
+        const size_t end = rest.find('\n');
+        const std::string_view line = rest.substr(0, end);
+        rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+        constexpr std::string_view AT = "    at ";
+        if (line.size() > AT.size() + suffix.size() && line.substr(0, AT.size()) == AT &&
+            line.substr(line.size() - suffix.size()) == suffix)
+        {
+            entry.function = std::string(line.substr(AT.size(), line.size() - AT.size() - suffix.size()));
+            entry.file = NATIVE;
+            entry.line = -1;
+        }
+    }
+}
 
 const Error* errorOf(const ErrorBox& box)
 {
@@ -176,7 +229,8 @@ void createErrorMetatable(LuaContext& context, lua_State* state)
     context.messageHandlerRef = luaL_ref(state, LUA_REGISTRYINDEX);
 }
 
-void captureTraceback(lua_State* state, int firstLevel, std::string& traceback, std::string& file, int& line)
+void captureTraceback(const LuaContext& context, lua_State* state, int firstLevel, std::string& traceback,
+                      std::string& file, int& line)
 {
     traceback.clear();
     file.clear();
@@ -196,6 +250,12 @@ void captureTraceback(lua_State* state, int firstLevel, std::string& traceback, 
             {
                 name = std::strcmp(frame.what, "main") == 0 ? "<main>" : "<anonymous>";
             }
+            if (std::strcmp(frame.what, "C") == 0)
+            {
+                // Line -1 of "[C]" tells nobody anything; the binding's own name does.
+                traceback += fmt::format("    at {} ({})\n", nativeFrameName(context, state, frame), NATIVE);
+                continue;
+            }
             traceback += fmt::format("    at {} ({}:{})\n", name, frame.short_src, frame.currentline);
             if (line < 0 && frame.currentline > 0)
             {
@@ -213,7 +273,7 @@ void captureTraceback(lua_State* state, int firstLevel, std::string& traceback, 
 int messageHandler(lua_State* state)
 {
     LuaContext& context = contextOf(state);
-    captureTraceback(state, 1, context.traceback, context.errorFile, context.errorLine);
+    captureTraceback(context, state, 1, context.traceback, context.errorFile, context.errorLine);
     return 1;
 }
 
@@ -281,8 +341,10 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
             context.stopped = false;
         }
     }
-    else if (status == LUA_ERRMEM)
+    else if (status == LUA_ERRMEM ||
+             (lua_type(state, -1) == LUA_TSTRING && std::strcmp(lua_tostring(state, -1), "not enough memory") == 0))
     {
+        // Lua's own memory error, also after a protected call in between raised it again as an ordinary one.
         result =
             ResultAny(Error(fmt::format("Memory limit exceeded: the context may hold {} bytes", context.memory.limit)));
     }
@@ -305,7 +367,7 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
     }
     else
     {
-        result = ResultAny(Error(fmt::format("error object is a {}", describeValue(state, -1))));
+        result = ResultAny(Error(fmt::format("error object is {}", withArticle(describeValue(state, -1)))));
     }
     lua_pop(state, 1);
 
@@ -325,6 +387,7 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
         else if (!context.traceback.empty())
         {
             error->setStack(context.traceback);
+            nameNativeFrames(*error);
             error->fileName = context.errorFile.empty() ? sourceName : context.errorFile;
         }
         else
@@ -336,6 +399,20 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
     return result;
 }
 
+std::string withArticle(std::string_view noun)
+{
+    const auto lower = [&](size_t index)
+    { return index < noun.size() ? static_cast<char>(std::tolower(static_cast<unsigned char>(noun[index]))) : '\0'; };
+    const char first = lower(0);
+    // "an unsigned", but "a uint32" and "a unique": a "u" sounds as a vowel only before an "n" that starts no
+    // "uni".
+    const bool vowelSound = first == 'a' || first == 'e' || first == 'i' || first == 'o' ||
+                            (first == 'u' && lower(1) == 'n' && lower(2) != 'i');
+    std::string text = vowelSound ? "an " : "a ";
+    text += noun;
+    return text;
+}
+
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index)
 {
     const std::string place = subject + failure.path;
@@ -344,7 +421,7 @@ ResultAny failureToError(const ConversionFailure& failure, const std::string& su
     switch (failure.kind)
     {
     case Kind::Missing:
-        return InvalidArgumentError(fmt::format("{} needs a {}, got nil", place, failure.expected),
+        return InvalidArgumentError(fmt::format("{} needs {}, got nil", place, withArticle(failure.expected)),
                                     InvalidArgumentErrorType::Empty, position);
     case Kind::TypeMismatch:
         return InvalidArgumentError(fmt::format("{} for {}, got {}", failure.expected, place, failure.got),
@@ -363,7 +440,8 @@ ResultAny failureToError(const ConversionFailure& failure, const std::string& su
         break;
     }
     return InvalidArgumentError(
-        fmt::format("{}: {}", place, failure.detail.empty() ? "cannot become a " + failure.expected : failure.detail),
+        fmt::format("{}: {}", place,
+                    failure.detail.empty() ? "cannot become " + withArticle(failure.expected) : failure.detail),
         position);
 }
 } // namespace Scripting::Lua::internal

@@ -426,6 +426,8 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
 // Runs the function and its arguments on top of the stack under the message handler and the watchdog.
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
+// `noun` after the article its sound takes: "an int", "a string", "an Entity".
+std::string withArticle(std::string_view noun);
 
 // ---- Bindings (Bindings.cpp) ----
 
@@ -440,7 +442,8 @@ int callPlan(lua_State* state);
 
 // Notes the script's stack from `firstLevel` outwards: the traceback, the file and the line of the innermost
 // frame that has one.
-void captureTraceback(lua_State* state, int firstLevel, std::string& traceback, std::string& file, int& line);
+void captureTraceback(const LuaContext& context, lua_State* state, int firstLevel, std::string& traceback,
+                      std::string& file, int& line);
 
 // ---- Sandbox (Sandbox.cpp) ----
 

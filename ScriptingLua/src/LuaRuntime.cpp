@@ -111,7 +111,7 @@ bool chargeWork(LuaContext& context, lua_State* state, uint64_t units)
     context.stopMessage = std::move(message);
     // Where the script is now; the error reaches the runtime from wherever the last protected call of the
     // script lets it out.
-    captureTraceback(state, 0, context.stopTraceback, context.stopFile, context.stopLine);
+    captureTraceback(context, state, 0, context.stopTraceback, context.stopFile, context.stopLine);
     if (context.stopName == "WatchdogError")
     {
         context.runtime->noteWatchdogTrip();

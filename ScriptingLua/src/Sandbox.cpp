@@ -6,6 +6,7 @@
 #include <cstring>
 #include <exception>
 #include <initializer_list>
+#include <string_view>
 #include <utility>
 
 namespace Scripting::Lua::internal
@@ -621,6 +622,49 @@ int tableSort(lua_State* state)
 
 // ---- Library functions linear in their input: charged by its size before they run ----
 
+// Called from here, a library function cannot see its own name, nor the script's line, nor that it was called
+// as a method: its argument errors are worded again as the script's call would have them.
+void renameArgumentError(lua_State* state)
+{
+    constexpr std::string_view PREFIX = "bad argument #";
+    constexpr std::string_view UNNAMED = " to '?' (";
+    const std::string_view message = lua_tostring(state, -1);
+    const size_t unnamed = message.find(UNNAMED);
+    if (message.substr(0, PREFIX.size()) != PREFIX || unnamed == std::string_view::npos)
+    {
+        return;
+    }
+    int position = 0;
+    for (const char digit : message.substr(PREFIX.size(), unnamed - PREFIX.size()))
+    {
+        if (digit < '0' || digit > '9' || position > 1000)
+        {
+            return;
+        }
+        position = position * 10 + (digit - '0');
+    }
+    lua_Debug self;
+    if (lua_getstack(state, 0, &self) != 0 && lua_getinfo(state, "n", &self) != 0 && self.namewhat != nullptr &&
+        std::strcmp(self.namewhat, "method") == 0)
+    {
+        --position;
+    }
+    const char* name = lua_tostring(state, lua_upvalueindex(2));
+    const std::string_view detail = message.substr(unnamed + UNNAMED.size() - 1);
+    luaL_where(state, 1);
+    if (position == 0)
+    {
+        lua_pushfstring(state, "calling '%s' on bad self ", name);
+    }
+    else
+    {
+        lua_pushfstring(state, "bad argument #%d to '%s' ", position, name);
+    }
+    lua_pushlstring(state, detail.data(), detail.size());
+    lua_concat(state, 3);
+    lua_remove(state, -2);
+}
+
 int chargedByLength(lua_State* state)
 {
     size_t length = 0;
@@ -628,10 +672,22 @@ int chargedByLength(lua_State* state)
     {
         lua_tolstring(state, 1, &length);
     }
-    spend(contextOf(state), state, 1 + length / 16);
+    LuaContext& context = contextOf(state);
+    spend(context, state, 1 + length / 16);
     lua_pushvalue(state, lua_upvalueindex(1));
     lua_insert(state, 1);
-    lua_call(state, lua_gettop(state) - 1, LUA_MULTRET);
+    if (lua_pcall(state, lua_gettop(state) - 1, LUA_MULTRET, 0) != LUA_OK)
+    {
+        if (context.stopped)
+        {
+            return raiseStop(context, state);
+        }
+        if (lua_type(state, -1) == LUA_TSTRING)
+        {
+            renameArgumentError(state);
+        }
+        return lua_error(state);
+    }
     return lua_gettop(state);
 }
 
@@ -641,7 +697,8 @@ void chargeByLength(lua_State* state, const char* library, std::initializer_list
     for (const char* name : names)
     {
         lua_getfield(state, -1, name);
-        lua_pushcclosure(state, &chargedByLength, 1);
+        lua_pushstring(state, name);
+        lua_pushcclosure(state, &chargedByLength, 2);
         lua_setfield(state, -2, name);
     }
     lua_pop(state, 1);

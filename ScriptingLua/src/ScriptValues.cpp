@@ -542,7 +542,8 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
             if (internal::pushNative(*context, state, arguments[index], reason) == internal::PushStatus::Failed)
             {
                 lua_settop(state, base);
-                return Error(fmt::format("Argument {} of a script function cannot be handed over: {}", index, reason));
+                return Error(
+                    fmt::format("Argument [{}] of a script function cannot be handed over: {}", index, reason));
             }
         }
     }

@@ -120,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{"TooManyArguments", "zoo.Counter.twice(1, 2)", "InvalidArgumentError",
                     "Counter.twice takes at most 1 argument(s), got 2"},
         FailureCase{"MissingArgument", "zoo.Counter.twice()", "InvalidArgumentError",
-                    "Missing or empty: argument 'value' of Counter.twice needs a int, got nil"},
+                    "Missing or empty: argument 'value' of Counter.twice needs an int, got nil"},
         FailureCase{"WrongType", "zoo.Counter.twice('x')", "InvalidArgumentError",
                     "Expected type: int for argument 'value' of Counter.twice, got string"},
         FailureCase{"NoIntegerValue", "zoo.Counter.twice(1.5)", "InvalidArgumentError", "(no integer value)"},

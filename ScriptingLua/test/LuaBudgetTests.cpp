@@ -188,6 +188,7 @@ TEST_F(LuaLimitTest, LimitsAreErrorValuesAndTheContextStaysUsable)
          "Memory limit exceeded"},
         {"local t = {} for i = 1, 2e4 do t[i] = string.rep('z', 1000) .. i end return #t", "Memory limit exceeded"},
         {"return (string.rep('a', 4e6):gsub('a', 'bbb'))", "Memory limit exceeded"},
+        {"local a = string.rep('x', 3e6) return string.format('%s%s%s', a, a, a)", "Memory limit exceeded"},
         {"local t = {} for i = 1, 600 do t[i] = coroutine.create(print) end", "Coroutine limit exceeded"},
         {"local t = {} for i = 1, 600 do t[i] = coroutine.wrap(print) end", "Coroutine limit exceeded"},
         {"local zoo = require('@test/zoo') local function f(v) return zoo.callTwice(f, v) end return f(1)",
@@ -201,15 +202,15 @@ TEST_F(LuaLimitTest, LimitsAreErrorValuesAndTheContextStaysUsable)
         {"return string.rep('a', 300):find(string.rep('a?', 300) .. 'b')", "pattern too complex"},
     };
     const uint64_t before = mRuntime->computeContextStats(context().getContextId())->memoryUsedBytes;
-    for (const auto& [script, message] : cases)
+    for (const auto& entry : cases)
     {
-        runGuarded(script, GUARD,
+        runGuarded(entry.script, GUARD,
                    [&]
                    {
-                       const ResultAny result = run(script);
-                       EXPECT_NE(errorText(result).find(message), std::string::npos)
-                           << script << " gave " << errorText(result);
-                       EXPECT_EQ(integer(run("return 40 + 2")), 42) << "after " << script;
+                       const ResultAny result = run(entry.script);
+                       EXPECT_NE(errorText(result).find(entry.message), std::string::npos)
+                           << entry.script << " gave " << errorText(result);
+                       EXPECT_EQ(integer(run("return 40 + 2")), 42) << "after " << entry.script;
                    });
     }
     // What the scripts made and dropped is given back.

@@ -140,6 +140,9 @@ const char* const EXPRESSIONS[] = {
     "('x'):gsub('x', {x = {}})",
     "('x'):gsub('x')",
     "string.find()",
+    "string.format('%d', 'x')",
+    "('x'):byte({})",
+    "utf8.len('abc', 10)",
     "string.rep('x', 1e300)",
 };
 

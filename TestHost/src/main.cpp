@@ -1,7 +1,9 @@
+#include "Diagnostics/TerminalText.h"
 #include "TestHost/Host.h"
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 
@@ -27,6 +29,7 @@ int main(int argc, char** argv)
     // https://no-color.org: a NO_COLOR that is present and not empty turns colour off.
     const char* noColor = std::getenv("NO_COLOR");
     environment.colorByDefault = environment.outputIsTerminal && (noColor == nullptr || noColor[0] == '\0');
+    environment.errorColorByDefault = Ovelith::Diagnostics::wantsColour(stderr);
     environment.errorDescriptor = STDERR_FILENO;
 
     const std::vector<std::string_view> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);

@@ -231,12 +231,17 @@ TEST(HostEndToEndTest, SelectionOptionsDecideWhatRuns)
          1,
          "1 passed, 2 failed",
          "FAIL  HostFixture_FailingTests.FatalCheck"},
-        // The module publishes cases newest first: Passes, then ThrowsUnknown fails and ends the run.
+        // Cases run in the order they were declared: Mismatch fails first and ends the run.
         {{"--filter", "HostFixture_FailingTests.*", "--fail-fast"},
          1,
-         "1 passed, 1 failed, 3 skipped",
-         "SKIP  HostFixture_FailingTests.Mismatch"},
+         "0 passed, 1 failed, 4 skipped",
+         "SKIP  HostFixture_FailingTests.Passes"},
         {{"-j2", "--filter", "HostFixture_FailingTests.*", "--fail-fast"},
+         1,
+         "0 passed, 1 failed, 4 skipped",
+         "SKIP  HostFixture_FailingTests.Passes"},
+        // The module's own order is newest first: Passes, then ThrowsUnknown fails.
+        {{"--module-order", "--filter", "HostFixture_FailingTests.*", "--fail-fast"},
          1,
          "1 passed, 1 failed, 3 skipped",
          "SKIP  HostFixture_FailingTests.Mismatch"},
@@ -244,8 +249,9 @@ TEST(HostEndToEndTest, SelectionOptionsDecideWhatRuns)
          0,
          "4 passed, 0 failed",
          "PASS  HostFixture_PassingTests.AddsUp"},
-        // The failing class alone makes one shard, the two small ones the other.
-        {{"--shard-count", "2", "--shard-index", "1"}, 0, "4 passed, 0 failed", "PASS  HostFixture_HookTests.First"},
+        // Hidden cases stay hidden under a filter that names none of them.
+        {{"--filter", "-Nothing.Matches"}, 1, "5 passed, 4 failed", "PASS  HostFixture_PassingTests.Holds"},
+        {{"--filter", "*Perf*"}, 0, "1 passed, 0 failed", "PASS  HostFixture_PerfTests.Measures"},
     };
     for (const Row& row : rows)
     {
@@ -255,6 +261,52 @@ TEST(HostEndToEndTest, SelectionOptionsDecideWhatRuns)
         EXPECT_EQ(result.exitCode, row.exitCode) << row.arguments.front() << "\n" << result.out << result.err;
         EXPECT_EQ(lastLine(result.out), row.summary) << row.arguments.front();
         EXPECT_TRUE(contains(result.out, row.mustShow)) << row.arguments.front() << "\n" << result.out;
+    }
+}
+
+TEST_F(HostIsolationTest, ShardsSplitCasesInDeclarationOrderHoweverTheyRun)
+{
+    // The default selection in declaration order; case i belongs to shard i mod 3.
+    const std::vector<std::string> cases = {
+        "HostFixture_PassingTests.AddsUp",   "HostFixture_PassingTests.Holds",
+        "HostFixture_HookTests.First",       "HostFixture_HookTests.Second",
+        "HostFixture_FailingTests.Mismatch", "HostFixture_FailingTests.FatalCheck",
+        "HostFixture_FailingTests.Throws",   "HostFixture_FailingTests.ThrowsUnknown",
+        "HostFixture_FailingTests.Passes"};
+    const std::regex resultLine("(^|\n)(PASS|FAIL)  ([^ ]+) \\(");
+    for (const std::vector<std::string>& mode : std::vector<std::vector<std::string>>{{}, {"-j2"}, {"--environment"}})
+    {
+        for (size_t index = 0; index < 3; ++index)
+        {
+            std::vector<std::string> arguments = {FIXTURE};
+            Launch launch;
+            if (mode.empty() || mode.front() != "--environment")
+            {
+                arguments.insert(arguments.end(), mode.begin(), mode.end());
+                arguments.insert(arguments.end(), {"--shard-count", "3", "--shard-index", std::to_string(index)});
+            }
+            else
+            {
+                launch.environment = {"GTEST_TOTAL_SHARDS=3", "GTEST_SHARD_INDEX=" + std::to_string(index)};
+            }
+            const ProcessResult result = runHost(arguments, launch);
+            std::vector<std::string> ran;
+            for (auto it = std::sregex_iterator(result.out.begin(), result.out.end(), resultLine);
+                 it != std::sregex_iterator(); ++it)
+            {
+                ran.push_back((*it)[3]);
+            }
+            // Workers print cases as they finish; the shard's content is what counts.
+            std::sort(ran.begin(), ran.end());
+            std::vector<std::string> expected = {cases[index], cases[index + 3], cases[index + 6]};
+            std::sort(expected.begin(), expected.end());
+            const std::string label =
+                (mode.empty() ? std::string("in process") : mode.front()) + " " + std::to_string(index);
+            EXPECT_EQ(ran, expected) << label << "\n" << result.out;
+            // The hook class's cases land in different shards, and each shard made its own object for its one.
+            EXPECT_FALSE(contains(result.out, "one object per class")) << label << "\n" << result.out;
+            expectNoProcessLeft();
+        }
     }
 }
 
@@ -275,6 +327,7 @@ TEST(HostEndToEndTest, BadInputGetsOneLineAndExitCodeTwo)
         {{FIXTURE, "--tag", "nope", "--exclude-tag", "x"}, "--tag nope --exclude-tag x selects no case"},
         {{"--bogus", FIXTURE}, "unknown option '--bogus' (see --help)"},
         {{FIXTURE, "--junit", "/nonexistent-dir/report.xml"}, "cannot write the JUnit report /nonexistent-dir/"},
+        {{FIXTURE, "--filter", ":::"}, "--filter ':::' holds only empty patterns"},
     };
     for (const Row& row : rows)
     {
@@ -357,7 +410,7 @@ TEST_F(HostIsolationTest, InProcessIsolatedAndParallelRunsReportAlike)
         EXPECT_EQ(result.err, "") << mode;
         EXPECT_TRUE(out.starts_with("Shuffled with seed 7; --shuffle --seed 7 replays this order\n")) << out;
         // Both non-fatal failures of one case, each with its place and operands; a fatal check ends its case.
-        EXPECT_TRUE(contains(out, place("\"the answer\"") + "the answer\n        expected: 41 == 42\n")) << out;
+        EXPECT_TRUE(contains(out, place("the answer  \"") + "the answer\n        expected: 41 == 42\n")) << out;
         EXPECT_TRUE(
             contains(out, place("\"markup") + "markup \"quoted\" <here> & there\n        expected: a<b == a&b\n"));
         EXPECT_TRUE(contains(out, ": fatal stop\n") && !contains(out, "after the fatal check")) << mode;
@@ -466,8 +519,8 @@ TEST(HostEndToEndTest, RoundsRepeatUntilAFailureAndReportsKeepOneEntryPerCase)
         // The third round fails, and the run ends with it.
         {{"--repeat", "until-fail"}, 1, "5 passed, 1 failed", "Round 3\n"},
         // A later passed round does not hide the failure.
-        {{"--repeat", "4"}, 1, "7 passed, 1 failed", "FAIL  HostRounds_Counting.FailsInThirdRound"},
-        {{"--repeat", "2"}, 0, "4 passed, 0 failed", "PASS  HostRounds_Counting.Passes"},
+        {{"--repeat", "4"}, 1, "7 passed, 1 failed", "Round 3 of 4\nRUN   HostRounds_Counting.FailsInThirdRound\n"},
+        {{"--repeat", "2"}, 0, "4 passed, 0 failed", "Round 2 of 2\nRUN   HostRounds_Counting.FailsInThirdRound\n"},
     };
     for (const Row& row : rows)
     {
@@ -485,7 +538,11 @@ TEST(HostEndToEndTest, RoundsRepeatUntilAFailureAndReportsKeepOneEntryPerCase)
             ++testcases;
         }
         EXPECT_EQ(testcases, 2u) << xml;
-        EXPECT_EQ(contains(xml, "<failure message=\"round 3\">"), row.exitCode == 1) << xml;
+        // The failure names its round wherever it is listed.
+        EXPECT_EQ(contains(xml, "<failure message=\"round 3: call 3\">round 3: "), row.exitCode == 1) << xml;
+        EXPECT_EQ(contains(result.out, "Failed cases:\n    HostRounds_Counting.FailsInThirdRound (round 3)\n"),
+                  row.exitCode == 1)
+            << result.out;
     }
 }
 
@@ -500,8 +557,8 @@ TEST(HostEndToEndTest, ReportingOptionsShapeTheConsole)
     const std::vector<Row> rows = {
         {{"--brief"}, {"FAIL  HostFixture_FailingTests.Mismatch (", "\n5 passed, 4 failed\n"}, {"PASS  ", "RUN   "}},
         {{"--max-failures", "2", "--filter", "HostFixture_FailingTests.*"},
-         {"1 passed, 2 failed, 2 skipped\n"},
-         {"FAIL  HostFixture_FailingTests.FatalCheck"}},
+         {"0 passed, 2 failed, 3 skipped\n", "FAIL  HostFixture_FailingTests.FatalCheck"},
+         {"FAIL  HostFixture_FailingTests.Throws "}},
         {{"--durations", "2"}, {"\nSlowest 2 cases:\n"}, {}},
         // In process every case is named as it starts; in workers only when asked.
         {{}, {"RUN   HostFixture_PassingTests.Holds\nPASS  HostFixture_PassingTests.Holds ("}, {}},
@@ -510,8 +567,9 @@ TEST(HostEndToEndTest, ReportingOptionsShapeTheConsole)
         {{"--list", "--format", "json", "--tag", "HostFixture_PassingTests"},
          {"{\n  \"module\": \"HostFixtureModule\",\n",
           "{\"name\": \"HostFixture_PassingTests\", \"tags\": [\"hostfixture_passingtests\", \"suite:pull_request\", "
-          "\"unit_test\"], \"cases\": [\n      {\"name\": \"Holds\", \"fullName\": \"HostFixture_PassingTests.Holds\", "
-          "\"tags\": [\"holds\"], \"file\": "},
+          "\"unit_test\"], \"cases\": [\n      {\"name\": \"AddsUp\", \"fullName\": "
+          "\"HostFixture_PassingTests.AddsUp\", "
+          "\"tags\": [\"addsup\"], \"file\": "},
          {"HostFixture_FailingTests"}},
     };
     for (const Row& row : rows)
@@ -552,10 +610,22 @@ TEST(HostEndToEndTest, TheEnvironmentNamesTheModuleAndTheShard)
     const std::filesystem::path status = directory / "sharded";
     const ProcessResult shard = runHost({FIXTURE}, withEnvironment({"GTEST_TOTAL_SHARDS=2", "GTEST_SHARD_INDEX=1",
                                                                     "GTEST_SHARD_STATUS_FILE=" + status.string()}));
-    EXPECT_EQ(lastLine(shard.out), "4 passed, 0 failed");
+    EXPECT_EQ(lastLine(shard.out), "2 passed, 2 failed");
     EXPECT_TRUE(std::filesystem::exists(status));
     const ProcessResult half = runHost({FIXTURE}, withEnvironment({"GTEST_TOTAL_SHARDS=2"}));
     EXPECT_EQ(half.exitCode, 2);
     EXPECT_TRUE(contains(half.err, "only GTEST_TOTAL_SHARDS is set")) << half.err;
     std::filesystem::remove_all(directory);
+}
+
+TEST(HostEndToEndTest, ErrorsQuotingTheModuleLoseTheirMarkupOrShowItAsColour)
+{
+    const std::string module = HOST_INIT_FAILURE_FIXTURE_MODULE_PATH;
+    const ProcessResult plain = runHost({module});
+    EXPECT_EQ(plain.exitCode, 2);
+    EXPECT_EQ(plain.err, "testhost: error: the module failed to initialise: Missing Versioned Modules:\n"
+                         "    [@m - 2.0.0] requested by [app - 1.0.0]\n");
+    const ProcessResult coloured = runHost({"--color", "always", module});
+    EXPECT_TRUE(contains(coloured.err, "initialise: \033[91mMissing Versioned Modules:\033[0m\n    \033[91m[@m"))
+        << coloured.err;
 }

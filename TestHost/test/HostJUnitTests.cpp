@@ -239,3 +239,43 @@ TEST(HostJUnitTest, JsonReportHoldsTotalsClassesAndCases)
 }
 )");
 }
+
+TEST(HostJUnitTest, FailuresOfARepeatedRunNameTheirRound)
+{
+    TestPlan plan = samplePlan();
+    plan.rounds = 3;
+    PlannedClass third = plan.classes[0];
+    third.round = 2;
+    const TestFailureReport report{"f", "/x.cpp", "1", "broke", std::nullopt};
+    ReportDirectory directory;
+    JUnitReporter junit;
+    JsonReporter json;
+    ASSERT_EQ(junit.open(directory.file("r.xml").string()), std::nullopt);
+    ASSERT_EQ(json.open(directory.file("r.json").string()), std::nullopt);
+    for (FileReporter* reporter : std::initializer_list<FileReporter*>{&junit, &json})
+    {
+        reporter->onRunStarted(plan);
+        reporter->onCaseStarted(third, third.cases[1]);
+        reporter->onCaseReport(third, third.cases[1], report);
+        reporter->onCaseFinished(third, third.cases[1], CaseOutcome::Failed, 1ms);
+        // The case that takes the process down is tagged as well.
+        reporter->onCaseStarted(third, third.cases[2]);
+        reporter->onCaseReport(third, third.cases[2], report);
+        reporter->commitNow("crashed with SIGSEGV");
+    }
+    const std::string xml = readWholeFile(directory.file("r.xml"));
+    EXPECT_NE(xml.find("<failure message=\"round 3: broke\">round 3: f at /x.cpp:1: broke\n</failure>"),
+              std::string::npos)
+        << xml;
+    EXPECT_NE(xml.find("<failure message=\"round 3: broke\">round 3: f at /x.cpp:1: broke\n\nround 3: later at "
+                       "/src/k&amp;.cpp:12: crashed with SIGSEGV\n</failure>"),
+              std::string::npos)
+        << xml;
+    const std::string written = readWholeFile(directory.file("r.json"));
+    EXPECT_NE(written.find(R"({"name": "bad", "file": "/src/k&.cpp", "line": 9, "round": 3, "outcome": "failed")"),
+              std::string::npos)
+        << written;
+    EXPECT_NE(written.find(R"({"name": "later", "file": "/src/k&.cpp", "line": 12, "round": 3, "outcome": "failed")"),
+              std::string::npos)
+        << written;
+}

@@ -71,3 +71,33 @@ TEST(HostNameFilterTest, PositiveAndNegativePatternsAsInGoogleTest)
     }
     EXPECT_TRUE(NameFilter().matches("whatever"));
 }
+
+TEST(HostNameFilterTest, OnlyAPositivePatternNamesACase)
+{
+    struct Row
+    {
+        const char* filter;
+        bool hasPatterns;
+        // Whether "P.m" is asked for by name.
+        bool names;
+    };
+    const Row rows[] = {
+        {"P.m", true, true},
+        {"P.*:Q.*", true, true},
+        {"*", true, true},
+        {"Q.*", true, false},
+        // Excluding something else lets P.m through, but does not ask for it.
+        {"-Nothing.Matches", true, false},
+        {"-P.m", true, false},
+        {":::", false, false},
+        {"-", false, false},
+        {":-:", false, false},
+    };
+    for (const Row& row : rows)
+    {
+        const NameFilter filter(row.filter);
+        EXPECT_EQ(filter.hasPatterns(), row.hasPatterns) << row.filter;
+        EXPECT_EQ(filter.names("P.m"), row.names) << row.filter;
+    }
+    EXPECT_FALSE(NameFilter().names("P.m"));
+}

@@ -82,6 +82,9 @@ TEST(HostOptionsTest, ReadsEveryOptionInEverySpelling)
     ASSERT_EQ(parsed.error, "");
     EXPECT_EQ(parsed.options.selection.filter, "-*.Slow*");
     EXPECT_EQ(parsed.options.modulePath, "-odd-name.so");
+
+    EXPECT_FALSE(parse({}).options.selection.moduleOrder);
+    EXPECT_TRUE(parse({"--module-order"}).options.selection.moduleOrder);
 }
 
 TEST(HostOptionsTest, RejectsBadCommandLinesWithOneLine)
@@ -121,6 +124,10 @@ TEST(HostOptionsTest, RejectsBadCommandLinesWithOneLine)
         {{"--shard-index", "0"}, "--shard-index needs --shard-count"},
         {{"--shard-count", "2"}, "--shard-count needs --shard-index"},
         {{"--shard-count", "2", "--shard-index", "2"}, "--shard-index 2 is not below --shard-count 2"},
+        // Only empty patterns would select by nothing, which no one means.
+        {{"--filter", ":::"}, "--filter ':::' holds only empty patterns; give a name or glob such as 'Class.*'"},
+        {{"--filter=:-:"}, "--filter ':-:' holds only empty patterns; give a name or glob such as 'Class.*'"},
+        {{"--module-order", "--shuffle"}, "--module-order and --shuffle ask for different orders"},
     };
     for (const Row& row : rows)
     {

@@ -26,19 +26,20 @@ TestFunctionDescription describeCase(const std::string& className, const std::st
     return description;
 }
 
-// A module as it publishes itself: tags lower-cased, default suites applied.
+// A module as it publishes itself: tags lower-cased, default suites applied, and both lists newest first. Its
+// classes were declared Perf, Alpha, Beta, and each class's cases in the order of their names here.
 std::vector<TestClassDescription> sampleModule()
 {
     std::vector<TestClassDescription> classes(3);
-    classes[0].name = "Perf";
-    classes[0].tags = TestTags{"Perf", "unit_test", "suite:perf"};
-    classes[0].functions = {describeCase("Perf", "Measure")};
+    classes[2].name = "Perf";
+    classes[2].tags = TestTags{"Perf", "unit_test", "suite:perf"};
+    classes[2].functions = {describeCase("Perf", "Measure")};
     classes[1].name = "Alpha";
     classes[1].tags = TestTags{"Alpha", "unit_test", "suite:pull_request"};
-    classes[1].functions = {describeCase("Alpha", "Fast"), describeCase("Alpha", "Slow", {"heavy"})};
-    classes[2].name = "Beta";
-    classes[2].tags = TestTags{"Beta", "unit_test", "suite:pull_request"};
-    classes[2].functions = {describeCase("Beta", "One"), describeCase("Beta", "Two")};
+    classes[1].functions = {describeCase("Alpha", "Slow", {"heavy"}), describeCase("Alpha", "Fast")};
+    classes[0].name = "Beta";
+    classes[0].tags = TestTags{"Beta", "unit_test", "suite:pull_request"};
+    classes[0].functions = {describeCase("Beta", "Two"), describeCase("Beta", "One")};
     return classes;
 }
 
@@ -121,8 +122,12 @@ TEST(HostSelectionTest, TagsExclusionsAndFilterCombine)
         {"exclude a case tag", {{}, {"HEAVY"}, {}}, {"Alpha.Fast", "Beta.One", "Beta.Two"}},
         {"exclude a class tag", {{"all"}, {"beta"}, {}}, {"Perf.Measure", "Alpha.Fast", "Alpha.Slow"}},
         {"exclusion wins over inclusion", {{"alpha"}, {"alpha"}, {}}, {}},
-        {"a filter decides alone, perf included", {{}, {}, "*.M*:*.One"}, {"Perf.Measure", "Beta.One"}},
+        {"a pattern that names perf brings it in", {{}, {}, "*.M*:*.One"}, {"Perf.Measure", "Beta.One"}},
         {"negative filter", {{}, {}, "-Alpha.*:Perf.*"}, {"Beta.One", "Beta.Two"}},
+        {"excluding alone keeps perf hidden",
+         {{}, {}, "-Nothing.Matches"},
+         {"Alpha.Fast", "Alpha.Slow", "Beta.One", "Beta.Two"}},
+        {"a pattern naming others keeps perf hidden", {{}, {}, "Beta.*:-Alpha.*"}, {"Beta.One", "Beta.Two"}},
         {"filter within tags", {{"pull_request", "suite:pull_request"}, {}, "*.T*"}, {"Beta.Two"}},
         {"filter matches the short case name", {{}, {}, "Alpha.Fast"}, {"Alpha.Fast"}},
         {"nothing matches", {{"no_such_tag"}, {}, {}}, {}},
@@ -131,6 +136,28 @@ TEST(HostSelectionTest, TagsExclusionsAndFilterCombine)
     {
         EXPECT_EQ(selectedNames(row.selection), row.expected) << row.label;
     }
+}
+
+TEST(HostSelectionTest, DeclarationOrderUnlessTheModulesOwnIsAskedFor)
+{
+    Selection declared{{"all"}, {}, {}};
+    EXPECT_EQ(selectedNames(declared), (Names{"Perf.Measure", "Alpha.Fast", "Alpha.Slow", "Beta.One", "Beta.Two"}));
+    Selection published = declared;
+    published.moduleOrder = true;
+    EXPECT_EQ(selectedNames(published), (Names{"Beta.Two", "Beta.One", "Alpha.Slow", "Alpha.Fast", "Perf.Measure"}));
+
+    // Generated cases follow their class's plain ones either way, in the order they were generated.
+    GeneratedCaseMap generated;
+    generated["Alpha"] = {describeCase("Alpha", "Gen1"), describeCase("Alpha", "Gen2")};
+    Names names;
+    for (const PlannedClass& testClass : selectCases(sampleModule(), Selection{{"alpha"}, {}, {}}, generated))
+    {
+        for (const PlannedCase& testCase : testClass.cases)
+        {
+            names.push_back(fullName(testClass, testCase) + (testCase.generated ? "+" : ""));
+        }
+    }
+    EXPECT_EQ(names, (Names{"Alpha.Fast", "Alpha.Slow", "Alpha.Gen1+", "Alpha.Gen2+"}));
 }
 
 TEST(HostSelectionTest, TagHeldByBothCaseAndClassDoesNotTrip)
@@ -145,32 +172,22 @@ TEST(HostSelectionTest, TagHeldByBothCaseAndClassDoesNotTrip)
     EXPECT_EQ(plan[0].cases.size(), 1u);
 }
 
-TEST(HostPlanOrderTest, ShardsDealWholeClassesEvenlyAndTogetherRunTheSelectionOnce)
+TEST(HostPlanOrderTest, ShardsDealCasesRoundRobinOverTheWholeSelection)
 {
-    const std::vector<PlannedClass> classes = growingClasses();
-    for (size_t count : {1, 2, 3, 5, 9})
+    // Two classes of four and three cases: whole classes could not make three shards of them.
+    std::vector<PlannedClass> classes = growingClasses();
+    classes.erase(classes.begin(), classes.begin() + 2);
+    classes.resize(2);
+    // Out of name order, to show that shards keep the plan's order.
+    std::swap(classes[0], classes[1]);
+    const std::vector<Names> expected = {{"C3.c0", "C3.c3", "C2.c2"}, {"C3.c1", "C2.c0"}, {"C3.c2", "C2.c1"}};
+    for (size_t index = 0; index < expected.size(); ++index)
     {
-        Names all;
-        size_t smallest = SIZE_MAX;
-        size_t largest = 0;
-        for (size_t index = 0; index < count; ++index)
-        {
-            const std::vector<PlannedClass> shard = shardClasses(classes, count, index);
-            const Names names = namesOf(shard);
-            // Whole classes, in the module's order.
-            EXPECT_EQ(names, sorted(names)) << count;
-            for (const PlannedClass& testClass : shard)
-            {
-                EXPECT_EQ(testClass.cases.size(), std::stoul(testClass.name.substr(1)) + 1);
-            }
-            all.insert(all.end(), names.begin(), names.end());
-            smallest = std::min(smallest, names.size());
-            largest = std::max(largest, names.size());
-        }
-        EXPECT_EQ(sorted(all), sorted(namesOf(classes))) << count;
-        // Dealt largest first, shards differ by no more than the largest class.
-        EXPECT_LE(largest - smallest, 8u) << count;
+        EXPECT_EQ(namesOf(shardCases(classes, 3, index)), expected[index]) << index;
     }
+    // A class whose cases all fall into other shards is left out; more shards than cases leave some empty.
+    EXPECT_EQ(shardCases(classes, 5, 3).size(), 1u);
+    EXPECT_TRUE(shardCases(classes, 9, 8).empty());
 }
 
 TEST(HostPlanOrderTest, ShuffleDependsOnTheSeedAloneAndKeepsTheOrderOfWhatRemains)
@@ -219,5 +236,11 @@ TEST(HostPlanOrderTest, RepeatedRoundsAreEachShuffledWithTheNextSeed)
     const Names names = namesOf(classes);
     Names twice = names;
     twice.insert(twice.end(), names.begin(), names.end());
-    EXPECT_EQ(namesOf(repeatClasses(classes, 2, std::nullopt)), twice);
+    const std::vector<PlannedClass> repeated = repeatClasses(classes, 2, std::nullopt);
+    EXPECT_EQ(namesOf(repeated), twice);
+    // Each class knows its round, which reports tag failures with.
+    for (size_t index = 0; index < repeated.size(); ++index)
+    {
+        EXPECT_EQ(repeated[index].round, index < classes.size() ? 0u : 1u);
+    }
 }

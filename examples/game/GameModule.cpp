@@ -108,10 +108,8 @@ std::optional<ModuleBinding> describeGame(ModuleBindingBuilder& builder)
     builder.enumBinding(team.finish());
 
     ClassBindingBuilder<Entity> entity("Entity");
-    entity.constructor([](WeakLifetimeScope& scope, const std::string& name, Team entityTeam)
-                       { return scope.makeObject<Entity>(name, entityTeam); },
-                       ArgumentBindingBuilder<const std::string&>("name"),
-                       ArgumentBindingBuilder<Team>("team").defaultValue(Team::Red));
+    entity.constructor<const std::string&, Team>(ArgumentBindingBuilder<const std::string&>("name"),
+                                                 ArgumentBindingBuilder<Team>("team").defaultValue(Team::Red));
     entity.property<&Entity::name, Privilege::ReadOnly>("name");
     entity.property<&Entity::health>("health").bounds(0, 100);
     entity.property<&Entity::team>("team");

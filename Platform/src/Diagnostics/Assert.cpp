@@ -1,5 +1,6 @@
 #include "Diagnostics/Assert.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
@@ -12,6 +13,9 @@ namespace
 using Interceptor = std::function<bool(const char* format, va_list arguments)>;
 
 thread_local const Interceptor* tInterceptor = nullptr;
+
+// Atomic only so that a handler set on one thread is seen whole on another; applications set it up front.
+std::atomic<AssertHandler> sApplicationHandler{nullptr};
 
 bool defaultAssertHandler(const char* /*message*/, const char* /*expression*/, unsigned line, const char* file,
                           const char* functionSignature)
@@ -65,7 +69,34 @@ bool reportAssert(const char* message, const char* expression, unsigned line, co
         va_end(arguments);
         return result;
     }
+    if (const AssertHandler handler = sApplicationHandler.load(std::memory_order_acquire))
+    {
+        va_list arguments;
+        va_start(arguments, functionSignature);
+        std::string text;
+        try
+        {
+            text = formatMessage(message, arguments);
+        }
+        catch (...)
+        {
+            va_end(arguments);
+            throw;
+        }
+        va_end(arguments);
+        return handler(AssertReport{text, expression, file, line, functionSignature});
+    }
     return defaultAssertHandler(message, expression, line, file, functionSignature);
+}
+
+AssertHandler setAssertHandler(AssertHandler handler)
+{
+    return sApplicationHandler.exchange(handler, std::memory_order_acq_rel);
+}
+
+AssertHandler getAssertHandler()
+{
+    return sApplicationHandler.load(std::memory_order_acquire);
 }
 
 bool debuggerIsEnabled()

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Ovelith::Diagnostics
@@ -11,6 +12,37 @@ namespace Ovelith::Diagnostics
 // Without a capture on the calling thread this throws std::runtime_error.
 bool reportAssert(const char* message, const char* expression, unsigned line, const char* file,
                   const char* functionSignature, ...);
+
+/// @brief One failed library assert, as an application's handler receives it.
+struct AssertReport
+{
+    /// The message with its arguments formatted in.
+    std::string_view message;
+    /// The condition as written, or "false" for an unconditional assert.
+    const char* expression;
+    const char* file;
+    unsigned line;
+    /// The signature of the function that asserted.
+    const char* function;
+};
+
+/// @brief What an application does with a library assert that no capture took.
+///
+/// Returning false lets the library carry on after the assert, as it does under a capture: the builder drops
+/// the member, a stale handle answers empty. Returning true asks for assertBreak().
+using AssertHandler = bool (*)(const AssertReport& report);
+
+/// @brief Replaces the handler of asserts that no capture on the calling thread takes.
+///
+/// Without one (the default, and after passing nullptr) such an assert throws std::runtime_error naming only
+/// the place, which is what test hosts expect. A capture (interceptAsserts) still comes first.
+/// @param handler The new handler, or nullptr for the default.
+/// @return The handler that was installed before, nullptr for the default.
+AssertHandler setAssertHandler(AssertHandler handler);
+
+/// @brief The handler installed now, nullptr for the default.
+/// @return The current handler.
+AssertHandler getAssertHandler();
 
 // Traps into an attached debugger; only reached when reportAssert asked for it.
 void assertBreak();

@@ -42,6 +42,14 @@ void setLogHandler(LogHandler handler, void* userData)
     sLogUserData = userData;
 }
 
+bool logAssertAndContinue(const Ovelith::Diagnostics::AssertReport& report)
+{
+    logMessage(LogLevel::Error, "Library misuse: {} (failed check `{}` in {}, {}:{})", report.message,
+               report.expression != nullptr ? report.expression : "", report.function != nullptr ? report.function : "",
+               report.file != nullptr ? report.file : "", report.line);
+    return false;
+}
+
 namespace internal
 {
 void dispatchLog(LogLevel level, const char* text)

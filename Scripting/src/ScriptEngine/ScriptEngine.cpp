@@ -4,6 +4,8 @@
 
 #include "Diagnostics/Assert.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <unordered_set>
 #include <utility>
@@ -178,6 +180,31 @@ std::vector<Version> ScriptEngine::getSupportedVersions(const std::string& nameO
 {
     const IModuleBindingFactory* factory = _findFactory(nameOrAlias);
     return factory != nullptr ? factory->getSupportedVersions() : std::vector<Version>();
+}
+
+std::string ScriptEngine::getFailureText(const ScriptContextResult& result) const
+{
+    std::string text = result.getErrorText();
+    std::vector<quv::UUID> named;
+    for (const ModuleRequestFailure& failure : result.moduleResults.missingVersions)
+    {
+        if (std::find(named.begin(), named.end(), failure.module.uuid) != named.end())
+        {
+            continue;
+        }
+        named.push_back(failure.module.uuid);
+        const IModuleBindingFactory* factory = _findFactory(failure.module.uuid);
+        std::vector<Version> versions = factory != nullptr ? factory->getSupportedVersions() : std::vector<Version>();
+        std::sort(versions.begin(), versions.end());
+        std::string list;
+        for (const Version& version : versions)
+        {
+            list += (list.empty() ? "" : ", ") + version.toString();
+        }
+        text += fmt::format("\n§e{} exists in the versions: {}", failure.module.name,
+                            list.empty() ? std::string("none") : list);
+    }
+    return text;
 }
 
 ScriptContextResult ScriptEngine::createScriptingContext(const ContextConfig& config, const ModuleDescriptor& requester,

@@ -1,5 +1,6 @@
 #include "TestHost/ConsoleReporter.h"
 
+#include "Diagnostics/TerminalText.h"
 #include "TestHost/ReportText.h"
 #include "ZentaryUnitTest/TestResult.h"
 
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <tuple>
 
 namespace Ovelith::TestHost
 {
@@ -24,8 +26,34 @@ std::string ConsoleReporter::_paint(const char* colorCode, const std::string& te
     return mSettings.color ? fmt::format("{}{}{}", colorCode, text, RESET) : text;
 }
 
+void ConsoleReporter::_enterRound(const PlannedClass& testClass)
+{
+    if (mRounds == 1 || (mRound && *mRound >= testClass.round))
+    {
+        return;
+    }
+    mRound = testClass.round;
+    if (mRounds == 0)
+    {
+        mDone = 0;
+    }
+    if (!mSettings.brief)
+    {
+        const std::string header = mRounds == 0 ? fmt::format("Round {}", testClass.round + 1)
+                                                : fmt::format("Round {} of {}", testClass.round + 1, mRounds);
+        mOut << _paint(BOLD, header) << '\n' << std::flush;
+    }
+}
+
+std::string ConsoleReporter::_roundTag(size_t round) const
+{
+    return mRounds == 1 ? std::string() : fmt::format(" (round {})", round + 1);
+}
+
 void ConsoleReporter::onRunStarted(const TestPlan& plan)
 {
+    mRounds = plan.rounds;
+    mRound.reset();
     mFailedCases.clear();
     mPlanPosition.clear();
     mSlowest = {};
@@ -43,32 +71,28 @@ void ConsoleReporter::onRunStarted(const TestPlan& plan)
          << std::flush;
 }
 
-void ConsoleReporter::onRoundStarted(size_t round)
-{
-    mDone = 0;
-    if (!mSettings.brief)
-    {
-        mOut << fmt::format("Round {}\n", round + 1) << std::flush;
-    }
-}
-
 void ConsoleReporter::onCaseRunning(const PlannedClass& testClass, const PlannedCase& testCase)
 {
+    _enterRound(testClass);
     if (mSettings.announceStarts && !mSettings.brief)
     {
         mOut << "RUN   " << fullName(testClass, testCase) << '\n' << std::flush;
     }
 }
 
-void ConsoleReporter::onCaseStarted(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/)
+void ConsoleReporter::onCaseStarted(const PlannedClass& testClass, const PlannedCase& /*testCase*/)
 {
+    _enterRound(testClass);
     mPendingReports.clear();
 }
 
 void ConsoleReporter::onCaseReport(const PlannedClass& /*testClass*/, const PlannedCase& testCase,
                                    const CoreTestFramework::TestFailureReport& report)
 {
-    std::string text = fmt::format("    {}: {}\n", _paint(BOLD, report.file + ":" + report.line), report.message);
+    // Messages come from the library under test, with its colour markup and at times trailing blanks. The
+    // operands of a comparison stay as they are: there a blank or a markup code may be the difference.
+    std::string text = fmt::format("    {}: {}\n", _paint(BOLD, report.file + ":" + report.line),
+                                   Diagnostics::renderForTerminal(report.message, mSettings.color));
     // Checks in helpers name the helper; the case itself is named on the result line already.
     if (report.function != testCase.name && report.function != testCase.function)
     {
@@ -84,6 +108,7 @@ void ConsoleReporter::onCaseReport(const PlannedClass& /*testClass*/, const Plan
 void ConsoleReporter::onCaseFinished(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
                                      std::chrono::nanoseconds duration)
 {
+    _enterRound(testClass);
     std::string name = fullName(testClass, testCase);
     ++mDone;
     const std::string progress = mSettings.progress ? fmt::format("[{}/{}] ", mDone, mTotal) : std::string();
@@ -112,7 +137,8 @@ void ConsoleReporter::onCaseFinished(const PlannedClass& testClass, const Planne
     if (outcome == CaseOutcome::Failed)
     {
         const auto position = mPlanPosition.find(name);
-        mFailedCases.emplace_back(position == mPlanPosition.end() ? mPlanPosition.size() : position->second, name);
+        mFailedCases.push_back(
+            {testClass.round, position == mPlanPosition.end() ? mPlanPosition.size() : position->second, name});
     }
     if (outcome != CaseOutcome::Skipped && mSettings.durations > 0)
     {
@@ -148,10 +174,11 @@ void ConsoleReporter::onRunFinished(const RunSummary& summary)
     {
         mOut << "Failed cases:\n";
         std::stable_sort(mFailedCases.begin(), mFailedCases.end(),
-                         [](const auto& left, const auto& right) { return left.first < right.first; });
-        for (const auto& failed : mFailedCases)
+                         [](const FailedCase& left, const FailedCase& right)
+                         { return std::tie(left.round, left.position) < std::tie(right.round, right.position); });
+        for (const FailedCase& failed : mFailedCases)
         {
-            mOut << "    " << _paint(RED, failed.second) << '\n';
+            mOut << "    " << _paint(RED, failed.name) << _roundTag(failed.round) << '\n';
         }
     }
     mOut << fmt::format("Ran {} in {}\n", countOf(summary.passed + summary.failed, "case", "cases"),

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <iosfwd>
+#include <optional>
 #include <queue>
 #include <string>
 #include <unordered_map>
@@ -32,7 +33,6 @@ public:
     ConsoleReporter(std::ostream& out, ConsoleSettings settings) : mOut(out), mSettings(settings) {}
 
     void onRunStarted(const TestPlan& plan) override;
-    void onRoundStarted(size_t round) override;
     void onCaseRunning(const PlannedClass& testClass, const PlannedCase& testCase) override;
     void onCaseStarted(const PlannedClass& testClass, const PlannedCase& testCase) override;
     void onCaseReport(const PlannedClass& testClass, const PlannedCase& testCase,
@@ -45,17 +45,29 @@ private:
     using Timed = std::pair<std::chrono::nanoseconds, std::string>;
 
     std::string _paint(const char* colorCode, const std::string& text) const;
+    // Prints the header of the round `testClass` belongs to when it is the first event of that round.
+    void _enterRound(const PlannedClass& testClass);
+    std::string _roundTag(size_t round) const;
 
     std::ostream& mOut;
     ConsoleSettings mSettings;
-    // Cases of a round, and how many of them finished.
+    // Cases of the plan, and how many of them finished. Rounds until a failure count each round anew.
     size_t mTotal = 0;
     size_t mDone = 0;
+    // The plan's number of rounds (0: until one fails) and the latest round an event came from.
+    size_t mRounds = 1;
+    std::optional<size_t> mRound;
     // The running case's failures, printed under its result line.
     std::vector<std::string> mPendingReports;
     // Where each case stands in the plan, so that failed cases are listed in plan order however they finished.
     std::unordered_map<std::string, size_t> mPlanPosition;
-    std::vector<std::pair<size_t, std::string>> mFailedCases;
+    struct FailedCase
+    {
+        size_t round;
+        size_t position;
+        std::string name;
+    };
+    std::vector<FailedCase> mFailedCases;
     // The slowest cases so far, the fastest of them on top.
     std::priority_queue<Timed, std::vector<Timed>, std::greater<>> mSlowest;
 };

@@ -10,14 +10,6 @@ void RunListenerList::onRunStarted(const TestPlan& plan)
     }
 }
 
-void RunListenerList::onRoundStarted(size_t round)
-{
-    for (IRunListener* listener : mListeners)
-    {
-        listener->onRoundStarted(round);
-    }
-}
-
 void RunListenerList::onCaseRunning(const PlannedClass& testClass, const PlannedCase& testCase)
 {
     for (IRunListener* listener : mListeners)

@@ -37,10 +37,9 @@ class IRunListener
 public:
     virtual ~IRunListener() = default;
 
-    // Once per run, with the plan of its first round. A run of rounds one after another (until one fails) tells
-    // each later round's start with onRoundStarted; its plans are not kept alive past their round.
+    // Once per run, with the plan of its first round. A run of rounds until one fails executes one plan per
+    // round, each of which is not kept alive past its round; a class's `round` tells which one a case is in.
     virtual void onRunStarted(const TestPlan& /*plan*/) {}
-    virtual void onRoundStarted(size_t /*round*/) {}
     // A case has begun to run, as soon as the executor knows: in process just before onCaseStarted, from a
     // worker when the host hands the case over or the one before it ends. It may come between another case's
     // events.
@@ -88,7 +87,6 @@ public:
     void add(IRunListener& listener) { mListeners.push_back(&listener); }
 
     void onRunStarted(const TestPlan& plan) override;
-    void onRoundStarted(size_t round) override;
     void onCaseRunning(const PlannedClass& testClass, const PlannedCase& testCase) override;
     void onCaseStarted(const PlannedClass& testClass, const PlannedCase& testCase) override;
     void onCaseReport(const PlannedClass& testClass, const PlannedCase& testCase,

@@ -96,6 +96,7 @@ FileReporter::~FileReporter()
 void FileReporter::onRunStarted(const TestPlan& plan)
 {
     mModuleName = plan.moduleName;
+    mRepeated = plan.isRepeated();
     mRenderedModuleName = _renderModuleName(mModuleName);
     mClasses.clear();
     mClassIndex.clear();
@@ -139,7 +140,7 @@ void FileReporter::onCaseStarted(const PlannedClass& testClass, const PlannedCas
     mRunning = _position(testClass, testCase);
 }
 
-void FileReporter::onCaseReport(const PlannedClass& /*testClass*/, const PlannedCase& /*testCase*/,
+void FileReporter::onCaseReport(const PlannedClass& testClass, const PlannedCase& /*testCase*/,
                                 const TestFailureReport& report)
 {
     if (mRunningReports.empty())
@@ -150,7 +151,7 @@ void FileReporter::onCaseReport(const PlannedClass& /*testClass*/, const Planned
     {
         mRunningFailures += mRunningText.separator;
     }
-    mRunningFailures += _renderRunningReport(report);
+    mRunningFailures += _renderRunningReport(testClass, report);
     mRunningReports.push_back(report);
 }
 

@@ -139,13 +139,19 @@ protected:
                                     const std::vector<CoreTestFramework::TestFailureReport>& reports) const = 0;
     virtual RunningText _renderRunning(const PlannedClass& testClass, const PlannedCase& testCase) const = 0;
     // One failure of the running case, and a message where the entry quotes the first one.
-    virtual std::string _renderRunningReport(const CoreTestFramework::TestFailureReport& report) const = 0;
+    virtual std::string _renderRunningReport(const PlannedClass& testClass,
+                                             const CoreTestFramework::TestFailureReport& report) const = 0;
     virtual std::string _renderFirstMessage(const std::string& message) const = 0;
     // The names of the module and of a class as the document shows them.
     virtual std::string _renderModuleName(const std::string& moduleName) const = 0;
     virtual std::string _renderClassName(const std::string& moduleName, const std::string& className) const = 0;
 
     const std::string& moduleName() const { return mModuleName; }
+    // The round, counted from 1, that a failure of `testClass` is tagged with; nothing in a run of one round.
+    std::optional<size_t> roundTag(const PlannedClass& testClass) const
+    {
+        return mRepeated ? std::optional<size_t>(testClass.round + 1) : std::nullopt;
+    }
     const std::string& renderedModuleName() const { return mRenderedModuleName; }
 
     // The frame of the document. Each is called with counts that include a crashed case.
@@ -188,6 +194,7 @@ private:
 
     const char* mKind;
     std::string mModuleName;
+    bool mRepeated = false;
     std::string mRenderedModuleName;
     std::vector<ClassEntry> mClasses;
     std::unordered_map<std::string, size_t> mClassIndex;

@@ -1,5 +1,6 @@
 #include "TestHost/Host.h"
 
+#include "Diagnostics/TerminalText.h"
 #include "TestHost/ConsoleReporter.h"
 #include "TestHost/CrashGuard.h"
 #include "TestHost/GeneratedCases.h"
@@ -30,9 +31,10 @@ namespace
 {
 using Clock = std::chrono::steady_clock;
 
-int fail(std::ostream& err, const HostEnvironment& environment, const std::string& message)
+// A message may quote the module (a load error, an exception's text), and so hold its colour markup.
+int fail(std::ostream& err, const HostEnvironment& environment, bool colour, const std::string& message)
 {
-    err << environment.program << ": error: " << message << '\n' << std::flush;
+    err << environment.program << ": error: " << Diagnostics::renderForTerminal(message, colour) << '\n' << std::flush;
     return EXIT_BAD_INPUT;
 }
 
@@ -97,7 +99,7 @@ std::string describeSelection(const Selection& selection)
     return fmt::format("{}", fmt::join(parts, " "));
 }
 
-bool wantsColor(ColorMode mode, const HostEnvironment& environment)
+bool wantsColor(ColorMode mode, bool byDefault)
 {
     switch (mode)
     {
@@ -108,7 +110,7 @@ bool wantsColor(ColorMode mode, const HostEnvironment& environment)
     case ColorMode::Auto:
         break;
     }
-    return environment.colorByDefault;
+    return byDefault;
 }
 } // namespace
 
@@ -124,9 +126,10 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     ParsedArguments parsed = parseArguments(arguments);
     if (!parsed.error.empty())
     {
-        return fail(err, environment, parsed.error + " (see --help)");
+        return fail(err, environment, environment.errorColorByDefault, parsed.error + " (see --help)");
     }
     HostOptions& options = parsed.options;
+    const bool errorColour = wantsColor(options.color, environment.errorColorByDefault);
     if (options.help)
     {
         out << usageText(environment.program) << std::flush;
@@ -140,30 +143,30 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     if (std::optional<std::string> error = applyShardEnvironment(options, environment.variable("GTEST_TOTAL_SHARDS"),
                                                                  environment.variable("GTEST_SHARD_INDEX")))
     {
-        return fail(err, environment, *error);
+        return fail(err, environment, errorColour, *error);
     }
     if (std::optional<std::string> error = touchShardStatusFile(environment))
     {
-        return fail(err, environment, *error);
+        return fail(err, environment, errorColour, *error);
     }
 
     std::string notFound;
     const std::optional<std::filesystem::path> modulePath = findModule(options, environment, notFound);
     if (!modulePath)
     {
-        return fail(err, environment, notFound);
+        return fail(err, environment, errorColour, notFound);
     }
     LoadedModule::LoadResult loaded = LoadedModule::load(*modulePath);
     if (!loaded.module)
     {
-        return fail(err, environment, loaded.error);
+        return fail(err, environment, errorColour, loaded.error);
     }
     CoreTestFramework::TestModule& module = loaded.module->module();
 
     GeneratedCasesResult generated = generateCases(module);
     if (generated.error)
     {
-        return fail(err, environment, *generated.error);
+        return fail(err, environment, errorColour, *generated.error);
     }
     TestPlan selected{modulePath->stem().string(), modulePath->string(),
                       selectCases(module.getTestClasses(), options.selection, generated.cases)};
@@ -171,15 +174,15 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     {
         if (module.getTestClasses().empty())
         {
-            return fail(err, environment, fmt::format("{} holds no test cases", selected.modulePath));
+            return fail(err, environment, errorColour, fmt::format("{} holds no test cases", selected.modulePath));
         }
-        return fail(err, environment,
+        return fail(err, environment, errorColour,
                     fmt::format("{} selects no case of {}", describeSelection(options.selection), selected.modulePath));
     }
     // A shard may well be empty; that is no error, since the other shards run the selection.
     if (options.shardCount)
     {
-        selected.classes = shardClasses(std::move(selected.classes), *options.shardCount, *options.shardIndex);
+        selected.classes = shardCases(std::move(selected.classes), *options.shardCount, *options.shardIndex);
     }
     std::optional<uint64_t> seed;
     if (options.shuffle)
@@ -189,12 +192,17 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     }
     // Round r of a shuffled run is shuffled with seed + r. A fixed number of rounds is one plan, so that workers
     // go on from round to round; rounds until a failure are planned one at a time.
+    selected.rounds = options.repeatUntilFail ? 0 : options.repeat;
     const auto roundPlan = [&](size_t round)
     {
         TestPlan plan = selected;
         if (seed)
         {
             shuffleClasses(plan.classes, *seed + round);
+        }
+        for (PlannedClass& testClass : plan.classes)
+        {
+            testClass.round = round;
         }
         return plan;
     };
@@ -228,15 +236,15 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
         }
         if (std::optional<std::string> error = report->open(path))
         {
-            return fail(err, environment, *error);
+            return fail(err, environment, errorColour, *error);
         }
         reports.push_back(report);
     }
 
     OutcomeCounter counter;
-    ConsoleReporter console(out, ConsoleSettings{wantsColor(options.color, environment), environment.outputIsTerminal,
-                                                 !options.usesWorkers() || options.verbose, options.brief,
-                                                 options.durations});
+    ConsoleReporter console(
+        out, ConsoleSettings{wantsColor(options.color, environment.colorByDefault), environment.outputIsTerminal,
+                             !options.usesWorkers() || options.verbose, options.brief, options.durations});
     RunListenerList listeners;
     listeners.add(counter);
     listeners.add(console);
@@ -260,15 +268,10 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     const ExecutionSettings settings{options.failureLimit()};
     listeners.onRunStarted(plan);
     const Clock::time_point start = Clock::now();
-    if (options.repeatUntilFail)
-    {
-        listeners.onRoundStarted(0);
-    }
     std::optional<std::string> executionError = executor->execute(plan, settings, listeners);
     for (size_t round = 1; options.repeatUntilFail && !executionError && counter.summary().failed == 0; ++round)
     {
         const TestPlan next = roundPlan(round);
-        listeners.onRoundStarted(round);
         executionError = executor->execute(next, settings, listeners);
     }
     RunSummary summary = counter.summary();
@@ -283,12 +286,12 @@ int runHost(const std::vector<std::string_view>& arguments, const HostEnvironmen
     {
         if (std::optional<std::string> error = report->commit())
         {
-            return fail(err, environment, *error);
+            return fail(err, environment, errorColour, *error);
         }
     }
     if (executionError)
     {
-        return fail(err, environment, *executionError);
+        return fail(err, environment, errorColour, *executionError);
     }
     return summary.failed == 0 ? EXIT_ALL_PASSED : EXIT_CASE_FAILED;
 }

@@ -23,6 +23,8 @@ struct HostEnvironment
     bool outputIsTerminal = false;
     // Whether colour is wanted when --color is auto: the output is a terminal and NO_COLOR is not set.
     bool colorByDefault = false;
+    // The same for the standard error stream, where problems that stop the host are told.
+    bool errorColorByDefault = false;
     // The environment variables the host reads (see ENVIRONMENT_VARIABLES), those that are set.
     std::map<std::string, std::string, std::less<>> variables;
     // Where the standard error stream is, for what the host says when a case takes its process down.

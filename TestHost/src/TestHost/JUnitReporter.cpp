@@ -20,9 +20,16 @@ size_t validSequenceLength(std::string_view text)
     return codePoint == 0xFFFE || codePoint == 0xFFFF ? 0 : length;
 }
 
-std::string failureText(const CoreTestFramework::TestFailureReport& report)
+// "round 3: " before each failure of a repeated run, so that a reader knows which run of the case it was.
+std::string roundPrefix(const std::optional<size_t>& round)
 {
-    std::string text = fmt::format("{} at {}:{}: {}\n", report.function, report.file, report.line, report.message);
+    return round ? fmt::format("round {}: ", *round) : std::string();
+}
+
+std::string failureText(const CoreTestFramework::TestFailureReport& report, const std::optional<size_t>& round)
+{
+    std::string text = fmt::format("{}{} at {}:{}: {}\n", roundPrefix(round), report.function, report.file, report.line,
+                                   report.message);
     if (report.details)
     {
         text += fmt::format("    expected: {}\n", describeComparison(*report.details));
@@ -141,13 +148,14 @@ std::string JUnitReporter::_renderCase(const PlannedClass& testClass, const Plan
         break;
     case CaseOutcome::Failed:
     {
+        const std::optional<size_t> round = roundTag(testClass);
         std::string body;
         for (const CoreTestFramework::TestFailureReport& report : reports)
         {
             body += body.empty() ? "" : FAILURE_SEPARATOR;
-            body += failureText(report);
+            body += failureText(report, round);
         }
-        const std::string message = reports.empty() ? std::string() : reports.front().message;
+        const std::string message = reports.empty() ? std::string() : roundPrefix(round) + reports.front().message;
         text += fmt::format(">\n      <failure message=\"{}\">{}</failure>\n    </testcase>\n",
                             escapeXml(message, true), escapeXml(body, false));
         break;
@@ -164,17 +172,21 @@ FileReporter::RunningText JUnitReporter::_renderRunning(const PlannedClass& test
 {
     RunningText text;
     text.open = testcaseOpen(testClass, testCase, moduleName());
-    text.beforeMessage = fmt::format("{}>\n      <failure message=\"", testcasePlace(testCase));
+    const std::string round = roundPrefix(roundTag(testClass));
+    text.beforeMessage =
+        fmt::format("{}>\n      <failure message=\"{}", testcasePlace(testCase), escapeXml(round, true));
     text.beforeFailures = "\">";
     text.separator = std::string(FAILURE_SEPARATOR);
-    text.beforeCause = escapeXml(fmt::format("{} at {}:{}: ", testCase.name, testCase.file, testCase.line), false);
+    text.beforeCause =
+        escapeXml(fmt::format("{}{} at {}:{}: ", round, testCase.name, testCase.file, testCase.line), false);
     text.close = "\n</failure>\n    </testcase>\n";
     return text;
 }
 
-std::string JUnitReporter::_renderRunningReport(const CoreTestFramework::TestFailureReport& report) const
+std::string JUnitReporter::_renderRunningReport(const PlannedClass& testClass,
+                                                const CoreTestFramework::TestFailureReport& report) const
 {
-    return escapeXml(failureText(report), false);
+    return escapeXml(failureText(report, roundTag(testClass)), false);
 }
 
 std::string JUnitReporter::_renderFirstMessage(const std::string& message) const

@@ -24,7 +24,8 @@ private:
                             std::chrono::nanoseconds duration,
                             const std::vector<CoreTestFramework::TestFailureReport>& reports) const override;
     RunningText _renderRunning(const PlannedClass& testClass, const PlannedCase& testCase) const override;
-    std::string _renderRunningReport(const CoreTestFramework::TestFailureReport& report) const override;
+    std::string _renderRunningReport(const PlannedClass& testClass,
+                                     const CoreTestFramework::TestFailureReport& report) const override;
     std::string _renderFirstMessage(const std::string& message) const override;
     std::string _renderModuleName(const std::string& moduleName) const override;
     std::string _renderClassName(const std::string& moduleName, const std::string& className) const override;

@@ -33,10 +33,12 @@ std::string failureObject(const CoreTestFramework::TestFailureReport& report)
     return text + "}";
 }
 
-std::string caseStart(const PlannedCase& testCase)
+// A case of a repeated run names the round its entry comes from, which its failures then belong to.
+std::string caseStart(const PlannedCase& testCase, const std::optional<size_t>& round)
 {
-    return fmt::format(R"(        {{"name": {}, "file": {}, "line": {}, "outcome": )", jsonString(testCase.name),
-                       jsonString(testCase.file), testCase.line);
+    return fmt::format(R"(        {{"name": {}, "file": {}, "line": {}, {}"outcome": )", jsonString(testCase.name),
+                       jsonString(testCase.file), testCase.line,
+                       round ? fmt::format(R"("round": {}, )", *round) : std::string());
 }
 
 // A JSON string without its quotes, to write between quotes of the document's own.
@@ -69,11 +71,11 @@ std::string JsonReporter::_renderClassName(const std::string& /*moduleName*/, co
     return jsonString(className);
 }
 
-std::string JsonReporter::_renderCase(const PlannedClass& /*testClass*/, const PlannedCase& testCase,
-                                      CaseOutcome outcome, std::chrono::nanoseconds duration,
+std::string JsonReporter::_renderCase(const PlannedClass& testClass, const PlannedCase& testCase, CaseOutcome outcome,
+                                      std::chrono::nanoseconds duration,
                                       const std::vector<CoreTestFramework::TestFailureReport>& reports) const
 {
-    std::string text = caseStart(testCase);
+    std::string text = caseStart(testCase, roundTag(testClass));
     text += fmt::format(R"("{}", "time": )", OUTCOMES[static_cast<size_t>(outcome)]);
     StringSink(text).seconds(duration);
     if (outcome == CaseOutcome::Failed && !reports.empty())
@@ -89,11 +91,10 @@ std::string JsonReporter::_renderCase(const PlannedClass& /*testClass*/, const P
     return text + "]}";
 }
 
-FileReporter::RunningText JsonReporter::_renderRunning(const PlannedClass& /*testClass*/,
-                                                       const PlannedCase& testCase) const
+FileReporter::RunningText JsonReporter::_renderRunning(const PlannedClass& testClass, const PlannedCase& testCase) const
 {
     RunningText text;
-    text.open = caseStart(testCase) + R"("failed", "time": )";
+    text.open = caseStart(testCase, roundTag(testClass)) + R"("failed", "time": )";
     text.beforeMessage = R"(, "message": ")";
     text.beforeFailures = R"(", "failures": [)";
     text.separator = ", ";
@@ -103,7 +104,8 @@ FileReporter::RunningText JsonReporter::_renderRunning(const PlannedClass& /*tes
     return text;
 }
 
-std::string JsonReporter::_renderRunningReport(const CoreTestFramework::TestFailureReport& report) const
+std::string JsonReporter::_renderRunningReport(const PlannedClass& /*testClass*/,
+                                               const CoreTestFramework::TestFailureReport& report) const
 {
     return failureObject(report);
 }

@@ -81,4 +81,9 @@ bool NameFilter::matches(std::string_view name) const
     const bool positive = mPositive.empty() || matchesAny(mPositive, name);
     return positive && !matchesAny(mNegative, name);
 }
+
+bool NameFilter::names(std::string_view name) const
+{
+    return matchesAny(mPositive, name);
+}
 } // namespace Ovelith::TestHost

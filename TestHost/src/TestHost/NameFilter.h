@@ -19,6 +19,11 @@ public:
     explicit NameFilter(std::string_view filter);
 
     bool matches(std::string_view name) const;
+    // True when a positive pattern matches `name`: the filter asks for it by name, rather than letting it
+    // through because it excludes something else.
+    bool names(std::string_view name) const;
+    // A filter whose patterns are all empty ("", ":::", "-") asks for nothing, which is never what was meant.
+    bool hasPatterns() const { return !mPositive.empty() || !mNegative.empty(); }
 
 private:
     std::vector<std::string> mPositive;

@@ -1,5 +1,7 @@
 #include "TestHost/Options.h"
 
+#include "TestHost/NameFilter.h"
+
 #include <fmt/format.h>
 
 #include <charconv>
@@ -23,15 +25,19 @@ struct OptionSpec
 };
 
 constexpr OptionSpec OPTIONS[] = {
-    {"--help", OptionKind::Flag},          {"-h", OptionKind::Flag},         {"--version", OptionKind::Flag},
-    {"--list", OptionKind::Flag},          {"--format", OptionKind::Value},  {"--fail-fast", OptionKind::Flag},
-    {"--max-failures", OptionKind::Value}, {"--tag", OptionKind::Value},     {"--exclude-tag", OptionKind::Value},
-    {"--filter", OptionKind::Value},       {"--junit", OptionKind::Value},   {"--json", OptionKind::Value},
-    {"--color", OptionKind::Value},        {"--verbose", OptionKind::Flag},  {"--brief", OptionKind::Flag},
-    {"--durations", OptionKind::Value},    {"--isolate", OptionKind::Flag},  {"-j", OptionKind::Value},
-    {"--jobs", OptionKind::Value},         {"--timeout", OptionKind::Value}, {"--shuffle", OptionKind::Flag},
-    {"--seed", OptionKind::Value},         {"--repeat", OptionKind::Value},  {"--shard-count", OptionKind::Value},
-    {"--shard-index", OptionKind::Value},
+    {"--help", OptionKind::Flag},          {"-h", OptionKind::Flag},
+    {"--version", OptionKind::Flag},       {"--list", OptionKind::Flag},
+    {"--format", OptionKind::Value},       {"--fail-fast", OptionKind::Flag},
+    {"--max-failures", OptionKind::Value}, {"--tag", OptionKind::Value},
+    {"--exclude-tag", OptionKind::Value},  {"--filter", OptionKind::Value},
+    {"--junit", OptionKind::Value},        {"--json", OptionKind::Value},
+    {"--color", OptionKind::Value},        {"--verbose", OptionKind::Flag},
+    {"--brief", OptionKind::Flag},         {"--durations", OptionKind::Value},
+    {"--isolate", OptionKind::Flag},       {"-j", OptionKind::Value},
+    {"--jobs", OptionKind::Value},         {"--timeout", OptionKind::Value},
+    {"--shuffle", OptionKind::Flag},       {"--seed", OptionKind::Value},
+    {"--repeat", OptionKind::Value},       {"--shard-count", OptionKind::Value},
+    {"--shard-index", OptionKind::Value},  {"--module-order", OptionKind::Flag},
 };
 
 // A whole number of at least `minimum` into `target`, or an error line.
@@ -123,7 +129,15 @@ std::optional<std::string> apply(HostOptions& options, std::string_view name, st
         {
             return std::string("--filter given twice; join the patterns with ':' instead");
         }
+        if (!NameFilter(value).hasPatterns())
+        {
+            return fmt::format("--filter '{}' holds only empty patterns; give a name or glob such as 'Class.*'", value);
+        }
         options.selection.filter = std::string(value);
+    }
+    else if (name == "--module-order")
+    {
+        options.selection.moduleOrder = true;
     }
     else if (name == "--junit" || name == "--json")
     {
@@ -230,6 +244,10 @@ std::string checkCombination(const HostOptions& options)
     if (options.brief && options.verbose)
     {
         return "--brief and --verbose ask for opposite things";
+    }
+    if (options.selection.moduleOrder && options.shuffle)
+    {
+        return "--module-order and --shuffle ask for different orders";
     }
     return {};
 }
@@ -349,7 +367,8 @@ Selection (a case's tags are its own plus its class's; a class's name is one of 
   --exclude-tag TAG   never run cases holding TAG; repeatable
   --filter PATTERN    run cases whose Class.Case name matches, GoogleTest style: globs with * and ?,
                       separated by ':', then optionally '-' and globs to leave out ('Version*.*-*.Less*')
-  Without --tag or --filter, every case runs except those of classes tagged suite:perf.
+  Classes tagged suite:perf are hidden: their cases run only when --tag selects them or a --filter
+  pattern before the '-' matches them; a filter that only leaves cases out keeps them hidden.
 
 Running and reporting:
   --list              print the selected classes and cases with their tags and places; run nothing
@@ -370,16 +389,18 @@ Isolation (a case that crashes, exits or hangs fails alone, and the reports are 
   -j, --jobs N        run N workers at once (implies --isolate); a class's cases stay in one worker
   --timeout SECONDS   fail a case that runs longer and replace its worker (implies --isolate)
 
-Order and repetition:
+Order and repetition (classes, and the cases of each class, run in the order they were declared):
+  --module-order      run them in the order the module lists them instead: newest registration first
   --shuffle           run classes, and cases within each class, in an order drawn from a seed; the seed
                       is printed first
   --seed N            the seed for --shuffle, to replay an order
-  --repeat N          run the selection N times; shuffled rounds each get the next seed. The reports
-                      keep one entry per case: its last run, or its last failed one if any failed
+  --repeat N          run the selection N times, each round under a header ("Round 2 of 3"); shuffled
+                      rounds each get the next seed. Failures name their round in the summary and the
+                      reports, which keep one entry per case: its last run, or its last failed one
   --repeat until-fail run the selection round after round until a round has a failed case
   --shard-count K, --shard-index I
-                      run shard I (from 0) of K: whole classes, dealt so that the K shards together run
-                      the selection once; GTEST_TOTAL_SHARDS and GTEST_SHARD_INDEX do the same
+                      run shard I (from 0) of K: case n of the ordered selection runs in shard n mod K,
+                      as in GoogleTest; GTEST_TOTAL_SHARDS and GTEST_SHARD_INDEX do the same
 
 Exit codes: 0 every selected case passed, 1 a case failed, crashed or timed out, 2 bad command line or
 module.

@@ -3,7 +3,6 @@
 #include "Hash/Fnv1a.h"
 
 #include <algorithm>
-#include <numeric>
 #include <optional>
 
 namespace Ovelith::TestHost
@@ -46,27 +45,24 @@ void sortByKey(std::vector<Item>& items, uint64_t seed, Name name)
 }
 } // namespace
 
-std::vector<PlannedClass> shardClasses(std::vector<PlannedClass> classes, size_t count, size_t index)
+std::vector<PlannedClass> shardCases(std::vector<PlannedClass> classes, size_t count, size_t index)
 {
-    std::vector<size_t> bySize(classes.size());
-    std::iota(bySize.begin(), bySize.end(), size_t{0});
-    std::stable_sort(bySize.begin(), bySize.end(),
-                     [&](size_t left, size_t right)
-                     { return classes[left].cases.size() > classes[right].cases.size(); });
-    std::vector<size_t> load(count, 0);
-    std::vector<bool> kept(classes.size(), false);
-    for (size_t classIndex : bySize)
-    {
-        const size_t shard = static_cast<size_t>(std::min_element(load.begin(), load.end()) - load.begin());
-        load[shard] += classes[classIndex].cases.size();
-        kept[classIndex] = shard == index;
-    }
+    size_t position = 0;
     std::vector<PlannedClass> shard;
-    for (size_t classIndex = 0; classIndex < classes.size(); ++classIndex)
+    for (PlannedClass& testClass : classes)
     {
-        if (kept[classIndex])
+        std::vector<PlannedCase> kept;
+        for (PlannedCase& testCase : testClass.cases)
         {
-            shard.push_back(std::move(classes[classIndex]));
+            if (position++ % count == index)
+            {
+                kept.push_back(std::move(testCase));
+            }
+        }
+        if (!kept.empty())
+        {
+            testClass.cases = std::move(kept);
+            shard.push_back(std::move(testClass));
         }
     }
     return shard;
@@ -93,6 +89,10 @@ std::vector<PlannedClass> repeatClasses(const std::vector<PlannedClass>& classes
         if (seed)
         {
             shuffleClasses(copy, *seed + round);
+        }
+        for (PlannedClass& testClass : copy)
+        {
+            testClass.round = round;
         }
         std::move(copy.begin(), copy.end(), std::back_inserter(repeated));
     }

@@ -38,12 +38,12 @@ bool holdsAny(const CoreTestFramework::TestTags& classTags, const CoreTestFramew
 }
 
 bool isSelectedByTags(const CoreTestFramework::TestTags& classTags, const CoreTestFramework::TestTags& caseTags,
-                      const std::vector<std::string>& include, bool hasFilter)
+                      const std::vector<std::string>& include, bool namedByFilter)
 {
     if (include.empty())
     {
         static const std::vector<std::string> PERF = {PERF_SUITE_TAG};
-        return hasFilter || !holdsAny(classTags, caseTags, PERF);
+        return namedByFilter || !holdsAny(classTags, caseTags, PERF);
     }
     return std::find(include.begin(), include.end(), ALL_TAG) != include.end() ||
            holdsAny(classTags, caseTags, include);
@@ -89,16 +89,22 @@ std::vector<PlannedClass> selectCases(const std::vector<CoreTestFramework::TestC
                                  function.line,
                                  function.tags.toVector(),
                                  isGenerated};
-            if (!isSelectedByTags(description.tags, function.tags, include, selection.filter.has_value()) ||
-                holdsAny(description.tags, function.tags, exclude) || !filter.matches(fullName(testClass, testCase)))
+            const std::string name = fullName(testClass, testCase);
+            if (!isSelectedByTags(description.tags, function.tags, include, filter.names(name)) ||
+                holdsAny(description.tags, function.tags, exclude) || !filter.matches(name))
             {
                 return;
             }
             testClass.cases.push_back(std::move(testCase));
         };
-        for (const CoreTestFramework::TestFunctionDescription& function : description.functions)
+        const std::vector<CoreTestFramework::TestFunctionDescription>& functions = description.functions;
+        if (selection.moduleOrder)
         {
-            select(function, false);
+            std::for_each(functions.begin(), functions.end(), [&](const auto& function) { select(function, false); });
+        }
+        else
+        {
+            std::for_each(functions.rbegin(), functions.rend(), [&](const auto& function) { select(function, false); });
         }
         if (const auto found = generated.find(description.name); found != generated.end())
         {
@@ -111,6 +117,10 @@ std::vector<PlannedClass> selectCases(const std::vector<CoreTestFramework::TestC
         {
             planned.push_back(std::move(testClass));
         }
+    }
+    if (!selection.moduleOrder)
+    {
+        std::reverse(planned.begin(), planned.end());
     }
     return planned;
 }

@@ -29,6 +29,8 @@ struct PlannedClass
     std::string name;
     std::vector<std::string> tags;
     std::vector<PlannedCase> cases;
+    // Which round of a repeated run these cases belong to, from 0.
+    size_t round = 0;
 };
 
 // The selected cases of one module, in the order they run.
@@ -38,7 +40,11 @@ struct TestPlan
     std::string moduleName;
     std::string modulePath;
     std::vector<PlannedClass> classes;
+    // How many rounds the run makes, 0 for rounds until one fails. A run of one round tags nothing with its
+    // round.
+    size_t rounds = 1;
 
+    bool isRepeated() const { return rounds != 1; }
     size_t caseCount() const;
 };
 

@@ -49,6 +49,9 @@ struct WorkerProcess
     // It said why the module could not be initialised; how it ends adds nothing.
     bool failedToInitialise = false;
     bool killedForTime = false;
+    // A send to it failed: it is ending. Its socket stays open, since what it sent before it ended (the cases
+    // it finished) is still to be read when its end is seen.
+    bool unreachable = false;
     // What it was handed, the running class first. A second class waits in the worker, so that it goes on
     // without waiting for the host between classes.
     std::deque<Assignment> assignments;
@@ -156,8 +159,10 @@ private:
     void _topUp()
     {
         size_t spare = static_cast<size_t>(std::count_if(mWorkers.begin(), mWorkers.end(),
-                                                         [](const WorkerProcess& worker)
-                                                         { return worker.assignments.empty() && !worker.closing; }));
+                                                         [](const WorkerProcess& worker) {
+                                                             return worker.assignments.empty() && !worker.closing &&
+                                                                    !worker.unreachable;
+                                                         }));
         while (!mStopped && mWorkers.size() < mJobs && mQueue.size() > spare)
         {
             if (!_spawn())
@@ -224,8 +229,8 @@ private:
             const size_t reserved = depth == 1 ? 0 : starting;
             for (WorkerProcess& worker : mWorkers)
             {
-                while (worker.ready && !worker.closing && worker.socket >= 0 && !mStopped && mQueue.size() > reserved &&
-                       worker.assignments.size() < depth)
+                while (worker.ready && !worker.closing && !worker.unreachable && worker.socket >= 0 && !mStopped &&
+                       mQueue.size() > reserved && worker.assignments.size() < depth)
                 {
                     _send(worker, mQueue.front());
                 }
@@ -233,7 +238,8 @@ private:
         }
         for (WorkerProcess& worker : mWorkers)
         {
-            if (worker.ready && !worker.closing && worker.socket >= 0 && worker.assignments.empty())
+            if (worker.ready && !worker.closing && !worker.unreachable && worker.socket >= 0 &&
+                worker.assignments.empty())
             {
                 shutdown(worker.socket, SHUT_WR);
                 worker.closing = true;
@@ -247,8 +253,8 @@ private:
         if (!sendAll(worker.socket,
                      RecordWriter(RecordType::Run).add(assignment.classIndex).add(assignment.nextCase).bytes()))
         {
-            // It is ending; its end is seen through its pidfd.
-            closeIfOpen(worker.socket);
+            // It is ending; its end is seen through its pidfd, and what it sent until then is read there.
+            worker.unreachable = true;
             return;
         }
         mQueue.pop_front();

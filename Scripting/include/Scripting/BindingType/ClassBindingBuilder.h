@@ -93,6 +93,21 @@ public:
             internal::MakeLambdaWrapper<Wrapper, Lambda>{privilege, lambda}, std::move(arguments)...);
     }
 
+    /// @brief A constructor that makes `T` from `Params...` in the context's registry, as
+    /// `scope.makeObject<T>(params...)` would: `constructor<int, const std::string&>()`.
+    /// @tparam Params The parameters of a constructor of `T`, in order.
+    /// @tparam Args The described parameters' types, as in `Params`.
+    /// @param arguments Descriptions of the parameters (names, defaults, bounds); optional.
+    /// @return The constructor's record, for tagging.
+    template <typename... Params, typename... Args>
+    requires std::is_constructible_v<T, Params...> FunctionBinding&
+    constructor(ArgumentBindingBuilder<Args>&&... arguments)
+    {
+        auto make = [](WeakLifetimeScope& scope, Params... params)
+        { return scope.makeObject<T>(std::forward<Params>(params)...); };
+        return constructor(std::move(make), std::move(arguments)...);
+    }
+
     using internal::PropertyAdders<T, ClassBindingBuilder<T>>::property;
 
     // A member object that the runtime reads once and then holds fixed.

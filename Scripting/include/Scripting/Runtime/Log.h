@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "Diagnostics/Assert.h"
+
 #include <fmt/core.h>
 
 namespace Scripting
@@ -23,6 +25,16 @@ using LogHandler = void (*)(void* userData, LogLevel level, const char* text);
 // Replaces the process-wide handler and its user data. A null handler restores the default, which prints to
 // standard output, and clears the user data. Unguarded: set it before any context runs.
 void setLogHandler(LogHandler handler, void* userData);
+
+/// @brief The assert handler for applications: logs the reason of a library assert, the failed expression and
+/// the place as one error line, and lets the library carry on with its defined continuation (a builder drops the
+/// member it could not add).
+///
+/// Install it with `Ovelith::Diagnostics::setAssertHandler(&Scripting::logAssertAndContinue)`; `Lua::Scripts`
+/// does so while it lives. Test hosts keep the default handler, which throws.
+/// @param report The failed assert.
+/// @return false: never break into a debugger.
+bool logAssertAndContinue(const Ovelith::Diagnostics::AssertReport& report);
 
 namespace internal
 {

@@ -73,6 +73,13 @@ public:
                                                const std::vector<ModuleDescriptor>& requested,
                                                IDependencyLoader* dependencyLoader, IPrinter* printer);
 
+    /// @brief The result's error text, then, on a line of its own for each module asked for in a version it
+    /// does not offer, the versions it does offer.
+    /// @param result What createScriptingContext returned.
+    /// @return The text, with the library's colour markup (see Ovelith::Diagnostics::renderForTerminal); empty
+    /// when the result holds no failure.
+    std::string getFailureText(const ScriptContextResult& result) const;
+
 private:
     IModuleBindingFactory* _findFactory(const quv::UUID& uuid) const;
     IModuleBindingFactory* _findFactory(const std::string& nameOrAlias) const;

@@ -153,6 +153,40 @@ public:
     const LuaRuntimeSettings& getSettings() const { return mSettings; }
     // The settings of the watchdog now enabled; all zero without one.
     const WatchdogSettings& getWatchdogSettings() const;
+    /// @brief Most native arguments callFunction hands to one script function.
+    static constexpr unsigned MAX_CALL_ARGUMENTS = 200;
+
+    /// @brief Runs script text and converts what it returns to `type`, with the checks of a native argument.
+    /// @param contextId The context to run in.
+    /// @param source Lua source text; binary chunks are refused.
+    /// @param sourceName The name that messages and stacks show for the text.
+    /// @param type The native type wanted; void or an empty type drops the value.
+    /// @return The converted value, or an error value: a script failure, or a value that does not convert.
+    ResultAny runScriptAs(ContextId contextId, const std::string& source, const std::string& sourceName,
+                          const entt::meta_type& type);
+    /// @brief Calls the global script function `name` with native arguments.
+    /// @param contextId The context of the function.
+    /// @param name The name of a global variable that holds a function.
+    /// @param arguments The native arguments, converted as native results are.
+    /// @param count How many arguments there are, at most MAX_CALL_ARGUMENTS.
+    /// @param type The native type wanted of the first result; void drops it.
+    /// @return The converted result, or an error value (no such function included).
+    ResultAny callFunction(ContextId contextId, const std::string& name, entt::meta_any* arguments, unsigned count,
+                           const entt::meta_type& type);
+    /// @brief Reads a global variable without running any script code.
+    /// @param contextId The context of the variable.
+    /// @param name The variable's name.
+    /// @param type The native type wanted.
+    /// @return The converted value, or an error value when it does not convert (nil included, unless `type`
+    /// takes nil).
+    ResultAny getGlobal(ContextId contextId, const std::string& name, const entt::meta_type& type);
+    /// @brief Sets a global variable to a native value, without running any script code.
+    /// @param contextId The context of the variable.
+    /// @param name The variable's name.
+    /// @param value The native value, converted as native results are.
+    /// @return Nothing, or an error value when the value has no Lua form.
+    ResultAny setGlobal(ContextId contextId, const std::string& name, const entt::meta_any& value);
+
     // Counts one stopped script; called by the contexts.
     void noteWatchdogTrip();
 

@@ -1,6 +1,7 @@
 // What the Lua sandbox costs and how fast it stops a script, each beside a baseline in the same run:
-// - a tight arithmetic loop and a loop of native calls, on a bare lua_State (no hook at all), in a context
-//   without the watchdog (the hook still looks for interrupts) and with the default watchdog;
+// - a tight arithmetic loop and a loop of native calls, on a bare lua_State, in a context without any hook
+//   (not interruptible, no watchdog), in a context without the watchdog (the hook looks for interrupts) and with
+//   the default watchdog;
 // - stop latency per shape of runaway script: how long after its time budget ran out a script is back in
 //   native code (interrupts: after interrupt() was called on another thread), as median, 95th percentile and
 //   maximum over repeated stops, in milliseconds.
@@ -18,6 +19,7 @@
 #include <optional>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace Scripting;
@@ -47,9 +49,9 @@ int bareAdd(lua_State* state)
 class Fixture
 {
 public:
-    Fixture()
+    explicit Fixture(Lua::LuaRuntimeSettings settings = {})
     {
-        mRuntime = std::make_shared<Lua::LuaRuntime>(mEngine.getRegistryManager());
+        mRuntime = std::make_shared<Lua::LuaRuntime>(mEngine.getRegistryManager(), std::move(settings));
         mEngine.setRuntimeFactory([this](const ContextConfig&, const std::vector<ModuleDescriptor>&)
                                   { return mRuntime; });
         mEngine.addModuleBindingFactory(std::make_unique<CommonModuleFactory>());
@@ -126,6 +128,17 @@ void BM_BareLua(benchmark::State& state, const char* source)
     lua_close(lua);
 }
 
+void BM_Unhooked(benchmark::State& state, const char* source)
+{
+    Lua::LuaRuntimeSettings settings;
+    settings.interruptible = false;
+    Fixture fixture(settings);
+    for (auto _ : state)
+    {
+        runOrFail(state, fixture, source);
+    }
+}
+
 void BM_WatchdogOff(benchmark::State& state, const char* source)
 {
     Fixture fixture;
@@ -147,9 +160,11 @@ void BM_WatchdogOn(benchmark::State& state, const char* source)
 }
 
 BENCHMARK_CAPTURE(BM_BareLua, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Unhooked, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WatchdogOff, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WatchdogOn, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_BareLua, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_Unhooked, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WatchdogOff, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WatchdogOn, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
 
@@ -188,8 +203,7 @@ void BM_StopLatency(benchmark::State& state, const char* source)
 BENCHMARK_CAPTURE(BM_StopLatency, Loop, "while true do end")->Iterations(1);
 BENCHMARK_CAPTURE(BM_StopLatency, Pattern, "return string.rep('a', 20000):find('.-.-.-.-b')")->Iterations(1);
 BENCHMARK_CAPTURE(BM_StopLatency, TableRange, "table.move({}, 1, 1e12, 2)")->Iterations(1);
-BENCHMARK_CAPTURE(BM_StopLatency, Handler,
-                  "xpcall(function() while true do end end, function() while true do end end)")
+BENCHMARK_CAPTURE(BM_StopLatency, Handler, "xpcall(function() while true do end end, function() while true do end end)")
     ->Iterations(1);
 BENCHMARK_CAPTURE(BM_StopLatency, Coroutine, "coroutine.wrap(function() while true do end end)()")->Iterations(1);
 BENCHMARK_CAPTURE(BM_StopLatency, NativeCallback,

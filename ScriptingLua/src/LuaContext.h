@@ -259,10 +259,10 @@ struct LuaContext
     std::vector<int> pendingUnreferences;
     uint64_t liveHandleBoxes = 0;
 
-    // Budget of the entry into the script now running. The hook runs on every thread of the context, armed or
-    // not, since an interrupt may come at any time.
+    // Budget of the entry into the script now running. The hook runs on every thread of the context while the
+    // watchdog is armed or interrupts are possible; 0 when no hook is set.
     bool watchdogArmed = false;
-    int hookInterval = 1000;
+    int hookInterval = 0;
     uint64_t instructionsUsed = 0;
     std::chrono::steady_clock::time_point runStart;
     // Set once the running entry must end: by the watchdog, an interrupt or a limit. It stays set until the

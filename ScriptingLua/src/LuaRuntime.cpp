@@ -138,7 +138,14 @@ void budgetHook(lua_State* state, lua_Debug* /*frame*/)
 
 void syncHook(LuaContext& context, lua_State* thread)
 {
-    if (lua_gethook(thread) != &budgetHook || lua_gethookcount(thread) != context.hookInterval)
+    if (context.hookInterval == 0)
+    {
+        if (lua_gethook(thread) != nullptr)
+        {
+            lua_sethook(thread, nullptr, 0, 0);
+        }
+    }
+    else if (lua_gethook(thread) != &budgetHook || lua_gethookcount(thread) != context.hookInterval)
     {
         lua_sethook(thread, &budgetHook, LUA_MASKCOUNT, context.hookInterval);
     }
@@ -475,6 +482,11 @@ void LuaRuntime::_applyWatchdog(LuaContext& context) const
     context.hookInterval = limit != 0 && limit < static_cast<uint64_t>(internal::WATCHDOG_INTERVAL)
                                ? static_cast<int>(limit)
                                : internal::WATCHDOG_INTERVAL;
+    if (!armed && !mSettings.interruptible)
+    {
+        // Any hook makes Lua check every instruction: without watchdog nor interrupts none is set.
+        context.hookInterval = 0;
+    }
     // Threads of the context copy the main thread's hook when made; those made before get it when resumed.
     internal::syncHook(context, context.state);
 }

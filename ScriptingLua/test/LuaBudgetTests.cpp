@@ -3,6 +3,8 @@
 
 #include "Scripting/Runtime/Error.h"
 
+#include <lua.hpp>
+
 #include <chrono>
 #include <string>
 #include <vector>
@@ -98,6 +100,22 @@ TEST_F(LuaEntryTest, CoroutineMadeBeforeTheWatchdogIsStopped)
                    EXPECT_EQ(errorText(run("return coroutine.resume(co)")),
                              "Script stopped by the watchdog: ran longer than 100 ms");
                    EXPECT_EQ(errorText(run("return wrapped()")),
+                             "Script stopped by the watchdog: ran longer than 100 ms");
+               });
+}
+
+TEST_F(LuaEntryTest, CoroutineMadeUnhookedIsStoppedOnceTheWatchdogIsOn)
+{
+    Lua::LuaRuntimeSettings settings;
+    settings.interruptible = false;
+    configure(settings);
+    ASSERT_FALSE(run("co = coroutine.create(function() while true do end end)").isError());
+    ASSERT_EQ(lua_gethook(mRuntime->getLuaState(context().getContextId())), nullptr) << "no hook without a need";
+    mRuntime->enableWatchdog(WatchdogSettings{BUDGET_MS, 0});
+    runGuarded("unhooked coroutine", GUARD,
+               [&]
+               {
+                   EXPECT_EQ(errorText(run("return coroutine.resume(co)")),
                              "Script stopped by the watchdog: ran longer than 100 ms");
                });
 }

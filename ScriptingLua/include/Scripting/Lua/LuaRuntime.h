@@ -34,12 +34,16 @@ struct LuaRuntimeSettings
     // Bytes of Lua memory one context may hold at once; 0 sets no limit. Converting one native result into
     // Lua values may go past it by that result's size, never further.
     size_t memoryLimitBytes = 64u * 1024u * 1024u;
-    // Coroutines that one context may hold alive at once; 0 sets no limit. Making one more is an error the
-    // script can catch.
+    /// Coroutines that one context may hold alive at once; 0 sets no limit. Making one more is an error the
+    /// script can catch.
     uint32_t maxCoroutines = 10000;
-    // Script values (functions, promises, generators, buffers) that native code may hold of one context at
-    // once; 0 sets no limit. Handing over one more fails like a value of the wrong type.
+    /// Script values (functions, promises, generators, buffers) that native code may hold of one context at
+    /// once; 0 sets no limit. Handing over one more fails like a value of the wrong type.
     uint32_t maxScriptReferences = 100000;
+    /// Whether interrupt() can stop scripts of this runtime. It needs Lua's count hook on every thread, which
+    /// makes the interpreter look at each instruction (about half the speed of a tight arithmetic loop); without
+    /// it, and without the watchdog, scripts run unhooked and interrupt() does nothing until a library step.
+    bool interruptible = true;
     // Where `print` writes; standard output when empty.
     std::function<void(ContextId contextId, std::string_view text)> printHandler;
 };
@@ -63,6 +67,7 @@ struct LuaContextStats
 class LuaWatchdog final : public IWatchdog
 {
 public:
+    /// The time budget of a watchdog enabled with a timeout of 0.
     static constexpr uint32_t DEFAULT_TIMEOUT_MILLISECONDS = 1000;
 
     explicit LuaWatchdog(WatchdogSettings settings) : mSettings(settings)

@@ -226,7 +226,7 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
             }
         },
         ArgumentBindingBuilder<DataBufferAny>("buffer"), ArgumentBindingBuilder<int>("value").bounds(0, 255));
-    builder.function("aliveCounters", []() { return Counter::sAlive; });
+    builder.function("aliveCounters", []() { return Counter::sAlive.load(); });
     builder.function("throws", []() -> int { throw std::runtime_error("native failure"); });
     builder.function("needsGpu", []() { return 1; }).runtimeConditions.push_back("gpu");
     builder.function("newInTwo", []() { return 2; }).release(second);

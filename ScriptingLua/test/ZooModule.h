@@ -5,6 +5,7 @@
 #include "Scripting/Runtime/Error.h"
 #include "Scripting/Runtime/ScriptClosure.h"
 
+#include <atomic>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,7 +16,8 @@ namespace LuaTest
 {
 struct Counter
 {
-    static inline int sAlive = 0;
+    // Engines on several threads make counters at the same time.
+    static inline std::atomic<int> sAlive{0};
 
     explicit Counter(int start) : value(start) { ++sAlive; }
     Counter(const Counter& other) : value(other.value), label(other.label) { ++sAlive; }

@@ -51,12 +51,16 @@ Entity::~Entity()
 int Entity::damage(int amount)
 {
     health = std::max(0, health - amount);
-    for (const auto& listener : mDamageListeners)
+    const int left = health;
+    // A listener is script code: it may add listeners, which moves the list, or have the entity destroyed. So the
+    // walk goes over a copy, and nothing of the entity is read once the first listener has run.
+    const std::vector<Scripting::Closure<void (*)(int)>> listeners = mDamageListeners;
+    for (const auto& listener : listeners)
     {
         // A listener that fails is the script's problem; the hit stands.
-        (void)listener(health);
+        (void)listener(left);
     }
-    return health;
+    return left;
 }
 
 int Entity::heal(int amount)

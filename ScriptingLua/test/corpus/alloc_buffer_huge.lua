@@ -1,0 +1,2 @@
+-- expect: error any
+return #Buffer.new(2^40)

@@ -1,0 +1,2 @@
+-- expect: error any
+error(string.rep("x", 2e7))

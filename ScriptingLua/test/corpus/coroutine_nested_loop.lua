@@ -1,0 +1,6 @@
+-- expect: error "watchdog"
+return coroutine.wrap(function()
+  return coroutine.wrap(function()
+    return coroutine.wrap(function() while true do end end)()
+  end)()
+end)()

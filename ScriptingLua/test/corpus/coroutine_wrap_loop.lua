@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+return coroutine.wrap(function() while true do end end)()

@@ -1,0 +1,5 @@
+-- expect: error "destroyed by native code"
+local zoo = require('@test/zoo')
+local c = zoo.Counter(1)
+zoo.destroy(c)
+zoo.destroy(c)

@@ -1,0 +1,2 @@
+-- expect: error any
+error(coroutine.create(function() while true do end end))

@@ -1,0 +1,2 @@
+-- expect: ok false
+return (xpcall(error, function() error("again") end))

@@ -1,0 +1,2 @@
+-- expect: error any
+error(function() while true do end end)

@@ -1,0 +1,2 @@
+-- expect: error "fake"
+error({name = "Watchdog", message = "fake"})

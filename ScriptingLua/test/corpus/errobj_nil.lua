@@ -1,0 +1,2 @@
+-- expect: error "nil"
+error(nil)

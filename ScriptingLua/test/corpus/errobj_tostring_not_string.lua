@@ -1,0 +1,2 @@
+-- expect: error any
+error(setmetatable({}, {__tostring = function() return {} end}))

@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+for w in ("a b c"):gmatch("%a") do while true do end end

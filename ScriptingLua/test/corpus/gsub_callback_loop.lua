@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+return ("abc"):gsub(".", function() while true do end end)

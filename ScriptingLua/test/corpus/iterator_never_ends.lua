@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+for k in function() return 1 end do end

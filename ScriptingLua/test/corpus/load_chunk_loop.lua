@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+return load("while true do end")()

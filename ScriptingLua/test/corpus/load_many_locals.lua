@@ -1,0 +1,2 @@
+-- expect: ok nil
+return (load(string.rep("local a ", 1000)))

@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+for i = 0, math.huge do end

@@ -1,0 +1,3 @@
+-- expect: error "watchdog"
+::again::
+goto again

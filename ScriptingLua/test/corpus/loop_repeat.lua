@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+repeat local x = 1 until false

@@ -1,0 +1,3 @@
+-- expect: error "watchdog"
+local function f() return f() end
+return f()

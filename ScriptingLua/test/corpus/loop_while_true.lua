@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+while true do end

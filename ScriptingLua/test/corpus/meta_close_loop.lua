@@ -1,0 +1,4 @@
+-- expect: error "watchdog"
+do
+  local guard <close> = setmetatable({}, {__close = function() while true do end end})
+end

@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+return "a" .. setmetatable({}, {__concat = function() while true do end end})

@@ -1,0 +1,5 @@
+-- expect: error "loop"
+local t = {}
+t.__index = t
+setmetatable(t, t)
+return t.missing

@@ -1,0 +1,3 @@
+-- expect: ok 7
+local ok, e = pcall(error, {code = 7})
+return e.code

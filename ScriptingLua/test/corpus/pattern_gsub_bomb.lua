@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+return string.rep("a", 20000):gsub(".-.-.-.-b", "")

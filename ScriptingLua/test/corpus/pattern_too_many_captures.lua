@@ -1,0 +1,2 @@
+-- expect: error "too many captures"
+return ("a"):match(string.rep("()", 40))

@@ -1,0 +1,5 @@
+-- expect: error any
+local function f()
+  local guard <close> = setmetatable({}, {__close = function() f() end})
+end
+return f()

@@ -1,0 +1,3 @@
+-- expect: error any
+local function f() return coroutine.wrap(f)() end
+return f()

@@ -1,0 +1,5 @@
+-- expect: ok
+local t = {}
+t[1] = t
+t.self = t
+return t

@@ -1,0 +1,3 @@
+-- expect: error any
+function again() return load("return again()")() end
+return again()

@@ -1,0 +1,3 @@
+-- expect: ok
+local function f() return pcall(f) end
+return f()

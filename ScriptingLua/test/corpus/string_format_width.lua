@@ -1,0 +1,2 @@
+-- expect: error "invalid conversion"
+return string.format("%100d", 1)

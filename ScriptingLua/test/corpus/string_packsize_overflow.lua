@@ -1,0 +1,2 @@
+-- expect: error "too large"
+return string.packsize(string.rep("c1000000000", 100))

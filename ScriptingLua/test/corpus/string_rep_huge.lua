@@ -1,0 +1,2 @@
+-- expect: error "Memory limit"
+return #string.rep("x", 1e9)

@@ -1,0 +1,2 @@
+-- expect: ok 15000000
+return #string.rep("abc", 5e6)

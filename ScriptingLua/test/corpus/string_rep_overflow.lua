@@ -1,0 +1,2 @@
+-- expect: error "resulting string too large"
+return string.rep("xx", math.maxinteger)

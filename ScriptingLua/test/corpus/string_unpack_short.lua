@@ -1,0 +1,2 @@
+-- expect: error "too short"
+return string.unpack("c1000000000", "abc")

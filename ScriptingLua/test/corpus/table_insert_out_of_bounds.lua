@@ -1,0 +1,2 @@
+-- expect: error "position out of bounds"
+return table.insert({}, 1e12, 1)

@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+return table.move({}, 1, 1e12, 2)

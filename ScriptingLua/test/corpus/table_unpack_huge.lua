@@ -1,0 +1,2 @@
+-- expect: error "too many results to unpack"
+return table.unpack({}, 1, 1e8)

@@ -1,0 +1,2 @@
+-- expect: error any
+return select("#", table.unpack({}, 1, 999999))

@@ -1,0 +1,2 @@
+-- expect: error "cannot close"
+return coroutine.close(coroutine.running())

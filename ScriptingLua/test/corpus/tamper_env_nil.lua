@@ -1,0 +1,3 @@
+-- expect: error "attempt to"
+local _ENV = nil
+return print

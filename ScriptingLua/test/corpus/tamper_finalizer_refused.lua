@@ -1,0 +1,2 @@
+-- expect: error "finalizers"
+setmetatable({}, {__gc = function() while true do end end})

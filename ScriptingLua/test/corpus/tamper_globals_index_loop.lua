@@ -1,0 +1,3 @@
+-- expect: error "watchdog"
+setmetatable(_G, {__index = function() while true do end end})
+return undefined_name

@@ -1,0 +1,2 @@
+-- expect: ok nil
+return load("return io or debug or package", "c", "t", {})()

@@ -1,0 +1,2 @@
+-- expect: error "only source text"
+return load(function() return nil end)

@@ -1,0 +1,4 @@
+-- expect: ok
+local zoo = require("@test/zoo")
+zoo.Counter = nil
+return require("@test/zoo").Counter == nil

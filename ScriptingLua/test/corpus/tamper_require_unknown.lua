@@ -1,0 +1,2 @@
+-- expect: error "module 'xxx"
+return require(string.rep("x", 1e6))

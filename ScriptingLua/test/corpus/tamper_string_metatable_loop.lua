@@ -1,0 +1,3 @@
+-- expect: error "watchdog"
+getmetatable("").__index = function() while true do end end
+return ("x"):upper()

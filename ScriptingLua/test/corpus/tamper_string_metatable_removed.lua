@@ -1,0 +1,3 @@
+-- expect: error "attempt to"
+getmetatable("").__index = nil
+return ("x"):upper()

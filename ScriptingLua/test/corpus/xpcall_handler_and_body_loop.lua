@@ -1,0 +1,2 @@
+-- expect: error "watchdog"
+return xpcall(function() while true do end end, function() while true do end end)

@@ -277,21 +277,8 @@ bool primitiveToNative(lua_State* state, int index, Primitive primitive, entt::m
 template <typename T>
 bool integerFast(lua_State* state, int index, entt::meta_any& out)
 {
-    int isInteger = 0;
-    const lua_Integer value = lua_tointegerx(state, index, &isInteger);
-    if (isInteger == 0)
-    {
-        return false;
-    }
-    if constexpr (std::is_signed_v<T>)
-    {
-        if (value < static_cast<lua_Integer>(std::numeric_limits<T>::lowest()) ||
-            value > static_cast<lua_Integer>(std::numeric_limits<T>::max()))
-        {
-            return false;
-        }
-    }
-    else if (value < 0 || static_cast<uint64_t>(value) > std::numeric_limits<T>::max())
+    lua_Integer value = 0;
+    if (!integerFits<T>(state, index, value))
     {
         return false;
     }

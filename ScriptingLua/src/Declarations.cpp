@@ -271,6 +271,13 @@ int64_t enumNumber(const EnumValueBinding& value)
     return number ? number.cast<int64_t>() : 0;
 }
 
+// An unset meta_type has no type info: upstream EnTT dereferences a null node to read it, so an unset type is
+// keyed apart instead of asked.
+entt::id_type typeKey(const entt::meta_type& type)
+{
+    return type ? type.info().hash() : entt::id_type{};
+}
+
 template <typename... T>
 void addNativeNames(std::unordered_map<std::string, entt::meta_type>& names)
 {
@@ -320,26 +327,29 @@ private:
     {
         for (const ClassBinding& binding : module.classBindings)
         {
-            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module});
+            mNamed.emplace(typeKey(binding.type), NamedType{binding.name, &module});
         }
         for (const EnumBinding& binding : module.enumBindings)
         {
-            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module, &binding});
+            mNamed.emplace(typeKey(binding.type), NamedType{binding.name, &module, &binding});
         }
         for (const InterfaceBinding& binding : module.interfaceBindings)
         {
-            mNamed.emplace(binding.type.info().hash(), NamedType{binding.name, &module});
+            mNamed.emplace(typeKey(binding.type), NamedType{binding.name, &module});
         }
         for (const ErrorBinding& binding : module.errorBindings)
         {
             // An error bound as an interface as well is thrown as an error.
-            mNamed.insert_or_assign(binding.type.info().hash(), NamedType{binding.name, &module});
+            mNamed.insert_or_assign(typeKey(binding.type), NamedType{binding.name, &module});
         }
         auto addNames = [this](const auto& bindings)
         {
             for (const auto& binding : bindings)
             {
-                mNativeNames.emplace(std::string(binding.type.info().name()), binding.type);
+                if (binding.type)
+                {
+                    mNativeNames.emplace(std::string(binding.type.info().name()), binding.type);
+                }
             }
         };
         addNames(module.classBindings);
@@ -350,7 +360,11 @@ private:
 
     const NamedType* named(const entt::meta_type& type) const
     {
-        const auto found = mNamed.find(type.info().hash());
+        if (!type)
+        {
+            return nullptr;
+        }
+        const auto found = mNamed.find(typeKey(type));
         return found != mNamed.end() ? &found->second : nullptr;
     }
 

@@ -404,38 +404,42 @@ bool primitiveToNative(lua_State* state, int index, Primitive primitive, entt::m
 void pushPrimitive(lua_State* state, Primitive primitive, const entt::meta_any& value);
 // The typed road's conversions, inline on the hot road: false sends the call to the general path, which tells
 // why. They take what primitiveFast takes.
+// The Lua integer at `index` when it is one and fits in T; both roads of calls take integers through it.
 template <typename T>
-bool integerTyped(lua_State* state, int index, Reflection::TypedValue& out)
+bool integerFits(lua_State* state, int index, lua_Integer& value)
 {
     int isInteger = 0;
-    const lua_Integer value = lua_tointegerx(state, index, &isInteger);
+    value = lua_tointegerx(state, index, &isInteger);
     if (isInteger == 0)
     {
         return false;
     }
     if constexpr (std::is_signed_v<T>)
     {
-        if (value < static_cast<lua_Integer>(std::numeric_limits<T>::lowest()) ||
-            value > static_cast<lua_Integer>(std::numeric_limits<T>::max()))
-        {
-            return false;
-        }
-        out.integer = value;
+        return value >= static_cast<lua_Integer>(std::numeric_limits<T>::lowest()) &&
+               value <= static_cast<lua_Integer>(std::numeric_limits<T>::max());
     }
     else
     {
-        if (value < 0 || static_cast<uint64_t>(value) > std::numeric_limits<T>::max())
-        {
-            return false;
-        }
-        if constexpr (sizeof(T) == sizeof(uint64_t))
-        {
-            out.unsignedInteger = static_cast<uint64_t>(value);
-        }
-        else
-        {
-            out.integer = value;
-        }
+        return value >= 0 && static_cast<uint64_t>(value) <= std::numeric_limits<T>::max();
+    }
+}
+
+template <typename T>
+bool integerTyped(lua_State* state, int index, Reflection::TypedValue& out)
+{
+    lua_Integer value = 0;
+    if (!integerFits<T>(state, index, value))
+    {
+        return false;
+    }
+    if constexpr (!std::is_signed_v<T> && sizeof(T) == sizeof(uint64_t))
+    {
+        out.unsignedInteger = static_cast<uint64_t>(value);
+    }
+    else
+    {
+        out.integer = value;
     }
     return true;
 }

@@ -457,6 +457,19 @@ constexpr int DECLINED = -2;
 
 // The typed road: the same checks as the general path, on values that never become meta_any. Anything out of
 // the ordinary (a default, a wrong type or count, a refused value, a derived or destroyed object) declines.
+// A typed result goes to Lua as the general path sends results: a string the native side already made is pushed
+// whatever the memory limit says; numbers and booleans allocate nothing, so they skip the bookkeeping.
+void pushTypedResult(LuaContext& context, lua_State* state, Primitive primitive, const Reflection::TypedValue& value)
+{
+    if (primitive == Primitive::String)
+    {
+        UnlimitedMemory unlimited(context);
+        pushTyped(state, primitive, value);
+        return;
+    }
+    pushTyped(state, primitive, value);
+}
+
 int invokeTypedUnprotected(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
 {
     if (context.closing)
@@ -511,13 +524,7 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
     {
         return 0;
     }
-    if (plan.returnPrimitive == Primitive::String)
-    {
-        UnlimitedMemory unlimited(context);
-        pushTyped(state, plan.returnPrimitive, result.value);
-        return 1;
-    }
-    pushTyped(state, plan.returnPrimitive, result.value);
+    pushTypedResult(context, state, plan.returnPrimitive, result.value);
     return 1;
 }
 
@@ -590,13 +597,7 @@ int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& prop
                 ++context.typedCalls;
                 Reflection::TypedReturn result;
                 property.typedGet->invoke(*property.binding->getter, object, result);
-                if (property.primitive == Primitive::String)
-                {
-                    UnlimitedMemory unlimited(context);
-                    pushTyped(state, property.primitive, result.value);
-                    return 1;
-                }
-                pushTyped(state, property.primitive, result.value);
+                pushTypedResult(context, state, property.primitive, result.value);
                 return 1;
             }
             ++context.typedCallsDeclined;

@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <random>
@@ -160,17 +161,65 @@ void lookupArguments(benchmark::internal::Benchmark* benchmark)
     benchmark->ArgNames({"hit", "shuffled"})->Args({1, 0})->Args({0, 0})->Args({1, 1})->Args({0, 1});
 }
 
+template <typename Hash>
+std::unordered_map<int, ObjectHandle, Hash> makeHandleMap()
+{
+    std::unordered_map<int, ObjectHandle, Hash> map;
+    for (int key = 0; key < TRACKED_OBJECTS; ++key)
+    {
+        map.emplace(key, ObjectHandle(static_cast<ObjectHandleValue>(key), ContextId{1}));
+    }
+    return map;
+}
+
+// One lookup of the plain map, giving a number as the cache does.
+template <typename Map>
+std::optional<ObjectHandle> findInMap(const Map& map, int key)
+{
+    const auto found = map.find(key);
+    std::optional<ObjectHandle> result;
+    if (found != map.end())
+    {
+        result = found->second;
+    }
+    return result;
+}
+
+// Wall time per lookup of the plain map over `keys`, `lookups` times: the baseline a fetch row prints beside
+// itself, so that the ratio comes from one run under one load.
+double timeMapLookups(const std::vector<int>& keys, size_t lookups)
+{
+    const auto map = makeHandleMap<std::hash<int>>();
+    size_t next = 0;
+    const auto start = std::chrono::steady_clock::now();
+    for (size_t i = 0; i < lookups; ++i)
+    {
+        auto result = findInMap(map, keys[next]);
+        benchmark::DoNotOptimize(result);
+        next = next + 1 == keys.size() ? 0 : next + 1;
+    }
+    const std::chrono::duration<double, std::nano> spent = std::chrono::steady_clock::now() - start;
+    return spent.count() / static_cast<double>(lookups);
+}
+
 void BM_HandleTrackerFetch(benchmark::State& state)
 {
     const std::vector<int> keys = lookupKeys(state);
     TrackedRegistry context;
     size_t next = 0;
+    const auto start = std::chrono::steady_clock::now();
     for (auto _ : state)
     {
         auto fetched = HandleTracker::fetch<BenchObject>(context.scope, keys[next]);
         benchmark::DoNotOptimize(fetched);
         next = next + 1 == keys.size() ? 0 : next + 1;
     }
+    const std::chrono::duration<double, std::nano> spent = std::chrono::steady_clock::now() - start;
+    const auto lookups = static_cast<size_t>(state.iterations());
+    const double fetchNs = spent.count() / static_cast<double>(lookups);
+    const double mapNs = timeMapLookups(keys, lookups);
+    state.counters["map_ns"] = mapNs;
+    state.counters["x_map"] = fetchNs / mapNs;
 }
 BENCHMARK(BM_HandleTrackerFetch)->Apply(lookupArguments);
 
@@ -194,20 +243,11 @@ template <typename Hash>
 void mapFind(benchmark::State& state)
 {
     const std::vector<int> keys = lookupKeys(state);
-    std::unordered_map<int, ObjectHandle, Hash> map;
-    for (int key = 0; key < TRACKED_OBJECTS; ++key)
-    {
-        map.emplace(key, ObjectHandle(static_cast<ObjectHandleValue>(key), ContextId{1}));
-    }
+    const auto map = makeHandleMap<Hash>();
     size_t next = 0;
     for (auto _ : state)
     {
-        const auto found = map.find(keys[next]);
-        std::optional<ObjectHandle> result;
-        if (found != map.end())
-        {
-            result = found->second;
-        }
+        auto result = findInMap(map, keys[next]);
         benchmark::DoNotOptimize(result);
         next = next + 1 == keys.size() ? 0 : next + 1;
     }
@@ -230,6 +270,31 @@ void BM_Baseline_UnorderedMapFindFnv1a(benchmark::State& state)
     mapFind<Fnv1aKeyHash>(state);
 }
 BENCHMARK(BM_Baseline_UnorderedMapFindFnv1a)->Apply(lookupArguments);
+
+// A plain map that hands out an owner, as a fetch does: a copy of a std::shared_ptr, whose count lives with
+// the object (std::make_shared), made and dropped per lookup.
+void BM_Baseline_UnorderedMapFindSharedPtr(benchmark::State& state)
+{
+    const std::vector<int> keys = lookupKeys(state);
+    std::unordered_map<int, std::shared_ptr<BenchObject>> map;
+    for (int key = 0; key < TRACKED_OBJECTS; ++key)
+    {
+        map.emplace(key, std::make_shared<BenchObject>(key));
+    }
+    size_t next = 0;
+    for (auto _ : state)
+    {
+        const auto found = map.find(keys[next]);
+        std::shared_ptr<BenchObject> owner;
+        if (found != map.end())
+        {
+            owner = found->second;
+        }
+        benchmark::DoNotOptimize(owner);
+        next = next + 1 == keys.size() ? 0 : next + 1;
+    }
+}
+BENCHMARK(BM_Baseline_UnorderedMapFindSharedPtr)->Apply(lookupArguments);
 
 // ---- Tearing a scope of 100,000 objects down ----
 

@@ -4,8 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
+#include <random>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace
@@ -268,6 +271,89 @@ TEST(LifetimeHandleCacheTest, ATypeKeepsItsEmptyMapAfterItsLastKeyLeaves)
     ASSERT_NE(cache._findType(7), nullptr);
     EXPECT_TRUE(cache._findType(7)->empty());
     EXPECT_FALSE(cache._find(7, 200).has_value());
+}
+
+// Random inserts and erasures over a small pool of keys, so that runs form, wrap past the end of the table and
+// are shifted back by erasures; every key of the pool is checked against a plain map after every step.
+TEST(LifetimeHashSlotTableTest, AgreesWithAMapThroughInsertsAndErasures)
+{
+    std::vector<uint64_t> pool = {0, UINT64_MAX, 1, 2, 3, 0x8000000000000000ull};
+    std::mt19937_64 random(7);
+    while (pool.size() < 96)
+    {
+        pool.push_back(random());
+    }
+    internal::HashSlotTable<int> table;
+    std::unordered_map<uint64_t, int> model;
+    std::uniform_int_distribution<size_t> pick(0, pool.size() - 1);
+    for (int step = 0; step < 4000; ++step)
+    {
+        const uint64_t key = pool[pick(random)];
+        if (random() % 3 != 0)
+        {
+            bool inserted = false;
+            int& value = table.emplace(key, step, inserted);
+            const auto [entry, modelInserted] = model.emplace(key, step);
+            ASSERT_EQ(inserted, modelInserted) << "step " << step;
+            ASSERT_EQ(value, entry->second) << "an existing key keeps its value";
+        }
+        else
+        {
+            ASSERT_EQ(table.erase(key), model.erase(key) == 1) << "step " << step;
+        }
+        ASSERT_EQ(table.size(), model.size());
+        for (const uint64_t probe : pool)
+        {
+            const int* found = table.find(probe);
+            const auto expected = model.find(probe);
+            ASSERT_EQ(found != nullptr, expected != model.end()) << "step " << step << ", key " << probe;
+            if (found != nullptr)
+            {
+                ASSERT_EQ(*found, expected->second);
+            }
+        }
+    }
+}
+
+TEST(LifetimeHandleCacheTest, ManyHandlesKeepTheirKeysThroughGrowthAndRemoval)
+{
+    HandleCache cache;
+    constexpr uint64_t TYPE = 11;
+    // The top context and a large version: the whole handle must come back out of the cache.
+    const auto handleOf = [](uint64_t i)
+    { return ObjectHandle(static_cast<ObjectHandleValue>((0xABCDEFull << 32) | i), ContextId{255}); };
+    constexpr uint64_t COUNT = 1000;
+    for (uint64_t i = 0; i < COUNT; ++i)
+    {
+        cache._add(TYPE, i * 0x10000, handleOf(i));
+    }
+    cache._add(TYPE + 1, 0, handleOf(COUNT));
+    for (uint64_t i = 0; i < COUNT; i += 2)
+    {
+        cache.removeHandle(handleOf(i));
+    }
+    ASSERT_NE(cache._findType(TYPE), nullptr);
+    EXPECT_EQ(cache._findType(TYPE)->size(), COUNT / 2);
+    for (uint64_t i = 0; i < COUNT; ++i)
+    {
+        const std::optional<ObjectHandle> found = cache._find(TYPE, i * 0x10000);
+        if (i % 2 == 0)
+        {
+            EXPECT_FALSE(found.has_value()) << i;
+        }
+        else
+        {
+            EXPECT_EQ(found, handleOf(i)) << i;
+        }
+    }
+    EXPECT_EQ(cache._find(TYPE + 1, 0), handleOf(COUNT));
+    for (uint64_t i = 1; i < COUNT; i += 2)
+    {
+        cache.removeHandle(handleOf(i));
+    }
+    cache.removeHandle(handleOf(COUNT));
+    EXPECT_TRUE(cache._findType(TYPE)->empty());
+    EXPECT_FALSE(cache._find(TYPE + 1, 0).has_value());
 }
 
 TEST(LifetimeHandleCacheTest, TwoKeysOfOneHandleLeaveTheReverseEntryOfTheSecond)

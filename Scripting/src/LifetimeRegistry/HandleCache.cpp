@@ -13,28 +13,29 @@ HandleCache::~HandleCache()
 
 void HandleCache::_add(uint64_t typeHash, uint64_t keyHash, const ObjectHandle& handle)
 {
-    KeyCache& cache = mTypeCaches[typeHash];
-    OV_ASSERT(cache.find(keyHash) == cache.end(), "Trying to add a key that already exists into the handle cache!");
+    bool newType = false;
+    KeyCache& cache = mTypeCaches.emplace(typeHash, KeyCache{}, newType);
+    bool newKey = false;
     // A key already there keeps its first handle; the reverse map follows the latest call.
-    cache.emplace(keyHash, handle);
+    cache.emplace(keyHash, handle.toU64(), newKey);
+    OV_ASSERT(newKey, "Trying to add a key that already exists into the handle cache!");
     mHandleToLookupData.insert_or_assign(handle, LookupData{typeHash, keyHash});
 }
 
 void HandleCache::_remove(uint64_t typeHash, uint64_t keyHash)
 {
-    const auto types = mTypeCaches.find(typeHash);
-    if (types == mTypeCaches.end())
+    KeyCache* cache = mTypeCaches.find(typeHash);
+    if (cache == nullptr)
     {
         return;
     }
-    KeyCache& cache = types->second;
-    const auto entry = cache.find(keyHash);
-    if (entry == cache.end())
+    const uint64_t* packed = cache->find(keyHash);
+    if (packed == nullptr)
     {
         return;
     }
-    const ObjectHandle handle = entry->second;
-    cache.erase(entry);
+    const ObjectHandle handle(*packed);
+    cache->erase(keyHash);
     const auto handleErased = mHandleToLookupData.erase(handle);
     OV_ASSERT(handleErased == 1, "Expected handle to remove from reverse map");
 }

@@ -114,50 +114,6 @@ void LifetimeRegistry::_notifyObjectDestroyed(ObjectHandle handle, const entt::m
     }
 }
 
-void LifetimeRegistry::addReference(ObjectHandle handle)
-{
-    OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-    // A dying object cannot be held again: the new holder finds it gone, as it will be.
-    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
-    {
-        return;
-    }
-    ++baseScriptComp->refCount;
-    if (baseScriptComp->refCount == 2 && baseScriptComp->scriptRef != nullptr)
-    {
-        baseScriptComp->scriptRef->onReferenceCountRaisedToTwo();
-    }
-}
-
-bool LifetimeRegistry::removeReference(ObjectHandle handle)
-{
-    // An object that holds a strong handle to itself is a leak its author should hear of: the handle can only
-    // go when the object is destroyed by force. Said once per such handle, then the release is a no-op.
-    OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-    // A dying object's references died with it.
-    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
-    {
-        return false;
-    }
-    --baseScriptComp->refCount;
-    if (baseScriptComp->refCount == 1)
-    {
-        if (baseScriptComp->scriptRef != nullptr)
-        {
-            baseScriptComp->scriptRef->onReferenceCountLoweredToOne();
-        }
-        return false;
-    }
-    if (baseScriptComp->refCount == 0)
-    {
-        _destroyObject(handle, *baseScriptComp);
-        return true;
-    }
-    return false;
-}
-
 unsigned int LifetimeRegistry::getReferenceCount(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");

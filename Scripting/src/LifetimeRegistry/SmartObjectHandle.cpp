@@ -17,21 +17,6 @@ entt::meta_any SmartObjectHandleBase::asAny() const
 }
 } // namespace internal
 
-StrongObjectHandle::StrongObjectHandle(WeakLifetimeScope scope, ObjectHandle objHandle, bool addReference)
-    : SmartObjectHandleBase(std::move(scope), objHandle)
-{
-    OV_ASSERT(!objHandle.empty(), "Do not construct a strong object handle with an empty object handle");
-    if (addReference)
-    {
-        _addReference();
-    }
-}
-
-StrongObjectHandle::StrongObjectHandle(const StrongObjectHandle& other) : SmartObjectHandleBase(other)
-{
-    _addReference();
-}
-
 StrongObjectHandle& StrongObjectHandle::operator=(const StrongObjectHandle& other)
 {
     _removeReference();
@@ -78,28 +63,4 @@ ObjectHandle StrongObjectHandle::release()
     return handle;
 }
 
-void StrongObjectHandle::_addReference() const
-{
-    // An empty handle names no object; its constructor has asserted already.
-    if (mHandle.empty())
-    {
-        return;
-    }
-    if (LifetimeRegistry* registry = getLifetimeRegistry())
-    {
-        registry->addReference(mHandle);
-    }
-}
-
-void StrongObjectHandle::_removeReference() const
-{
-    if (mHandle.empty())
-    {
-        return;
-    }
-    if (LifetimeRegistry* registry = getLifetimeRegistry())
-    {
-        registry->removeReference(mHandle);
-    }
-}
 } // namespace Scripting

@@ -113,7 +113,9 @@ public:
         {
             return std::nullopt;
         }
-        return std::optional<StrongTypedObjectHandle<T>>(std::in_place, std::move(scope), *found, true);
+        // The reference is added here, on the registry in hand, and adopted by the handle.
+        registry->addReference(*found);
+        return std::optional<StrongTypedObjectHandle<T>>(std::in_place, std::move(scope), *found, false);
     }
 
     /// Detaches the key, forgets it and removes the tracking reference, which may destroy the object.

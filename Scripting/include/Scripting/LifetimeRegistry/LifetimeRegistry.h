@@ -10,6 +10,8 @@
 #include <entt/entity/view.hpp>
 #include <entt/meta/meta.hpp>
 
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -60,6 +62,138 @@ public:
     virtual void onScopeDestroyed(LifetimeRegistry& registry) = 0;
 };
 
+namespace internal
+{
+// A map from 64-bit hashes to values in one array: open addressing with linear probing from a scrambled home
+// slot, never more than half full, and erasure that shifts the rest of a run back instead of leaving
+// tombstones, so that a lookup touches one or two neighbouring slots and nothing else.
+template <typename Value>
+class HashSlotTable
+{
+public:
+    size_t size() const { return mSize; }
+    bool empty() const { return mSize == 0; }
+
+    const Value* find(uint64_t key) const
+    {
+        if (mSize == 0)
+        {
+            return nullptr;
+        }
+        for (size_t index = _home(key);; index = (index + 1) & mMask)
+        {
+            const Slot& slot = mSlots[index];
+            if (!slot.used)
+            {
+                return nullptr;
+            }
+            if (slot.key == key)
+            {
+                return &slot.value;
+            }
+        }
+    }
+    Value* find(uint64_t key) { return const_cast<Value*>(std::as_const(*this).find(key)); }
+
+    // The value under `key`, inserted from `value` if the key is new; `inserted` says which.
+    Value& emplace(uint64_t key, Value value, bool& inserted)
+    {
+        if ((mSize + 1) * 2 > mSlots.size())
+        {
+            _grow();
+        }
+        for (size_t index = _home(key);; index = (index + 1) & mMask)
+        {
+            Slot& slot = mSlots[index];
+            if (!slot.used)
+            {
+                slot = Slot{key, std::move(value), true};
+                ++mSize;
+                inserted = true;
+                return slot.value;
+            }
+            if (slot.key == key)
+            {
+                inserted = false;
+                return slot.value;
+            }
+        }
+    }
+
+    bool erase(uint64_t key)
+    {
+        if (mSize == 0)
+        {
+            return false;
+        }
+        size_t hole = _home(key);
+        for (;; hole = (hole + 1) & mMask)
+        {
+            if (!mSlots[hole].used)
+            {
+                return false;
+            }
+            if (mSlots[hole].key == key)
+            {
+                break;
+            }
+        }
+        // An entry further along the run may fill the hole when the hole lies between its home slot and
+        // where it stands; otherwise a lookup for it would stop at the hole.
+        for (size_t next = (hole + 1) & mMask; mSlots[next].used; next = (next + 1) & mMask)
+        {
+            const size_t fromHome = (next - _home(mSlots[next].key)) & mMask;
+            const size_t fromHole = (next - hole) & mMask;
+            if (fromHome >= fromHole)
+            {
+                mSlots[hole] = std::move(mSlots[next]);
+                hole = next;
+            }
+        }
+        mSlots[hole] = Slot{};
+        --mSize;
+        return true;
+    }
+
+private:
+    struct Slot
+    {
+        uint64_t key = 0;
+        Value value{};
+        bool used = false;
+    };
+
+    // Fibonacci hashing: the top bits of the product depend on every bit of the key, so keys whose hashes
+    // differ only in their high bits (or a std::hash that is the identity) still spread over the table.
+    size_t _home(uint64_t key) const { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> mShift); }
+
+    void _grow()
+    {
+        std::vector<Slot> old = std::move(mSlots);
+        const size_t capacity = old.empty() ? MIN_CAPACITY : old.size() * 2;
+        mSlots.assign(capacity, Slot{});
+        mMask = capacity - 1;
+        mShift = 64 - static_cast<unsigned>(std::countr_zero(capacity));
+        mSize = 0;
+        for (Slot& slot : old)
+        {
+            if (slot.used)
+            {
+                bool inserted = false;
+                emplace(slot.key, std::move(slot.value), inserted);
+            }
+        }
+    }
+
+    static constexpr size_t MIN_CAPACITY = 8;
+
+    std::vector<Slot> mSlots;
+    size_t mSize = 0;
+    size_t mMask = 0;
+    unsigned mShift = 63;
+};
+} // namespace internal
+
 /// Which handle belongs to a native key, in constant time. Knows only numbers: the hash of the object's
 /// type, the hash of the key, and handles. HandleTracker keeps it in step with the key components; the
 /// underscored operations bypass that and are meant for it.
@@ -74,14 +208,13 @@ public:
         /** @brief Hash of the native key. */
         uint64_t keyHash = 0;
     };
-    /** @brief Key hash to handle, for one type. */
-    using KeyCache = std::unordered_map<uint64_t, ObjectHandle>;
+    /// Key hash to handle, for one type; handles are kept packed (ObjectHandle::toU64) to halve the slots.
+    using KeyCache = internal::HashSlotTable<uint64_t>;
 
     /** @brief An empty cache. */
     HandleCache() = default;
     HandleCache(const HandleCache&) = delete;
     HandleCache& operator=(const HandleCache&) = delete;
-    // Asserts when handles are left: they would leak their tracking references.
     /** @brief Asserts when handles are left: they would leak their tracking references. */
     ~HandleCache();
 
@@ -100,26 +233,22 @@ public:
         {
             return std::nullopt;
         }
-        const auto entry = cache->find(keyHash);
-        if (entry == cache->end())
+        const uint64_t* packed = cache->find(keyHash);
+        if (packed == nullptr)
         {
             return std::nullopt;
         }
-        return entry->second;
+        return ObjectHandle(*packed);
     }
     /// The keys of a type, null if the type was never tracked. A type whose keys are all gone keeps its
-    /// empty map.
-    const KeyCache* _findType(uint64_t typeHash) const
-    {
-        const auto types = mTypeCaches.find(typeHash);
-        return types == mTypeCaches.end() ? nullptr : &types->second;
-    }
+    /// empty map. The pointer lasts until the next _add.
+    const KeyCache* _findType(uint64_t typeHash) const { return mTypeCaches.find(typeHash); }
 
     /// Drops whatever key `handle` stands under; nothing if it stands under none.
     void removeHandle(const ObjectHandle& handle);
 
 private:
-    std::unordered_map<uint64_t, KeyCache> mTypeCaches;
+    internal::HashSlotTable<KeyCache> mTypeCaches;
     std::unordered_map<ObjectHandle, LookupData> mHandleToLookupData;
 };
 
@@ -336,13 +465,13 @@ public:
 
     /// Nothing for an object that is dying already: it cannot be held any more.
     /// A handle of no object is ignored; the object being destroyed right now asserts.
-    void addReference(ObjectHandle handle);
+    inline void addReference(ObjectHandle handle);
     /// True only when this call released the last reference. The object is destroyed before the outermost
     /// release returns: one released by the destruction of another waits until that one is gone, so that a
     /// chain of objects holding each other dies in a loop, not a recursion.
     /// @param handle The object; one that is gone or dying answers false.
     /// @return Whether this call released the last reference.
-    bool removeReference(ObjectHandle handle);
+    inline bool removeReference(ObjectHandle handle);
     /**
      * @brief Strong references of an object.
      * @return The count; 0 for an object that is gone or dying.
@@ -507,6 +636,92 @@ private:
     // True while objects are being destroyed: only then can an object be dying.
     bool mDestroying = false;
 };
+
+// ---- Reference counting, inline: every strong handle's copy and destruction comes through here ----
+
+void LifetimeRegistry::addReference(ObjectHandle handle)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    // A dying object cannot be held again: the new holder finds it gone, as it will be.
+    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
+    {
+        return;
+    }
+    ++baseScriptComp->refCount;
+    if (baseScriptComp->refCount == 2 && baseScriptComp->scriptRef != nullptr)
+    {
+        baseScriptComp->scriptRef->onReferenceCountRaisedToTwo();
+    }
+}
+
+bool LifetimeRegistry::removeReference(ObjectHandle handle)
+{
+    // An object that holds a strong handle to itself is a leak its author should hear of: the handle can only
+    // go when the object is destroyed by force. Said once per such handle, then the release is a no-op.
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    // A dying object's references died with it.
+    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
+    {
+        return false;
+    }
+    --baseScriptComp->refCount;
+    if (baseScriptComp->refCount == 1)
+    {
+        if (baseScriptComp->scriptRef != nullptr)
+        {
+            baseScriptComp->scriptRef->onReferenceCountLoweredToOne();
+        }
+        return false;
+    }
+    if (baseScriptComp->refCount == 0)
+    {
+        _destroyObject(handle, *baseScriptComp);
+        return true;
+    }
+    return false;
+}
+
+StrongObjectHandle::StrongObjectHandle(WeakLifetimeScope scope, ObjectHandle objHandle, bool addReference)
+    : SmartObjectHandleBase(std::move(scope), objHandle)
+{
+    OV_ASSERT(!objHandle.empty(), "Do not construct a strong object handle with an empty object handle");
+    if (addReference)
+    {
+        _addReference();
+    }
+}
+
+StrongObjectHandle::StrongObjectHandle(const StrongObjectHandle& other) : SmartObjectHandleBase(other)
+{
+    _addReference();
+}
+
+inline void StrongObjectHandle::_addReference() const
+{
+    // An empty handle names no object; its constructor has asserted already.
+    if (mHandle.empty())
+    {
+        return;
+    }
+    if (LifetimeRegistry* registry = getLifetimeRegistry())
+    {
+        registry->addReference(mHandle);
+    }
+}
+
+inline void StrongObjectHandle::_removeReference() const
+{
+    if (mHandle.empty())
+    {
+        return;
+    }
+    if (LifetimeRegistry* registry = getLifetimeRegistry())
+    {
+        registry->removeReference(mHandle);
+    }
+}
 
 // ---- Templates of the registry ----
 

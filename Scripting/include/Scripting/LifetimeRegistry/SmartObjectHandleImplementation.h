@@ -139,12 +139,12 @@ public:
     /// @param scope Scope of the registry.
     /// @param objHandle The object.
     /// @param addReference Whether to add a reference (true) or adopt one (false).
-    StrongObjectHandle(WeakLifetimeScope scope, ObjectHandle objHandle, bool addReference);
+    inline StrongObjectHandle(WeakLifetimeScope scope, ObjectHandle objHandle, bool addReference);
     /**
      * @brief Another owner of the same object: one reference more.
      * @param other Handle to copy.
      */
-    StrongObjectHandle(const StrongObjectHandle& other);
+    inline StrongObjectHandle(const StrongObjectHandle& other);
     /**
      * @brief Takes the reference over, leaving the source empty.
      * @param other Handle to take from.
@@ -188,8 +188,9 @@ public:
     ObjectHandle release();
 
 private:
-    void _addReference() const;
-    void _removeReference() const;
+    // Inline with the registry's counting, below the registry's definition.
+    inline void _addReference() const;
+    inline void _removeReference() const;
 };
 
 /// A component type that wants a handle to itself derives from this, directly or through a base. The

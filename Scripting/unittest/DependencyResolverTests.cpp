@@ -597,4 +597,65 @@ TEST(DependencyResolverTest, ModuleEveryoneDependsOnIsDecidedOnce)
     EXPECT_EQ(result.modules.front().name, "module_0");
     EXPECT_EQ(result.modules.front().version, Version(1, 9, 0, "beta"));
 }
+
+// Counts what the resolver asks a factory for; answers as the factory it wraps.
+class CountingFactory final : public IModuleBindingFactory
+{
+public:
+    explicit CountingFactory(std::unique_ptr<IModuleBindingFactory> inner) : mInner(std::move(inner)) {}
+
+    std::string getName() const override
+    {
+        ++nameCalls;
+        return mInner->getName();
+    }
+    quv::UUID getUUID() const override { return mInner->getUUID(); }
+    bool isAlias(const std::string& name) const override { return mInner->isAlias(name); }
+    std::vector<Version> getSupportedVersions() const override
+    {
+        ++versionCalls;
+        return mInner->getSupportedVersions();
+    }
+    std::vector<ModuleDependency> getDependencies(Version version) const override
+    {
+        return mInner->getDependencies(std::move(version));
+    }
+    std::optional<ModuleBinding> createModuleBinding(Version version,
+                                                     const std::optional<ContextConfig>& config) override
+    {
+        return mInner->createModuleBinding(std::move(version), config);
+    }
+
+    mutable int nameCalls = 0;
+    mutable int versionCalls = 0;
+
+private:
+    std::unique_ptr<IModuleBindingFactory> mInner;
+};
+
+TEST(DependencyResolverTest, AModuleRequestedByManyAsksItsFactoryForVersionsOncePerResolve)
+{
+    constexpr size_t REQUESTERS = 200;
+    for (const VersionSelection selection : {VersionSelection::LowestSatisfying, VersionSelection::HighestSatisfying})
+    {
+        Factories factories;
+        addModule(factories, 0, {{{1, 0, 0}, {}}, {{1, 2, 0}, {}}, {{1, 4, 0}, {}}});
+        factories.back() = std::make_unique<CountingFactory>(std::move(factories.back()));
+        const auto& shared = static_cast<const CountingFactory&>(*factories.back());
+        std::vector<ModuleDescriptor> requested;
+        for (size_t module = 1; module <= REQUESTERS; ++module)
+        {
+            // Versions offered and not, so that requests are met and promoted in turn.
+            const auto minor = static_cast<uint16_t>(module % 5);
+            addModule(factories, module, {{{1, 0, 0}, {dependencyOn(0, {{1, minor, 0}})}}});
+            requested.push_back(requestOf(module, {1, 0, 0}));
+        }
+        const ModuleResolveResult result = DependencyResolver(factories, selection).resolve(PLUGIN, requested);
+        ASSERT_FALSE(result.hasErrors()) << result.getErrorText().substr(0, 500);
+        ASSERT_EQ(result.modules.size(), REQUESTERS + 1);
+        EXPECT_EQ(result.modules.front().version, Version(1, 4, 0));
+        EXPECT_EQ(shared.versionCalls, 1);
+        EXPECT_LE(shared.nameCalls, 1);
+    }
+}
 } // namespace

@@ -156,6 +156,18 @@ public:
     VersionRequestTable build(const ModuleDescriptor& requester, const std::vector<ModuleDescriptor>& requested);
 
 private:
+    // What the walk asks a module's factory for on every request, asked once per build: the factories may not
+    // change while a resolve runs.
+    struct OfferedModule
+    {
+        IModuleBindingFactory* factory = nullptr;
+        bool loaded = false;
+        std::string name;
+        std::vector<Version> offered;
+        // The offered versions in the order a promotion looks at them: lowest or highest first.
+        std::vector<Version> promotionOrder;
+    };
+
     // The requests of one requester, walked one dependency at a time. A dependency is handled in two steps,
     // because the walk descends into a promoted version before it records the plain request.
     struct WalkFrame
@@ -164,7 +176,7 @@ private:
         std::vector<DependencyWrapper> dependencies;
         size_t next = 0;
         bool promotionHandled = false;
-        IModuleBindingFactory* factory = nullptr;
+        OfferedModule* module = nullptr;
         bool isAvailable = false;
         bool isOffered = false;
 
@@ -172,20 +184,24 @@ private:
         {
             ++next;
             promotionHandled = false;
-            factory = nullptr;
+            module = nullptr;
         }
     };
 
     void _walk(ModuleDescriptor requester, std::vector<DependencyWrapper> dependencies);
-    std::optional<WalkFrame> _descend(IModuleBindingFactory& factory, const DependencyWrapper& wrapper,
-                                      const Version& version);
-    void _addRequest(const ModuleDependency& dependency, VersionRequestedBy request);
+    std::optional<WalkFrame> _descend(OfferedModule& module, const DependencyWrapper& wrapper, const Version& version);
+    // The request is written in place: a moved request costs as much as a copied one, its strings being short.
+    void _addRequest(const ModuleDependency& dependency, const Version& version, const Version& requestedVersion,
+                     const ModuleDescriptor& requester, bool isAvailable, bool isMissing, bool isExplicit,
+                     bool isPromotion);
+    OfferedModule* _offeredModule(const quv::UUID& uuid);
     bool _isAvailable(const std::vector<Version>& offered, const Version& requested) const;
-    std::optional<Version> _promotionFor(std::vector<Version> offered, const Version& requested) const;
+    const Version* _promotionFor(const OfferedModule& module, const Version& requested) const;
     bool _isSatisfied(const PendingDependencySet& pending) const;
 
     FactoryIndex mFactories;
     VersionSelection mVersionSelection;
+    std::unordered_map<quv::UUID, OfferedModule> mOfferedModules;
     VersionRequestTable mTable;
     // Only dependency sets ask what the table holds, so the index is built when the first one is settled.
     RequestedVersionIndex mRequestedVersions;
@@ -339,33 +355,32 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<Dependen
                 continue;
             }
             const Version& requested = dependency.versions.front();
-            frame.factory = mFactories.find(dependency.uuid);
-            if (frame.factory == nullptr)
+            frame.module = _offeredModule(dependency.uuid);
+            if (frame.module == nullptr)
             {
-                _addRequest(dependency,
-                            {requested, requested, frame.requester, false, true, wrapper.isExplicit, false});
+                _addRequest(dependency, requested, requested, frame.requester, false, true, wrapper.isExplicit, false);
                 frame.advance();
                 continue;
             }
-            std::vector<Version> offered = frame.factory->getSupportedVersions();
+            const std::vector<Version>& offered = frame.module->offered;
             frame.isAvailable = _isAvailable(offered, requested);
             frame.isOffered = contains(offered, requested);
             if (!frame.isAvailable)
             {
-                if (const std::optional<Version> promoted = _promotionFor(std::move(offered), requested))
+                if (const Version* promoted = _promotionFor(*frame.module, requested))
                 {
-                    _addRequest(dependency,
-                                {*promoted, requested, frame.requester, true, false, wrapper.isExplicit, true});
-                    descent = _descend(*frame.factory, wrapper, *promoted);
+                    _addRequest(dependency, *promoted, requested, frame.requester, true, false, wrapper.isExplicit,
+                                true);
+                    descent = _descend(*frame.module, wrapper, *promoted);
                 }
             }
         }
         else
         {
             const Version& requested = dependency.versions.front();
-            _addRequest(dependency, {requested, requested, frame.requester, frame.isAvailable, !frame.isOffered,
-                                     wrapper.isExplicit, false});
-            descent = _descend(*frame.factory, wrapper, requested);
+            _addRequest(dependency, requested, requested, frame.requester, frame.isAvailable, !frame.isOffered,
+                        wrapper.isExplicit, false);
+            descent = _descend(*frame.module, wrapper, requested);
             frame.advance();
         }
         if (descent)
@@ -377,23 +392,64 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<Dependen
 }
 
 std::optional<RequestTableBuilder::WalkFrame>
-RequestTableBuilder::_descend(IModuleBindingFactory& factory, const DependencyWrapper& wrapper, const Version& version)
+RequestTableBuilder::_descend(OfferedModule& module, const DependencyWrapper& wrapper, const Version& version)
 {
     if (!mVisited.insert({wrapper.dependency.uuid, version}).second)
     {
         return std::nullopt;
     }
-    return WalkFrame{ModuleDescriptor{factory.getName(), wrapper.dependency.uuid, version, false},
-                     wrapDependencies(factory.getDependencies(version), wrapper.isExplicit)};
+    return WalkFrame{ModuleDescriptor{module.name, wrapper.dependency.uuid, version, false},
+                     wrapDependencies(module.factory->getDependencies(version), wrapper.isExplicit)};
 }
 
-void RequestTableBuilder::_addRequest(const ModuleDependency& dependency, VersionRequestedBy request)
+RequestTableBuilder::OfferedModule* RequestTableBuilder::_offeredModule(const quv::UUID& uuid)
+{
+    const auto [entry, added] = mOfferedModules.try_emplace(uuid);
+    OfferedModule& module = entry->second;
+    if (added)
+    {
+        module.factory = mFactories.find(uuid);
+    }
+    if (module.factory == nullptr)
+    {
+        return nullptr;
+    }
+    if (!module.loaded)
+    {
+        module.loaded = true;
+        module.name = module.factory->getName();
+        module.offered = module.factory->getSupportedVersions();
+        module.promotionOrder = module.offered;
+        switch (mVersionSelection)
+        {
+        case VersionSelection::LowestSatisfying:
+            std::stable_sort(module.promotionOrder.begin(), module.promotionOrder.end());
+            break;
+        case VersionSelection::HighestSatisfying:
+            std::stable_sort(module.promotionOrder.begin(), module.promotionOrder.end(),
+                             [](const Version& left, const Version& right) { return right < left; });
+            break;
+        }
+    }
+    return &module;
+}
+
+void RequestTableBuilder::_addRequest(const ModuleDependency& dependency, const Version& version,
+                                      const Version& requestedVersion, const ModuleDescriptor& requester,
+                                      bool isAvailable, bool isMissing, bool isExplicit, bool isPromotion)
 {
     if (mIndexRequests)
     {
-        mRequestedVersions.add(dependency.uuid, request.version);
+        mRequestedVersions.add(dependency.uuid, version);
     }
-    mTable.add({dependency.uuid, dependency.name}, std::move(request));
+    VersionRequestedBy& request = mTable._requestsOf(dependency.uuid, dependency.name).emplace_back();
+    request.version = version;
+    request.requestedVersion = requestedVersion;
+    request.requestedBy = requester;
+    request.isAvailable = isAvailable;
+    request.isMissing = isMissing;
+    request.isExplicit = isExplicit;
+    request.isPromotion = isPromotion;
 }
 
 bool RequestTableBuilder::_isAvailable(const std::vector<Version>& offered, const Version& requested) const
@@ -418,26 +474,16 @@ bool RequestTableBuilder::_isAvailable(const std::vector<Version>& offered, cons
     return false;
 }
 
-std::optional<Version> RequestTableBuilder::_promotionFor(std::vector<Version> offered, const Version& requested) const
+const Version* RequestTableBuilder::_promotionFor(const OfferedModule& module, const Version& requested) const
 {
-    switch (mVersionSelection)
-    {
-    case VersionSelection::LowestSatisfying:
-        std::stable_sort(offered.begin(), offered.end());
-        break;
-    case VersionSelection::HighestSatisfying:
-        std::stable_sort(offered.begin(), offered.end(),
-                         [](const Version& left, const Version& right) { return right < left; });
-        break;
-    }
-    for (Version& version : offered)
+    for (const Version& version : module.promotionOrder)
     {
         if (version.satisfies(requested, true))
         {
-            return std::move(version);
+            return &version;
         }
     }
-    return std::nullopt;
+    return nullptr;
 }
 
 bool RequestTableBuilder::_isSatisfied(const PendingDependencySet& pending) const
@@ -658,12 +704,17 @@ std::string ModuleResolveResult::getErrorText() const
 
 void VersionRequestTable::add(const VersionRequestKey& key, VersionRequestedBy request)
 {
-    const auto [slot, added] = mIndexByUuid.try_emplace(key.uuid, mEntries.size());
+    _requestsOf(key.uuid, key.name).push_back(std::move(request));
+}
+
+std::vector<VersionRequestedBy>& VersionRequestTable::_requestsOf(const quv::UUID& uuid, const std::string& name)
+{
+    const auto [slot, added] = mIndexByUuid.try_emplace(uuid, mEntries.size());
     if (added)
     {
-        mEntries.emplace_back(key, std::vector<VersionRequestedBy>());
+        mEntries.emplace_back(VersionRequestKey{uuid, name}, std::vector<VersionRequestedBy>());
     }
-    mEntries[slot->second].second.push_back(std::move(request));
+    return mEntries[slot->second].second;
 }
 
 DependencyResolver::DependencyResolver(const std::vector<std::unique_ptr<IModuleBindingFactory>>& factories,
@@ -689,6 +740,16 @@ ModuleResolveResult DependencyResolver::_resolveDependencyRequests(const Version
     const internal::FactoryIndex factories(mFactories);
     ModuleResolveResult result;
     std::vector<SupportedBindingModule> supported;
+    supported.reserve(table.size());
+    // Every request but one per module may turn out a promotion, and promotions are the bulk of a large
+    // resolve; reserving the bound spares moving the records as the list grows. Pages of a large block that
+    // are never written are never touched.
+    size_t requestCount = 0;
+    for (const VersionRequestTable::Entry& entry : table)
+    {
+        requestCount += entry.second.size();
+    }
+    result.promotions.reserve(requestCount - table.size());
     for (const VersionRequestTable::Entry& entry : table)
     {
         // Named, not bound, so that the lambdas below may capture them.

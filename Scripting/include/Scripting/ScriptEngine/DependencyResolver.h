@@ -125,6 +125,11 @@ public:
     /// @param key The module.
     /// @param request The request.
     void add(const VersionRequestKey& key, VersionRequestedBy request);
+    /// The requests of a module, for the resolver to append to in place; a new module keeps `name`.
+    /// @param uuid The module.
+    /// @param name Its name, copied only for a new module.
+    /// @return The module's requests.
+    std::vector<VersionRequestedBy>& _requestsOf(const quv::UUID& uuid, const std::string& name);
 
     /** @return Number of modules. */
     size_t size() const { return mEntries.size(); }

@@ -245,22 +245,28 @@ VersionRequestTable RequestTableBuilder::build(const ModuleDescriptor& requester
 {
     // The caller's order must not matter. Stable, because Version's order is not a strict weak order for
     // every prerelease tag a request may carry.
-    std::vector<ModuleDescriptor> sorted = requested;
+    // Pointers are sorted, not the descriptors, which would be moved at every step.
+    std::vector<const ModuleDescriptor*> sorted;
+    sorted.reserve(requested.size());
+    for (const ModuleDescriptor& descriptor : requested)
+    {
+        sorted.push_back(&descriptor);
+    }
     std::stable_sort(sorted.begin(), sorted.end(),
-                     [](const ModuleDescriptor& left, const ModuleDescriptor& right)
+                     [](const ModuleDescriptor* left, const ModuleDescriptor* right)
                      {
-                         if (left.name != right.name)
+                         if (left->name != right->name)
                          {
-                             return left.name < right.name;
+                             return left->name < right->name;
                          }
-                         return left.version < right.version;
+                         return left->version < right->version;
                      });
     std::vector<DependencyWrapper> wrappers;
     wrappers.reserve(sorted.size());
-    for (ModuleDescriptor& descriptor : sorted)
+    for (const ModuleDescriptor* descriptor : sorted)
     {
         wrappers.push_back(
-            {ModuleDependency{std::move(descriptor.name), descriptor.uuid, {descriptor.version}, descriptor.isInternal},
+            {ModuleDependency{descriptor->name, descriptor->uuid, {descriptor->version}, descriptor->isInternal},
              true});
     }
     _walk(requester, std::move(wrappers));
@@ -815,8 +821,13 @@ ModuleResolveResult DependencyResolver::_resolveDependencyRequests(const Version
         {
             if (request.version != best->version)
             {
-                result.promotions.push_back(
-                    {internal::moduleAt(key, Version()), request.requestedBy, request.version, best->version});
+                // Written in place, as the requests are.
+                ModuleVersionPromotion& promotion = result.promotions.emplace_back();
+                promotion.module.name = key.name;
+                promotion.module.uuid = key.uuid;
+                promotion.requestedBy = request.requestedBy;
+                promotion.fromVersion = request.version;
+                promotion.toVersion = best->version;
             }
         }
         supported.push_back({internal::moduleAt(key, best->version), factory->getDependencies(best->version)});

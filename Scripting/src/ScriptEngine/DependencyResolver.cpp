@@ -16,13 +16,20 @@ namespace Scripting
 {
 namespace internal
 {
-// A dependency as the walk carries it.
-struct DependencyWrapper
+// Which of a requester's dependencies stand for what the user asked for: all of the user's own requests;
+// those marked `inheritsExplicit` of a requester that stands for it; none otherwise. Kept per requester, so
+// that the factory's list of dependencies is walked as it comes.
+enum class ExplicitRule
 {
-    ModuleDependency dependency;
-    // Stands for what the user asked for, directly or through a chain of `inheritsExplicit` dependencies.
-    bool isExplicit = false;
+    All,
+    Inherited,
+    None,
 };
+
+bool isExplicit(ExplicitRule rule, const ModuleDependency& dependency)
+{
+    return rule == ExplicitRule::All || (rule == ExplicitRule::Inherited && dependency.inheritsExplicit);
+}
 
 // A dependency set waiting for one of its versions to be requested by someone.
 struct PendingDependencySet
@@ -173,7 +180,8 @@ private:
     struct WalkFrame
     {
         ModuleDescriptor requester;
-        std::vector<DependencyWrapper> dependencies;
+        std::vector<ModuleDependency> dependencies;
+        ExplicitRule explicitRule = ExplicitRule::None;
         size_t next = 0;
         bool promotionHandled = false;
         OfferedModule* module = nullptr;
@@ -188,8 +196,9 @@ private:
         }
     };
 
-    void _walk(ModuleDescriptor requester, std::vector<DependencyWrapper> dependencies);
-    std::optional<WalkFrame> _descend(OfferedModule& module, const DependencyWrapper& wrapper, const Version& version);
+    void _walk(ModuleDescriptor requester, std::vector<ModuleDependency> dependencies, ExplicitRule explicitRule);
+    std::optional<WalkFrame> _descend(OfferedModule& module, const ModuleDependency& dependency,
+                                      bool dependencyIsExplicit, const Version& version);
     // The request is written in place: a moved request costs as much as a copied one, its strings being short.
     void _addRequest(const ModuleDependency& dependency, const Version& version, const Version& requestedVersion,
                      const ModuleDescriptor& requester, bool isAvailable, bool isMissing, bool isExplicit,
@@ -209,18 +218,6 @@ private:
     std::unordered_set<VisitedModuleVersion, VisitedModuleVersion::Hash> mVisited;
     std::vector<PendingDependencySet> mPending;
 };
-
-std::vector<DependencyWrapper> wrapDependencies(std::vector<ModuleDependency>&& dependencies, bool inheritedExplicit)
-{
-    std::vector<DependencyWrapper> wrappers;
-    wrappers.reserve(dependencies.size());
-    for (ModuleDependency& dependency : dependencies)
-    {
-        const bool isExplicit = dependency.inheritsExplicit && inheritedExplicit;
-        wrappers.push_back({std::move(dependency), isExplicit});
-    }
-    return wrappers;
-}
 
 bool contains(const std::vector<Version>& versions, const Version& version)
 {
@@ -261,15 +258,14 @@ VersionRequestTable RequestTableBuilder::build(const ModuleDescriptor& requester
                          }
                          return left->version < right->version;
                      });
-    std::vector<DependencyWrapper> wrappers;
-    wrappers.reserve(sorted.size());
+    std::vector<ModuleDependency> dependencies;
+    dependencies.reserve(sorted.size());
     for (const ModuleDescriptor* descriptor : sorted)
     {
-        wrappers.push_back(
-            {ModuleDependency{descriptor->name, descriptor->uuid, {descriptor->version}, descriptor->isInternal},
-             true});
+        dependencies.push_back(
+            ModuleDependency{descriptor->name, descriptor->uuid, {descriptor->version}, descriptor->isInternal});
     }
-    _walk(requester, std::move(wrappers));
+    _walk(requester, std::move(dependencies), ExplicitRule::All);
 
     // Settle the dependency sets that no request met: the highest version of each becomes a strict
     // dependency of its requester, in order of registration. Met sets are skipped where they stand, which
@@ -311,7 +307,7 @@ VersionRequestTable RequestTableBuilder::build(const ModuleDescriptor& requester
         {
             set->versions = {highestOf(set->versions)};
         }
-        _walk(current.requester, wrapDependencies(std::move(dependencies), false));
+        _walk(current.requester, std::move(dependencies), ExplicitRule::None);
 
         // A set that stays unmet after its own strict dependency was added comes from a factory that
         // answered differently than before; give up unless some other set was met in the meantime.
@@ -334,10 +330,11 @@ VersionRequestTable RequestTableBuilder::build(const ModuleDescriptor& requester
     return std::move(mTable);
 }
 
-void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<DependencyWrapper> dependencies)
+void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<ModuleDependency> dependencies,
+                                ExplicitRule explicitRule)
 {
     std::vector<WalkFrame> stack;
-    stack.push_back(WalkFrame{std::move(requester), std::move(dependencies)});
+    stack.push_back(WalkFrame{std::move(requester), std::move(dependencies), explicitRule});
     while (!stack.empty())
     {
         WalkFrame& frame = stack.back();
@@ -346,8 +343,8 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<Dependen
             stack.pop_back();
             continue;
         }
-        const DependencyWrapper& wrapper = frame.dependencies[frame.next];
-        const ModuleDependency& dependency = wrapper.dependency;
+        const ModuleDependency& dependency = frame.dependencies[frame.next];
+        const bool dependencyIsExplicit = isExplicit(frame.explicitRule, dependency);
         std::optional<WalkFrame> descent;
         if (!frame.promotionHandled)
         {
@@ -364,7 +361,8 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<Dependen
             frame.module = _offeredModule(dependency.uuid);
             if (frame.module == nullptr)
             {
-                _addRequest(dependency, requested, requested, frame.requester, false, true, wrapper.isExplicit, false);
+                _addRequest(dependency, requested, requested, frame.requester, false, true, dependencyIsExplicit,
+                            false);
                 frame.advance();
                 continue;
             }
@@ -375,9 +373,9 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<Dependen
             {
                 if (const Version* promoted = _promotionFor(*frame.module, requested))
                 {
-                    _addRequest(dependency, *promoted, requested, frame.requester, true, false, wrapper.isExplicit,
+                    _addRequest(dependency, *promoted, requested, frame.requester, true, false, dependencyIsExplicit,
                                 true);
-                    descent = _descend(*frame.module, wrapper, *promoted);
+                    descent = _descend(*frame.module, dependency, dependencyIsExplicit, *promoted);
                 }
             }
         }
@@ -385,8 +383,8 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<Dependen
         {
             const Version& requested = dependency.versions.front();
             _addRequest(dependency, requested, requested, frame.requester, frame.isAvailable, !frame.isOffered,
-                        wrapper.isExplicit, false);
-            descent = _descend(*frame.module, wrapper, requested);
+                        dependencyIsExplicit, false);
+            descent = _descend(*frame.module, dependency, dependencyIsExplicit, requested);
             frame.advance();
         }
         if (descent)
@@ -397,15 +395,18 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<Dependen
     }
 }
 
-std::optional<RequestTableBuilder::WalkFrame>
-RequestTableBuilder::_descend(OfferedModule& module, const DependencyWrapper& wrapper, const Version& version)
+std::optional<RequestTableBuilder::WalkFrame> RequestTableBuilder::_descend(OfferedModule& module,
+                                                                            const ModuleDependency& dependency,
+                                                                            bool dependencyIsExplicit,
+                                                                            const Version& version)
 {
-    if (!mVisited.insert({wrapper.dependency.uuid, version}).second)
+    if (!mVisited.insert({dependency.uuid, version}).second)
     {
         return std::nullopt;
     }
-    return WalkFrame{ModuleDescriptor{module.name, wrapper.dependency.uuid, version, false},
-                     wrapDependencies(module.factory->getDependencies(version), wrapper.isExplicit)};
+    return WalkFrame{ModuleDescriptor{module.name, dependency.uuid, version, false},
+                     module.factory->getDependencies(version),
+                     dependencyIsExplicit ? ExplicitRule::Inherited : ExplicitRule::None};
 }
 
 RequestTableBuilder::OfferedModule* RequestTableBuilder::_offeredModule(const quv::UUID& uuid)
@@ -719,6 +720,8 @@ std::vector<VersionRequestedBy>& VersionRequestTable::_requestsOf(const quv::UUI
     if (added)
     {
         mEntries.emplace_back(VersionRequestKey{uuid, name}, std::vector<VersionRequestedBy>());
+        // Modules are mostly asked for by several requesters; the first growth steps would move every record.
+        mEntries.back().second.reserve(4);
     }
     return mEntries[slot->second].second;
 }

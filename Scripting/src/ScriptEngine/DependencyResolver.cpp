@@ -167,7 +167,12 @@ private:
     // change while a resolve runs.
     struct OfferedModule
     {
+        static constexpr size_t NO_ENTRY = SIZE_MAX;
+
+        // Null when no factory provides the module.
         IModuleBindingFactory* factory = nullptr;
+        // The module's place in the table, once it has a request: one UUID lookup per request, not two.
+        size_t tableEntry = NO_ENTRY;
         bool loaded = false;
         std::string name;
         std::vector<Version> offered;
@@ -200,10 +205,10 @@ private:
     std::optional<WalkFrame> _descend(OfferedModule& module, const ModuleDependency& dependency,
                                       bool dependencyIsExplicit, const Version& version);
     // The request is written in place: a moved request costs as much as a copied one, its strings being short.
-    void _addRequest(const ModuleDependency& dependency, const Version& version, const Version& requestedVersion,
-                     const ModuleDescriptor& requester, bool isAvailable, bool isMissing, bool isExplicit,
-                     bool isPromotion);
-    OfferedModule* _offeredModule(const quv::UUID& uuid);
+    void _addRequest(OfferedModule& module, const ModuleDependency& dependency, const Version& version,
+                     const Version& requestedVersion, const ModuleDescriptor& requester, bool isAvailable,
+                     bool isMissing, bool isExplicit, bool isPromotion);
+    OfferedModule& _moduleOf(const quv::UUID& uuid);
     bool _isAvailable(const std::vector<Version>& offered, const Version& requested) const;
     const Version* _promotionFor(const OfferedModule& module, const Version& requested) const;
     bool _isSatisfied(const PendingDependencySet& pending) const;
@@ -358,11 +363,11 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<ModuleDe
                 continue;
             }
             const Version& requested = dependency.versions.front();
-            frame.module = _offeredModule(dependency.uuid);
-            if (frame.module == nullptr)
+            frame.module = &_moduleOf(dependency.uuid);
+            if (frame.module->factory == nullptr)
             {
-                _addRequest(dependency, requested, requested, frame.requester, false, true, dependencyIsExplicit,
-                            false);
+                _addRequest(*frame.module, dependency, requested, requested, frame.requester, false, true,
+                            dependencyIsExplicit, false);
                 frame.advance();
                 continue;
             }
@@ -373,8 +378,8 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<ModuleDe
             {
                 if (const Version* promoted = _promotionFor(*frame.module, requested))
                 {
-                    _addRequest(dependency, *promoted, requested, frame.requester, true, false, dependencyIsExplicit,
-                                true);
+                    _addRequest(*frame.module, dependency, *promoted, requested, frame.requester, true, false,
+                                dependencyIsExplicit, true);
                     descent = _descend(*frame.module, dependency, dependencyIsExplicit, *promoted);
                 }
             }
@@ -382,8 +387,8 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<ModuleDe
         else
         {
             const Version& requested = dependency.versions.front();
-            _addRequest(dependency, requested, requested, frame.requester, frame.isAvailable, !frame.isOffered,
-                        dependencyIsExplicit, false);
+            _addRequest(*frame.module, dependency, requested, requested, frame.requester, frame.isAvailable,
+                        !frame.isOffered, dependencyIsExplicit, false);
             descent = _descend(*frame.module, dependency, dependencyIsExplicit, requested);
             frame.advance();
         }
@@ -409,7 +414,7 @@ std::optional<RequestTableBuilder::WalkFrame> RequestTableBuilder::_descend(Offe
                      dependencyIsExplicit ? ExplicitRule::Inherited : ExplicitRule::None};
 }
 
-RequestTableBuilder::OfferedModule* RequestTableBuilder::_offeredModule(const quv::UUID& uuid)
+RequestTableBuilder::OfferedModule& RequestTableBuilder::_moduleOf(const quv::UUID& uuid)
 {
     const auto [entry, added] = mOfferedModules.try_emplace(uuid);
     OfferedModule& module = entry->second;
@@ -417,11 +422,7 @@ RequestTableBuilder::OfferedModule* RequestTableBuilder::_offeredModule(const qu
     {
         module.factory = mFactories.find(uuid);
     }
-    if (module.factory == nullptr)
-    {
-        return nullptr;
-    }
-    if (!module.loaded)
+    if (module.factory != nullptr && !module.loaded)
     {
         module.loaded = true;
         module.name = module.factory->getName();
@@ -438,10 +439,10 @@ RequestTableBuilder::OfferedModule* RequestTableBuilder::_offeredModule(const qu
             break;
         }
     }
-    return &module;
+    return module;
 }
 
-void RequestTableBuilder::_addRequest(const ModuleDependency& dependency, const Version& version,
+void RequestTableBuilder::_addRequest(OfferedModule& module, const ModuleDependency& dependency, const Version& version,
                                       const Version& requestedVersion, const ModuleDescriptor& requester,
                                       bool isAvailable, bool isMissing, bool isExplicit, bool isPromotion)
 {
@@ -449,7 +450,11 @@ void RequestTableBuilder::_addRequest(const ModuleDependency& dependency, const 
     {
         mRequestedVersions.add(dependency.uuid, version);
     }
-    VersionRequestedBy& request = mTable._requestsOf(dependency.uuid, dependency.name).emplace_back();
+    if (module.tableEntry == OfferedModule::NO_ENTRY)
+    {
+        module.tableEntry = mTable._entryOf(dependency.uuid, dependency.name);
+    }
+    VersionRequestedBy& request = mTable._requestsAt(module.tableEntry).emplace_back();
     request.version = version;
     request.requestedVersion = requestedVersion;
     request.requestedBy = requester;
@@ -711,10 +716,10 @@ std::string ModuleResolveResult::getErrorText() const
 
 void VersionRequestTable::add(const VersionRequestKey& key, VersionRequestedBy request)
 {
-    _requestsOf(key.uuid, key.name).push_back(std::move(request));
+    _requestsAt(_entryOf(key.uuid, key.name)).push_back(std::move(request));
 }
 
-std::vector<VersionRequestedBy>& VersionRequestTable::_requestsOf(const quv::UUID& uuid, const std::string& name)
+size_t VersionRequestTable::_entryOf(const quv::UUID& uuid, const std::string& name)
 {
     const auto [slot, added] = mIndexByUuid.try_emplace(uuid, mEntries.size());
     if (added)
@@ -723,7 +728,7 @@ std::vector<VersionRequestedBy>& VersionRequestTable::_requestsOf(const quv::UUI
         // Modules are mostly asked for by several requesters; the first growth steps would move every record.
         mEntries.back().second.reserve(4);
     }
-    return mEntries[slot->second].second;
+    return slot->second;
 }
 
 DependencyResolver::DependencyResolver(const std::vector<std::unique_ptr<IModuleBindingFactory>>& factories,

@@ -125,11 +125,15 @@ public:
     /// @param key The module.
     /// @param request The request.
     void add(const VersionRequestKey& key, VersionRequestedBy request);
-    /// The requests of a module, for the resolver to append to in place; a new module keeps `name`.
+    /// The place of a module, added without requests if new; for the resolver, which appends in place.
     /// @param uuid The module.
     /// @param name Its name, copied only for a new module.
-    /// @return The module's requests.
-    std::vector<VersionRequestedBy>& _requestsOf(const quv::UUID& uuid, const std::string& name);
+    /// @return Its index, in order of first request; it never changes.
+    size_t _entryOf(const quv::UUID& uuid, const std::string& name);
+    /// The requests of the module at `index`, as _entryOf gave it.
+    /// @param index A module's place.
+    /// @return Its requests.
+    std::vector<VersionRequestedBy>& _requestsAt(size_t index) { return mEntries[index].second; }
 
     /** @return Number of modules. */
     size_t size() const { return mEntries.size(); }

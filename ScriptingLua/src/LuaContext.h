@@ -241,6 +241,9 @@ struct InterruptSlot
     // The thread that runs the entry, valid while `running` is not 0 and the entry is reachable by signal.
     pthread_t owner{};
     bool reachable = false;
+    // The last entry number given out for this context id: a context made later with the same id goes on
+    // from there, so that a request left for a closed context never matches an entry of the new one.
+    uint64_t lastEntry = 0;
 };
 
 // An entry with a time budget, as the process-wide deadline thread sees it.

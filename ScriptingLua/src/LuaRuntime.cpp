@@ -317,6 +317,7 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
     *static_cast<LuaContext**>(lua_getextraspace(state)) = context.get();
     context->interruptSlot = &mInterrupts[contextId.value];
     context->stopSignal = mStopSignal;
+    context->entries = mInterrupts[contextId.value].lastEntry;
     {
         // Setting up must not fail on a tight limit; the limit holds for what scripts do.
         internal::UnlimitedMemory unlimited(*context);

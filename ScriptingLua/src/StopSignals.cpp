@@ -310,6 +310,7 @@ void beginEntry(LuaContext& context, lua_State* state)
     }
     if (slot != nullptr)
     {
+        slot->lastEntry = context.entry;
         slot->running.store(context.entry, std::memory_order_release);
     }
     if (context.watchdogArmed)

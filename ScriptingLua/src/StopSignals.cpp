@@ -62,11 +62,19 @@ struct ThreadPlace
 
 thread_local ThreadPlace tPlace;
 
-int threadRecord()
+// Looked up once per thread. A thread that blocks the signal when it first runs a script polls for good: the
+// signal would never reach it.
+int threadRecord(int signal)
 {
     if (!tPlace.looked)
     {
         tPlace.looked = true;
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        if (pthread_sigmask(SIG_BLOCK, nullptr, &blocked) != 0 || sigismember(&blocked, signal) != 0)
+        {
+            return -1;
+        }
         const pthread_t self = pthread_self();
         for (int index = 0; index < THREAD_RECORDS; ++index)
         {
@@ -295,7 +303,7 @@ void beginEntry(LuaContext& context, lua_State* state)
     context.reachable = false;
     if (context.stopSignal != 0 && slot != nullptr)
     {
-        const int record = threadRecord();
+        const int record = threadRecord(context.stopSignal);
         if (record >= 0)
         {
             context.reachable = true;

@@ -244,6 +244,8 @@ TEST_F(LuaStopSignalTest, ContextClosedWhileItsStopSignalIsPending)
     runGuarded("pending stop signal", GUARD,
                [&]
                {
+                   // The thread is known to take the signal from its first run on.
+                   ASSERT_EQ(integer(run("return 1")), 1);
                    sigset_t blocked;
                    sigemptyset(&blocked);
                    sigaddset(&blocked, Lua::DEFAULT_STOP_SIGNAL);
@@ -256,6 +258,23 @@ TEST_F(LuaStopSignalTest, ContextClosedWhileItsStopSignalIsPending)
                    addFunctions(context());
                    EXPECT_EQ(integer(run("return 40 + 2")), 42);
                    EXPECT_EQ(lua_gethook(mainState()), nullptr);
+               });
+}
+
+TEST_F(LuaStopSignalTest, ThreadThatBlocksTheSignalIsStoppedByTheHook)
+{
+    prepare({});
+    mRuntime->enableWatchdog(WatchdogSettings{50, 0});
+    runGuarded("signal blocked", GUARD,
+               [&]
+               {
+                   sigset_t blocked;
+                   sigemptyset(&blocked);
+                   sigaddset(&blocked, Lua::DEFAULT_STOP_SIGNAL);
+                   ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &blocked, nullptr), 0);
+                   EXPECT_EQ(integer(run("return hooked() and 1 or 0")), 1);
+                   EXPECT_EQ(errorText(run("coroutine.wrap(function() while true do end end)()")),
+                             "Script stopped by the watchdog: ran longer than 50 ms");
                });
 }
 

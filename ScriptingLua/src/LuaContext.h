@@ -635,7 +635,7 @@ void beginEntry(LuaContext& context, lua_State* state);
 void endEntry(LuaContext& context);
 // Whether an interrupt or the deadline asks the running entry to stop. Safe in the signal handler.
 bool stopDue(const LuaContext& context);
-// Interrupt of the entry that `slot` tracks: marks it and signals its thread.
+// Interrupt of the entry that `slot` tracks: marks it and signals its thread (not with a signal of 0).
 void signalInterrupt(InterruptSlot& slot, int signal);
 // The switch of the context's running thread, at a resume and its return: the stop signal hooks `thread` from
 // now on, and a stop due now hooks it at once.

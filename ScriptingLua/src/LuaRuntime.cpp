@@ -262,7 +262,7 @@ void LuaRuntime::interrupt(ContextId contextId)
     internal::InterruptSlot& slot = mInterrupts[contextId.value];
     if (mStopSignal != 0)
     {
-        internal::signalInterrupt(slot, mStopSignal);
+        internal::signalInterrupt(slot, mSettings.interruptible ? mStopSignal : 0);
         return;
     }
     const uint64_t running = slot.running.load(std::memory_order_acquire);

@@ -380,7 +380,7 @@ void signalInterrupt(InterruptSlot& slot, int signal)
         return;
     }
     slot.requested.store(running, std::memory_order_seq_cst);
-    if (slot.reachable)
+    if (slot.reachable && signal != 0)
     {
         pthread_kill(slot.owner, signal);
     }

@@ -52,8 +52,8 @@ struct LuaRuntimeSettings
     /// Whether interrupt() can stop scripts of this runtime. With a `stopSignal` this costs nothing while no
     /// stop is asked for: the signal sets Lua's hook on the running thread only then. Without one it needs the
     /// count hook on every thread, which makes the interpreter look at each instruction (about half the speed
-    /// of a tight arithmetic loop). Off, and without the watchdog, interrupt() does nothing until a library
-    /// step.
+    /// of a tight arithmetic loop). Off, interrupt() sends no signal and sets no hook: the request is seen at
+    /// the next library step, the next look of the watchdog, or the end of the entry.
     bool interruptible = true;
     /// The signal that interrupt() and the watchdog's time budget send to the thread that runs the script, so
     /// that its handler sets Lua's hook there (Lua allows that from a signal handler on the same thread); until
@@ -186,7 +186,8 @@ public:
     void* getData(ObjectHandle buffer) override;
 
     // ---- Lua only ----
-    /// Stops the script that runs in the context now, at its next instruction or library step, with the error
+    /// Stops the script that runs in the context now, at its next instruction or library step (a script inside
+    /// a native function stops once it returns, or ends with the error if it returns no further), with the error
     /// "InterruptError: Script interrupted by the host"; no protected call of the script can catch it. Safe to
     /// call from any thread, also while the runtime's own thread creates or runs contexts; a no-op when the
     /// context runs nothing, so a request never reaches a later run. The context stays usable. The runtime

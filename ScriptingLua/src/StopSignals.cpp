@@ -11,7 +11,6 @@
 #include <condition_variable>
 #include <csignal>
 #include <mutex>
-#include <thread>
 
 namespace Scripting::Lua::internal
 {
@@ -142,16 +141,13 @@ public:
         {
             return false;
         }
-        if (!mThread.joinable())
+        if (!mStarted)
         {
-            try
-            {
-                mThread = std::thread([this] { _run(); });
-            }
-            catch (...)
+            if (pthread_create(&mThread, nullptr, &DeadlineThread::_main, this) != 0)
             {
                 return false;
             }
+            mStarted = true;
         }
         entry.previous = nullptr;
         entry.next = mHead;
@@ -164,7 +160,7 @@ public:
         entry.linked = true;
         if (entry.deadline < mPlannedWake)
         {
-            mWake.notify_one();
+            mWake->notify_one();
         }
         return true;
     }
@@ -172,10 +168,58 @@ public:
     void remove(DeadlineEntry& entry)
     {
         std::lock_guard<std::mutex> guard(mMutex);
-        if (!entry.linked)
+        if (entry.linked)
         {
-            return;
+            _unlink(entry);
         }
+    }
+
+    void stop()
+    {
+        {
+            std::lock_guard<std::mutex> guard(mMutex);
+            mQuit = true;
+        }
+        mWake->notify_one();
+        if (mStarted)
+        {
+            pthread_join(mThread, nullptr);
+            mStarted = false;
+        }
+    }
+
+    // A child of fork() has only the thread that forked: no deadline thread, and no entries of other threads.
+    // The lock is held across the fork so that the child gets the list whole.
+    void beforeFork() { mMutex.lock(); }
+    void afterForkInParent() { mMutex.unlock(); }
+    void afterForkInChild()
+    {
+        mStarted = false;
+        const pthread_t self = pthread_self();
+        for (DeadlineEntry* entry = mHead; entry != nullptr;)
+        {
+            DeadlineEntry* next = entry->next;
+            if (pthread_equal(entry->owner, self) == 0)
+            {
+                _unlink(*entry);
+            }
+            entry = next;
+        }
+        mPlannedWake = std::chrono::steady_clock::time_point::max();
+        // The old one may count the vanished thread as waiting; it is left behind.
+        mWake = new std::condition_variable();
+        mMutex.unlock();
+    }
+
+private:
+    static void* _main(void* self)
+    {
+        static_cast<DeadlineThread*>(self)->_run();
+        return nullptr;
+    }
+
+    void _unlink(DeadlineEntry& entry)
+    {
         (entry.previous != nullptr ? entry.previous->next : mHead) = entry.next;
         if (entry.next != nullptr)
         {
@@ -186,20 +230,6 @@ public:
         entry.linked = false;
     }
 
-    void stop()
-    {
-        {
-            std::lock_guard<std::mutex> guard(mMutex);
-            mQuit = true;
-        }
-        mWake.notify_one();
-        if (mThread.joinable())
-        {
-            mThread.join();
-        }
-    }
-
-private:
     void _run()
     {
         std::unique_lock<std::mutex> lock(mMutex);
@@ -228,28 +258,37 @@ private:
             mPlannedWake = earliest;
             if (earliest == std::chrono::steady_clock::time_point::max())
             {
-                mWake.wait(lock);
+                mWake->wait(lock);
             }
             else
             {
-                mWake.wait_until(lock, earliest);
+                mWake->wait_until(lock, earliest);
             }
         }
     }
 
     std::mutex mMutex;
-    std::condition_variable mWake;
-    std::thread mThread;
+    std::condition_variable* mWake = new std::condition_variable();
+    pthread_t mThread{};
+    bool mStarted = false;
     DeadlineEntry* mHead = nullptr;
     std::chrono::steady_clock::time_point mPlannedWake = std::chrono::steady_clock::time_point::max();
     bool mQuit = false;
 };
 
+DeadlineThread* sDeadlines = nullptr;
+
 // The thread is joined at exit; the object itself is never destroyed, so that an entry made during static
 // destruction finds it stopped rather than gone, and polls instead.
 DeadlineThread& deadlines()
 {
-    static DeadlineThread* const sThread = new DeadlineThread();
+    static DeadlineThread* const sThread = []
+    {
+        sDeadlines = new DeadlineThread();
+        pthread_atfork([] { sDeadlines->beforeFork(); }, [] { sDeadlines->afterForkInParent(); },
+                       [] { sDeadlines->afterForkInChild(); });
+        return sDeadlines;
+    }();
     struct JoinAtExit
     {
         ~JoinAtExit() { sThread->stop(); }

@@ -7,11 +7,14 @@
 #include <lua.hpp>
 
 #include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
@@ -276,6 +279,36 @@ TEST_F(LuaStopSignalTest, ThreadThatBlocksTheSignalIsStoppedByTheHook)
                    EXPECT_EQ(errorText(run("coroutine.wrap(function() while true do end end)()")),
                              "Script stopped by the watchdog: ran longer than 50 ms");
                });
+}
+
+// A forked child has no deadline thread of its own until it times an entry; the parent's one is gone with the
+// fork.
+TEST_F(LuaStopSignalTest, ForkedChildKeepsTheTimeBudget)
+{
+    prepare({});
+    mRuntime->enableWatchdog(WatchdogSettings{50, 0});
+    ASSERT_EQ(integer(run("return 1")), 1) << "starts the deadline thread in the parent";
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0)
+    {
+        const bool stopped =
+            errorText(run("while true do end")) == "Script stopped by the watchdog: ran longer than 50 ms";
+        std::_Exit(stopped ? 0 : 1);
+    }
+    int status = 0;
+    const auto giveUp = std::chrono::steady_clock::now() + GUARD;
+    while (waitpid(child, &status, WNOHANG) == 0)
+    {
+        if (std::chrono::steady_clock::now() > giveUp)
+        {
+            kill(child, SIGKILL);
+            waitpid(child, &status, 0);
+            FAIL() << "the child's script was never stopped";
+        }
+        std::this_thread::sleep_for(5ms);
+    }
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
 // One deadline thread serves every runtime: budgets of several engines running at once on several threads each

@@ -30,7 +30,7 @@ constexpr bool SIGNALS_REACH_LUA = true;
 constexpr bool SIGNALS_REACH_LUA = true;
 #endif
 
-// Threads that run entries at the same time, at most; a thread that finds no place polls with the count hook.
+// Live threads that have run a script, at most; a thread that finds no place polls with the count hook.
 constexpr int THREAD_RECORDS = 1024;
 
 // Where the handler finds the entries running on its thread without touching thread-local storage, which a

@@ -14,6 +14,7 @@
 #include <lua.hpp>
 
 #include <pthread.h>
+#include <sys/types.h>
 
 #include <atomic>
 #include <cfloat>
@@ -235,12 +236,10 @@ struct InterruptSlot
     std::atomic<uint64_t> running{0};
     std::atomic<uint64_t> requested{0};
     std::atomic<uint64_t> timedOut{0};
-    // With a stop signal: held while the entry ends and while an interrupt signals its thread, so that the
-    // signal never goes to a thread that has left the entry (and may have exited).
-    std::mutex lock;
-    // The thread that runs the entry, valid while `running` is not 0 and the entry is reachable by signal.
-    pthread_t owner{};
-    bool reachable = false;
+    // The kernel's id of the thread that runs the entry; 0 when no signal reaches it. An interrupt that reads it
+    // just as the entry ends signals a thread with nothing due, or one that is gone: both harmless with a thread
+    // id, unlike a pthread_t of a thread that may have been joined.
+    std::atomic<pid_t> ownerThread{0};
     // The last entry number given out for this context id: a context made later with the same id goes on
     // from there, so that a request left for a closed context never matches an entry of the new one.
     uint64_t lastEntry = 0;

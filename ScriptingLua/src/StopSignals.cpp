@@ -12,13 +12,19 @@
 #include <csignal>
 #include <mutex>
 
+#include <unistd.h>
+#ifdef __linux__
+#include <sys/syscall.h>
+#endif
+
 namespace Scripting::Lua::internal
 {
 namespace
 {
 // ThreadSanitizer holds signals back until the thread reaches instrumented code; a loop inside the
-// interpreter never does, so such builds poll with the count hook.
-#if defined(__SANITIZE_THREAD__)
+// interpreter never does, so such builds poll with the count hook. Interrupts name their thread by its kernel
+// id, which Linux has.
+#if !defined(__linux__) || defined(__SANITIZE_THREAD__)
 constexpr bool SIGNALS_REACH_LUA = false;
 #elif defined(__has_feature)
 #if __has_feature(thread_sanitizer)
@@ -29,6 +35,26 @@ constexpr bool SIGNALS_REACH_LUA = true;
 #else
 constexpr bool SIGNALS_REACH_LUA = true;
 #endif
+
+pid_t currentThreadId()
+{
+#ifdef __linux__
+    return static_cast<pid_t>(syscall(SYS_gettid));
+#else
+    return 0;
+#endif
+}
+
+// tgkill checks the process too: a thread id reused by another process is never hit.
+void signalThread(pid_t thread, int signal)
+{
+#ifdef __linux__
+    syscall(SYS_tgkill, getpid(), thread, signal);
+#else
+    (void)thread;
+    (void)signal;
+#endif
+}
 
 // Live threads that have run a script, at most; a thread that finds no place polls with the count hook.
 constexpr int THREAD_RECORDS = 1024;
@@ -47,6 +73,7 @@ ThreadRecord sThreads[THREAD_RECORDS];
 struct ThreadPlace
 {
     int index = -1;
+    pid_t id = 0;
     bool looked = false;
 
     ~ThreadPlace()
@@ -81,6 +108,7 @@ int threadRecord(int signal)
             if (sThreads[index].owner.compare_exchange_strong(free, self, std::memory_order_acq_rel))
             {
                 tPlace.index = index;
+                tPlace.id = currentThreadId();
                 break;
             }
         }
@@ -348,8 +376,7 @@ void beginEntry(LuaContext& context, lua_State* state)
             context.reachable = true;
             context.threadRecord = record;
             context.outerOnThread = sThreads[record].innermost.load(std::memory_order_relaxed);
-            slot->owner = pthread_self();
-            slot->reachable = true;
+            slot->ownerThread.store(tPlace.id, std::memory_order_relaxed);
             // The handler must see the context whole before it sees it at all.
             std::atomic_signal_fence(std::memory_order_seq_cst);
             sThreads[record].innermost.store(&context, std::memory_order_relaxed);
@@ -368,7 +395,7 @@ void beginEntry(LuaContext& context, lua_State* state)
         {
             DeadlineEntry& deadline = context.deadline;
             deadline.deadline = context.runStart + std::chrono::milliseconds(timeout);
-            deadline.owner = slot->owner;
+            deadline.owner = pthread_self();
             deadline.signal = context.stopSignal;
             deadline.slot = slot;
             deadline.entry = context.entry;
@@ -389,16 +416,8 @@ void endEntry(LuaContext& context)
     }
     if (InterruptSlot* slot = context.interruptSlot)
     {
-        if (context.stopSignal != 0)
-        {
-            std::lock_guard<std::mutex> guard(slot->lock);
-            slot->running.store(0, std::memory_order_release);
-            slot->reachable = false;
-        }
-        else
-        {
-            slot->running.store(0, std::memory_order_release);
-        }
+        slot->running.store(0, std::memory_order_release);
+        slot->ownerThread.store(0, std::memory_order_relaxed);
     }
     if (context.threadRecord >= 0)
     {
@@ -412,16 +431,16 @@ void endEntry(LuaContext& context)
 
 void signalInterrupt(InterruptSlot& slot, int signal)
 {
-    std::lock_guard<std::mutex> guard(slot.lock);
     const uint64_t running = slot.running.load(std::memory_order_acquire);
     if (running == 0)
     {
         return;
     }
     slot.requested.store(running, std::memory_order_seq_cst);
-    if (slot.reachable && signal != 0)
+    const pid_t thread = slot.ownerThread.load(std::memory_order_relaxed);
+    if (thread != 0 && signal != 0)
     {
-        pthread_kill(slot.owner, signal);
+        signalThread(thread, signal);
     }
 }
 

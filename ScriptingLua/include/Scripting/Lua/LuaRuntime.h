@@ -60,7 +60,8 @@ struct LuaRuntimeSettings
     /// then scripts run unhooked. SIGURG by default, which applications leave alone; the handler is installed
     /// for the process with SA_RESTART and passes the signal on to the handler it replaced. 0: no signal, the
     /// count hook looks every 1,000 instructions instead, as it must where signals cannot reach a running
-    /// interpreter (builds under ThreadSanitizer, which delay signals, always take that road). An instruction
+    /// interpreter (systems other than Linux, and builds under ThreadSanitizer, which delay signals, always take
+    /// that road). An instruction
     /// budget (`WatchdogSettings::instructionLimit`) needs the count hook either way.
     int stopSignal = DEFAULT_STOP_SIGNAL;
     // Where `print` writes; standard output when empty.

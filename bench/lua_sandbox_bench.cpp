@@ -1,7 +1,7 @@
 // What the Lua sandbox costs and how fast it stops a script, each beside a baseline in the same run:
-// - a tight arithmetic loop and a loop of native calls, on a bare lua_State, in a context without any hook
-//   (not interruptible, no watchdog), in a context without the watchdog (the hook looks for interrupts) and with
-//   the default watchdog;
+// - a tight arithmetic loop and a loop of native calls, on a bare lua_State, in a context that cannot be stopped
+//   (not interruptible, no watchdog), in a default context without the watchdog (interrupts come by signal), with
+//   the default watchdog, and with the default watchdog and no stop signal (the count hook looks for stops);
 // - stop latency per shape of runaway script: how long after its time budget ran out a script is back in
 //   native code (interrupts: after interrupt() was called on another thread), as median, 95th percentile and
 //   maximum over repeated stops, in milliseconds.
@@ -159,14 +159,28 @@ void BM_WatchdogOn(benchmark::State& state, const char* source)
     }
 }
 
+void BM_WatchdogCountHook(benchmark::State& state, const char* source)
+{
+    Lua::LuaRuntimeSettings settings;
+    settings.stopSignal = 0;
+    Fixture fixture(settings);
+    fixture.runtime().enableWatchdog(WatchdogSettings{});
+    for (auto _ : state)
+    {
+        runOrFail(state, fixture, source);
+    }
+}
+
 BENCHMARK_CAPTURE(BM_BareLua, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Unhooked, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WatchdogOff, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WatchdogOn, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_WatchdogCountHook, Arithmetic, ARITHMETIC)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_BareLua, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Unhooked, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WatchdogOff, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_WatchdogOn, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_WatchdogCountHook, NativeCalls, NATIVE_CALLS)->Unit(benchmark::kMillisecond);
 
 void reportLatencies(benchmark::State& state, std::vector<double>& milliseconds)
 {

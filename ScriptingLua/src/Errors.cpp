@@ -299,23 +299,18 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
         context.instructionsUsed = 0;
         context.stopped = false;
         context.entry = ++context.entries;
-        if (context.interruptSlot != nullptr)
-        {
-            context.interruptSlot->running.store(context.entry, std::memory_order_release);
-        }
-        if (context.watchdogArmed)
-        {
-            context.runStart = std::chrono::steady_clock::now();
-        }
+        beginEntry(context, state);
     }
     int status = lua_pcall(state, argumentCount, resultCount, base);
     lua_remove(state, base);
     if (outermost)
     {
-        if (context.interruptSlot != nullptr)
+        if (status == LUA_OK && !context.stopped && stopDue(context))
         {
-            context.interruptSlot->running.store(0, std::memory_order_release);
+            // Asked to stop before the script got back to an instruction: its end is a safe point too.
+            chargeWork(context, state, 0);
         }
+        endEntry(context);
         context.entry = 0;
         if (status == LUA_OK && context.stopped)
         {

@@ -13,6 +13,9 @@
 
 #include <lua.hpp>
 
+#include <pthread.h>
+#include <sys/types.h>
+
 #include <atomic>
 #include <cfloat>
 #include <chrono>
@@ -21,6 +24,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -224,12 +228,35 @@ struct BufferBox
     unsigned char* bytes() { return reinterpret_cast<unsigned char*>(this + 1); }
 };
 
-// How another thread asks a running entry to stop: the entry now running (0: none), and the entry that an
-// interrupt was asked for. Entries are numbered per context, so a late request never hits a later entry.
+// How another thread asks a running entry to stop: the entry now running (0: none), the entry that an
+// interrupt was asked for and the entry whose time ran out. Entries are numbered per context, so a late request
+// never hits a later entry. Read by the stop signal's handler, so only lock-free atomics.
 struct InterruptSlot
 {
     std::atomic<uint64_t> running{0};
     std::atomic<uint64_t> requested{0};
+    std::atomic<uint64_t> timedOut{0};
+    // The kernel's id of the thread that runs the entry; 0 when no signal reaches it. An interrupt that reads it
+    // just as the entry ends signals a thread with nothing due, or one that is gone: both harmless with a thread
+    // id, unlike a pthread_t of a thread that may have been joined.
+    std::atomic<pid_t> ownerThread{0};
+    // The last entry number given out for this context id: a context made later with the same id goes on
+    // from there, so that a request left for a closed context never matches an entry of the new one.
+    uint64_t lastEntry = 0;
+};
+
+// An entry with a time budget, as the process-wide deadline thread sees it.
+struct DeadlineEntry
+{
+    DeadlineEntry* previous = nullptr;
+    DeadlineEntry* next = nullptr;
+    std::chrono::steady_clock::time_point deadline;
+    pthread_t owner{};
+    int signal = 0;
+    InterruptSlot* slot = nullptr;
+    uint64_t entry = 0;
+    bool fired = false;
+    bool linked = false;
 };
 
 // One context: its state, its copy of the bundle and everything worked out from it.
@@ -277,10 +304,24 @@ struct LuaContext
     uint64_t typedCalls = 0;
     uint64_t typedCallsDeclined = 0;
 
-    // Budget of the entry into the script now running. The hook runs on every thread of the context while the
-    // watchdog is armed or interrupts are possible; 0 when no hook is set.
+    // Budget of the entry into the script now running. The count hook is set only where it is needed: for an
+    // instruction budget (`hookInterval`, on every thread of the context), for a stop that is due (every
+    // instruction, on the thread that runs), and without a stop signal for the time budget and interrupts.
     bool watchdogArmed = false;
     int hookInterval = 0;
+    // Interrupts or a time budget can stop the script.
+    bool stoppable = false;
+    // The stop signal can reach the entry now running; otherwise a hook looks for stops every 1,000 instructions.
+    bool reachable = false;
+    // The runtime's stop signal, 0 for none; it reaches each entry whose thread has a place in the thread table.
+    int stopSignal = 0;
+    // The thread of the context that runs script code now: the stop signal's handler hooks it. Written by the
+    // thread that runs the entry only, read by its signal handler.
+    std::atomic<lua_State*> running{nullptr};
+    // The context whose entry was running on this OS thread when this one began; the handler walks them all.
+    LuaContext* outerOnThread = nullptr;
+    int threadRecord = -1;
+    DeadlineEntry deadline;
     uint64_t instructionsUsed = 0;
     std::chrono::steady_clock::time_point runStart;
     // Set once the running entry must end: by the watchdog, an interrupt or a limit. It stays set until the
@@ -581,11 +622,30 @@ void openSandbox(LuaContext& context, lua_State* state);
 // Replaces the string library's find, match, gmatch, gsub and rep with versions whose work is counted.
 void openPatternFunctions(lua_State* state);
 
+// ---- Stops by signal (StopSignals.cpp) ----
+
+// Installs the handler of `signal` for the process, once per signal. False when a signal cannot stop Lua code
+// here: no POSIX threads, or a ThreadSanitizer build, which delays signals until the thread reaches
+// instrumented code, and the interpreter's loop never does.
+bool installStopSignal(int signal);
+// Makes the running entry known to the thread table and, with a time budget, to the deadline thread; before
+// any script code of the entry runs.
+void beginEntry(LuaContext& context, lua_State* state);
+void endEntry(LuaContext& context);
+// Whether an interrupt or the deadline asks the running entry to stop. Safe in the signal handler.
+bool stopDue(const LuaContext& context);
+// Interrupt of the entry that `slot` tracks: marks it and signals its thread (not with a signal of 0).
+void signalInterrupt(InterruptSlot& slot, int signal);
+// The switch of the context's running thread, at a resume and its return: the stop signal hooks `thread` from
+// now on, and a stop due now hooks it at once.
+void switchThread(LuaContext& context, lua_State* thread);
+
 // ---- Budget and stops (LuaRuntime.cpp) ----
 
 // The hook of every thread of the context: counts instructions and stops the entry when it must end.
 void budgetHook(lua_State* state, lua_Debug* frame);
-// Gives `thread` the hook at the context's pace; threads made before a change of pace keep the old one.
+// Gives `thread` the hook that the context needs now: none, the instruction budget's pace, or every instruction
+// for a stop that is due. Threads made before a change get it when they are resumed.
 void syncHook(LuaContext& context, lua_State* thread);
 // Counts `units` of work that a library function did (about one instruction each) against the running entry's
 // budget; true when the entry must end now, with `stopped` set.

@@ -88,14 +88,19 @@ bool chargeWork(LuaContext& context, lua_State* state, uint64_t units)
     else if (context.watchdogArmed)
     {
         const WatchdogSettings& settings = context.runtime->getWatchdogSettings();
+        // The deadline thread marks the entry when its time runs out; without one, the clock tells.
+        const bool timedOut =
+            context.deadline.linked
+                ? context.interruptSlot->timedOut.load(std::memory_order_relaxed) == context.entry
+                : settings.timeoutMilliseconds != 0 && std::chrono::steady_clock::now() - context.runStart >
+                                                           std::chrono::milliseconds(settings.timeoutMilliseconds);
         if (settings.instructionLimit != 0 && context.instructionsUsed > settings.instructionLimit)
         {
             name = "WatchdogError";
             message =
                 fmt::format("Script stopped by the watchdog: more than {} instructions", settings.instructionLimit);
         }
-        else if (settings.timeoutMilliseconds != 0 && std::chrono::steady_clock::now() - context.runStart >
-                                                          std::chrono::milliseconds(settings.timeoutMilliseconds))
+        else if (timedOut)
         {
             name = "WatchdogError";
             message =
@@ -128,26 +133,62 @@ int raiseStop(LuaContext& context, lua_State* state)
 void budgetHook(lua_State* state, lua_Debug* /*frame*/)
 {
     LuaContext& context = contextOf(state);
-    if (chargeWork(context, state, static_cast<uint64_t>(lua_gethookcount(state))))
+    const int count = lua_gethookcount(state);
+    if (chargeWork(context, state, static_cast<uint64_t>(count)))
     {
         // Raising here is safe: the only message handlers in place are the runtime's, and they run no script
         // code once the entry is stopped.
         raiseStop(context, state);
     }
+    else if (count == 1)
+    {
+        // Set by a signal that finds nothing due any more (or that came from elsewhere): back to full speed.
+        syncHook(context, state);
+    }
 }
 
-void syncHook(LuaContext& context, lua_State* thread)
+namespace
 {
-    if (context.hookInterval == 0)
+void setHook(lua_State* thread, int interval)
+{
+    if (interval == 0)
     {
         if (lua_gethook(thread) != nullptr)
         {
             lua_sethook(thread, nullptr, 0, 0);
         }
     }
-    else if (lua_gethook(thread) != &budgetHook || lua_gethookcount(thread) != context.hookInterval)
+    else if (lua_gethook(thread) != &budgetHook || lua_gethookcount(thread) != interval)
     {
-        lua_sethook(thread, &budgetHook, LUA_MASKCOUNT, context.hookInterval);
+        lua_sethook(thread, &budgetHook, LUA_MASKCOUNT, interval);
+    }
+}
+} // namespace
+
+void syncHook(LuaContext& context, lua_State* thread)
+{
+    if (stopDue(context))
+    {
+        setHook(thread, 1);
+        return;
+    }
+    int interval = context.hookInterval;
+    // Stops that no signal brings are looked for by the hook. Between entries only the runtime's setting
+    // counts: each entry looks again when it begins.
+    const bool polls = context.entry != 0 ? !context.reachable : context.stopSignal == 0;
+    if (interval == 0 && context.stoppable && polls)
+    {
+        interval = WATCHDOG_INTERVAL;
+    }
+    setHook(thread, interval);
+    if (interval != 1 && context.reachable)
+    {
+        // A signal handled since the look above may have set the hook that was just taken off.
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        if (stopDue(context))
+        {
+            setHook(thread, 1);
+        }
     }
 }
 
@@ -210,11 +251,20 @@ LuaRuntime::LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings sett
                        entt::meta<UnsupportedFunctionalityError>(context).base<Error>();
                    });
     mInterrupts = std::make_unique<internal::InterruptSlot[]>(256);
+    if (mSettings.stopSignal != 0 && internal::installStopSignal(mSettings.stopSignal))
+    {
+        mStopSignal = mSettings.stopSignal;
+    }
 }
 
 void LuaRuntime::interrupt(ContextId contextId)
 {
     internal::InterruptSlot& slot = mInterrupts[contextId.value];
+    if (mStopSignal != 0)
+    {
+        internal::signalInterrupt(slot, mSettings.interruptible ? mStopSignal : 0);
+        return;
+    }
     const uint64_t running = slot.running.load(std::memory_order_acquire);
     if (running != 0)
     {
@@ -266,6 +316,8 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
     context->current = state;
     *static_cast<LuaContext**>(lua_getextraspace(state)) = context.get();
     context->interruptSlot = &mInterrupts[contextId.value];
+    context->stopSignal = mStopSignal;
+    context->entries = mInterrupts[contextId.value].lastEntry;
     {
         // Setting up must not fail on a tight limit; the limit holds for what scripts do.
         internal::UnlimitedMemory unlimited(*context);
@@ -481,16 +533,14 @@ void LuaRuntime::_applyWatchdog(LuaContext& context) const
     const bool armed = mWatchdog != nullptr && (mWatchdog->getSettings().instructionLimit != 0 ||
                                                 mWatchdog->getSettings().timeoutMilliseconds != 0);
     context.watchdogArmed = armed;
+    // Any hook makes Lua check every instruction: only an instruction budget needs one standing; time and
+    // interrupts need one only without a stop signal (syncHook).
     const uint64_t limit = armed ? mWatchdog->getSettings().instructionLimit : 0;
-    context.hookInterval = limit != 0 && limit < static_cast<uint64_t>(internal::WATCHDOG_INTERVAL)
-                               ? static_cast<int>(limit)
-                               : internal::WATCHDOG_INTERVAL;
-    if (!armed && !mSettings.interruptible)
-    {
-        // Any hook makes Lua check every instruction: without watchdog nor interrupts none is set.
-        context.hookInterval = 0;
-    }
-    // Threads of the context copy the main thread's hook when made; those made before get it when resumed.
+    context.hookInterval = limit == 0                                                   ? 0
+                           : limit < static_cast<uint64_t>(internal::WATCHDOG_INTERVAL) ? static_cast<int>(limit)
+                                                                                        : internal::WATCHDOG_INTERVAL;
+    context.stoppable = mSettings.interruptible || (armed && mWatchdog->getSettings().timeoutMilliseconds != 0);
+    // Threads made before get the hook when they are resumed.
     internal::syncHook(context, context.state);
 }
 

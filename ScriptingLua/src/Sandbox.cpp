@@ -248,6 +248,15 @@ int makeCoroutine(lua_State* state)
     return 1;
 }
 
+// Runs the pending to-be-closed values of `thread` on it, as the thread that runs.
+int closeThread(LuaContext& context, lua_State* state, lua_State* thread)
+{
+    switchThread(context, thread);
+    const int status = lua_resetthread(thread);
+    switchThread(context, state);
+    return status;
+}
+
 // Resumes `thread` with the `count` values on top of `state`. Leaves the results (or the error) on top of
 // `state` and answers their count, or -1 after an error.
 int resumeThread(lua_State* state, lua_State* thread, int count)
@@ -288,10 +297,11 @@ int resumeThread(lua_State* state, lua_State* thread, int count)
         lua_pushstring(state, refusal);
         return -1;
     }
-    syncHook(context, thread);
+    switchThread(context, thread);
     lua_xmove(state, thread, count);
     int results = 0;
     const int status = lua_resume(thread, state, count, &results);
+    switchThread(context, state);
     if (context.stopped)
     {
         raiseStop(context, state);
@@ -336,7 +346,7 @@ int wrappedCall(lua_State* state)
         if (lua_status(thread) != LUA_OK && lua_status(thread) != LUA_YIELD)
         {
             // A failed coroutine is dead: let go of what its stack holds.
-            lua_resetthread(thread);
+            closeThread(contextOf(state), state, thread);
             if (lua_type(state, -1) == LUA_TSTRING)
             {
                 luaL_where(state, 1);
@@ -347,6 +357,41 @@ int wrappedCall(lua_State* state)
         return lua_error(state);
     }
     return results;
+}
+
+// coroutine.close: the stock function's checks and results, with the thread known as running while its pending
+// to-be-closed values run.
+int safeClose(lua_State* state)
+{
+    lua_State* thread = lua_tothread(state, 1);
+    bool closable = false;
+    if (thread != nullptr && thread != state)
+    {
+        // Suspended (not started or yielded) or dead; a coroutine that resumed another is refused below.
+        lua_Debug frame;
+        closable = lua_status(thread) != LUA_OK || lua_getstack(thread, 0, &frame) == 0;
+    }
+    if (!closable)
+    {
+        lua_pushvalue(state, lua_upvalueindex(1));
+        lua_insert(state, 1);
+        lua_call(state, lua_gettop(state) - 1, LUA_MULTRET);
+        return lua_gettop(state);
+    }
+    LuaContext& context = contextOf(state);
+    const int status = closeThread(context, state, thread);
+    if (context.stopped)
+    {
+        return raiseStop(context, state);
+    }
+    if (status == LUA_OK)
+    {
+        lua_pushboolean(state, 1);
+        return 1;
+    }
+    lua_pushboolean(state, 0);
+    lua_xmove(thread, state, 1);
+    return 2;
 }
 
 int safeWrap(lua_State* state)
@@ -855,6 +900,11 @@ void openSandbox(LuaContext& context, lua_State* state)
     setGlobalFunction(state, "pcall", &safePcall);
     setGlobalFunction(state, "xpcall", &safeXpcall);
     setFunctions(state, LUA_COLIBNAME, {{"create", &makeCoroutine}, {"resume", &safeResume}, {"wrap", &safeWrap}});
+    lua_getglobal(state, LUA_COLIBNAME);
+    lua_getfield(state, -1, "close");
+    lua_pushcclosure(state, &safeClose, 1);
+    lua_setfield(state, -2, "close");
+    lua_pop(state, 1);
     setFunctions(state, LUA_TABLIBNAME,
                  {{"insert", &tableInsert},
                   {"remove", &tableRemove},

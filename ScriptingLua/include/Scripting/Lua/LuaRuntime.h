@@ -3,6 +3,7 @@
 #include "Scripting/Runtime/ScriptValue.h"
 #include "Scripting/Runtime/StringBasedRuntime.h"
 
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -29,6 +30,13 @@ struct LuaContext;
 struct InterruptSlot;
 } // namespace internal
 
+/// The signal that stops scripts by default: SIGURG where there is one.
+#ifdef SIGURG
+inline constexpr int DEFAULT_STOP_SIGNAL = SIGURG;
+#else
+inline constexpr int DEFAULT_STOP_SIGNAL = 0;
+#endif
+
 /** @brief Limits and hooks of a LuaRuntime, fixed at construction. */
 struct LuaRuntimeSettings
 {
@@ -41,10 +49,21 @@ struct LuaRuntimeSettings
     /// Script values (functions, promises, generators, buffers) that native code may hold of one context at
     /// once; 0 sets no limit. Handing over one more fails like a value of the wrong type.
     uint32_t maxScriptReferences = 100000;
-    /// Whether interrupt() can stop scripts of this runtime. It needs Lua's count hook on every thread, which
-    /// makes the interpreter look at each instruction (about half the speed of a tight arithmetic loop); without
-    /// it, and without the watchdog, scripts run unhooked and interrupt() does nothing until a library step.
+    /// Whether interrupt() can stop scripts of this runtime. With a `stopSignal` this costs nothing while no
+    /// stop is asked for: the signal sets Lua's hook on the running thread only then. Without one it needs the
+    /// count hook on every thread, which makes the interpreter look at each instruction (about half the speed
+    /// of a tight arithmetic loop). Off, interrupt() sends no signal and sets no hook: the request is seen at
+    /// the next library step, the next look of the watchdog, or the end of the entry.
     bool interruptible = true;
+    /// The signal that interrupt() and the watchdog's time budget send to the thread that runs the script, so
+    /// that its handler sets Lua's hook there (Lua allows that from a signal handler on the same thread); until
+    /// then scripts run unhooked. SIGURG by default, which applications leave alone; the handler is installed
+    /// for the process with SA_RESTART and passes the signal on to the handler it replaced. 0: no signal, the
+    /// count hook looks every 1,000 instructions instead, as it must where signals cannot reach a running
+    /// interpreter (systems other than Linux, and builds under ThreadSanitizer, which delay signals, always take
+    /// that road). An instruction
+    /// budget (`WatchdogSettings::instructionLimit`) needs the count hook either way.
+    int stopSignal = DEFAULT_STOP_SIGNAL;
     // Where `print` writes; standard output when empty.
     std::function<void(ContextId contextId, std::string_view text)> printHandler;
     /// Calls, methods and properties whose every value is a number, a boolean, a string or a bound object
@@ -168,7 +187,8 @@ public:
     void* getData(ObjectHandle buffer) override;
 
     // ---- Lua only ----
-    /// Stops the script that runs in the context now, at its next instruction or library step, with the error
+    /// Stops the script that runs in the context now, at its next instruction or library step (a script inside
+    /// a native function stops once it returns, or ends with the error if it returns no further), with the error
     /// "InterruptError: Script interrupted by the host"; no protected call of the script can catch it. Safe to
     /// call from any thread, also while the runtime's own thread creates or runs contexts; a no-op when the
     /// context runs nothing, so a request never reaches a later run. The context stays usable. The runtime
@@ -238,6 +258,9 @@ private:
 
     internal::LuaContext* _getContext(ContextId contextId) const;
     void _applyWatchdog(internal::LuaContext& context) const;
+
+    // The stop signal, once installed; 0 when scripts are stopped by the count hook alone.
+    int mStopSignal = 0;
 
     RegistryManager* mRegistryManager; // not owned
     LuaRuntimeSettings mSettings;

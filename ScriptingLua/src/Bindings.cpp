@@ -735,27 +735,9 @@ int objectNewIndex(lua_State* state)
 
 int objectCollect(lua_State* state)
 {
-    ObjectBox* box = toObjectBox(state, 1);
-    if (box == nullptr)
+    if (ObjectBox* box = toObjectBox(state, 1))
     {
-        return 0;
-    }
-    LuaContext& context = contextOf(state);
-    try
-    {
-        if (box->isHandle)
-        {
-            --context.liveHandleBoxes;
-            if (context.nativeDepth > 0 && !context.closing)
-            {
-                context.pendingReleases.push_back(std::move(box->handle));
-            }
-        }
-        box->~ObjectBox();
-    }
-    catch (...)
-    {
-        // A destructor of native code failed; the collector must go on all the same.
+        releaseObjectBox(contextOf(state), *box, false);
     }
     return 0;
 }
@@ -1292,6 +1274,7 @@ void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& h
     box->isHandle = true;
     box->classInfo = classInfo;
     box->handle = std::move(handle);
+    sealBox(*box);
     ++context.liveHandleBoxes;
     lua_rawgeti(state, LUA_REGISTRYINDEX, classInfo != nullptr ? classInfo->metatableRef : context.opaqueMetatableRef);
     lua_setmetatable(state, -2);
@@ -1303,7 +1286,29 @@ void pushValueBox(LuaContext& context, lua_State* state, entt::meta_any&& value,
     auto* box = new (memory) ObjectBox();
     box->classInfo = classInfo;
     box->value = std::move(value);
+    sealBox(*box);
     lua_rawgeti(state, LUA_REGISTRYINDEX, classInfo != nullptr ? classInfo->metatableRef : context.opaqueMetatableRef);
     lua_setmetatable(state, -2);
+}
+
+void releaseObjectBox(LuaContext& context, ObjectBox& box, bool deferHandle)
+{
+    box.seal = 0;
+    try
+    {
+        if (box.isHandle)
+        {
+            --context.liveHandleBoxes;
+            if ((deferHandle || context.nativeDepth > 0) && !context.closing)
+            {
+                context.pendingReleases.push_back(std::move(box.handle));
+            }
+        }
+        box.~ObjectBox();
+    }
+    catch (...)
+    {
+        // A destructor of native code failed; the collector must go on all the same.
+    }
 }
 } // namespace Scripting::Lua::internal

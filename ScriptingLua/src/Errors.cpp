@@ -158,6 +158,7 @@ int errorCollect(lua_State* state)
 {
     if (ErrorBox* box = toErrorBox(state, 1))
     {
+        box->seal = 0;
         box->~ErrorBox();
     }
     return 0;
@@ -195,6 +196,7 @@ void pushError(LuaContext& context, lua_State* state, ResultAny&& result)
     void* memory = lua_newuserdatauv(state, sizeof(ErrorBox), 0);
     auto* box = new (memory) ErrorBox();
     box->error = std::move(result).toAny();
+    sealBox(*box);
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.errorMetatableRef);
     lua_setmetatable(state, -2);
 }

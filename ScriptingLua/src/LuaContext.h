@@ -177,6 +177,8 @@ struct ModuleInfo
     std::vector<FunctionPlan*> factories;
 };
 
+struct LuaContext;
+
 // Memory of one context as its allocator sees it.
 struct MemoryState
 {
@@ -187,6 +189,10 @@ struct MemoryState
     int unlimited = 0;
     uint64_t* runtimeInUse = nullptr;
     uint64_t* runtimePeak = nullptr;
+    // Sizes of the blocks that hold an object box and an error box: the allocator looks at those for a seal.
+    LuaContext* owner = nullptr;
+    size_t objectBlockSize = std::numeric_limits<size_t>::max();
+    size_t errorBlockSize = std::numeric_limits<size_t>::max();
 };
 
 // The kinds of full userdata the runtime makes; each starts with its kind.
@@ -206,6 +212,8 @@ struct ObjectBox
     const ClassInfo* classInfo = nullptr; // null for a type no module binds
     StrongObjectHandle handle;
     entt::meta_any value;
+    // Last, so that the allocator finds it at the end of the block: see sealBox.
+    uintptr_t seal = 0;
 };
 
 // An error value: the native error object, whatever its type in the error family.
@@ -213,7 +221,21 @@ struct ErrorBox
 {
     BoxKind kind = BoxKind::Error;
     entt::meta_any error;
+    uintptr_t seal = 0;
 };
+
+// Lua frees a userdata whose finalizer call failed as if the finalizer had run: the call fails when it would
+// pass the limit of nested C calls (a collection step taken by code running just below it) or when growing the
+// stack for it passes the memory limit. Boxes that own native state therefore carry a seal, a value no script
+// can forge, which their finalizer breaks; the allocator releases what a box still sealed at its free owns.
+uintptr_t sealFor(const uintptr_t* place, BoxKind kind);
+
+template <typename Box>
+void sealBox(Box& box)
+{
+    static_assert(offsetof(Box, seal) + sizeof(uintptr_t) == sizeof(Box), "the seal ends the box");
+    box.seal = sealFor(&box.seal, box.kind);
+}
 
 // A mutable block of bytes; the bytes follow the header in the same userdata.
 struct BufferBox
@@ -538,6 +560,9 @@ ObjectBox* toObjectBox(lua_State* state, int index);
 bool boxInstance(ObjectBox& box, entt::meta_any& out);
 void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle);
 void pushValueBox(LuaContext& context, lua_State* state, entt::meta_any&& value, const ClassInfo* classInfo);
+// Destroys a box whose Lua value is being freed. A handle is released later, between native calls, when
+// `deferHandle` is set or native calls run; never while the context closes.
+void releaseObjectBox(LuaContext& context, ObjectBox& box, bool deferHandle);
 
 // ---- Errors (Errors.cpp) ----
 

@@ -322,6 +322,12 @@ struct LuaContext
     uint64_t coroutines = 0;
     uint64_t scriptReferences = 0;
     int threadsRef = LUA_NOREF;
+    // The table of the Lua values that native code holds, by the numbers their references carry; a free slot
+    // holds the number of the next free one, and the first is kept here (0: none). The most held at once since
+    // the table was made tells when it has grown far past what is held.
+    int referencesRef = LUA_NOREF;
+    int freeReference = 0;
+    uint64_t referencePeak = 0;
 
     // What the message handler found for the error now travelling out.
     std::string traceback;
@@ -544,6 +550,17 @@ enum class PushStatus : uint8_t
     RaisedError,
 };
 
+// Whether `bytes` more fit under the context's memory limit. Native results are pushed with the limit lifted,
+// so that a conversion never fails half way: a big one is refused before it starts instead, and a result that
+// went past the limit all the same is dropped once made.
+bool roomFor(const LuaContext& context, size_t bytes);
+// The bytes a string primitive takes, 0 for the other primitives.
+size_t primitiveSize(Primitive primitive, const entt::meta_any& value);
+// The reason that pushNative gives when a string of the value does not fit.
+inline constexpr std::string_view NO_ROOM = "a value past the memory limit";
+// The error value of a result (`what` is "returned" or "holds") that does not fit under the limit.
+Error tooBigError(const LuaContext& context, const std::string& displayName, const char* what);
+
 // Pushes one Lua value for `value`. Callers hold UnlimitedMemory.
 PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_any& value, std::string& failure,
                       int depth = 0);
@@ -600,6 +617,9 @@ void captureTraceback(const LuaContext& context, lua_State* state, int firstLeve
 
 // Opens the safe libraries and the runtime's globals. Runs in a protected call.
 void openSandbox(LuaContext& context, lua_State* state);
+// Counts the coroutines alive after a full collection, and remakes their table when it has far more room than
+// they need. Never raises.
+uint64_t recountCoroutines(LuaContext& context, lua_State* state);
 
 // ---- Patterns (Patterns.cpp) ----
 
@@ -637,6 +657,10 @@ bool pushScriptValue(LuaContext& context, lua_State* state, const entt::meta_any
 void createScriptValueSupport(LuaContext& context, lua_State* state);
 // Pushes the Lua value that a script-value object of the registry stands for; nil when there is none.
 void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle);
-// The registry reference of a script-value object's Lua value; LUA_NOREF when there is none.
+// The reference of a script-value object's Lua value; LUA_NOREF when there is none.
 int referenceOf(LuaContext& context, ObjectHandle handle);
+// Pushes the value of a reference; nil for none. Takes two slots of the stack.
+int pushReference(LuaContext& context, lua_State* state, lua_Integer reference);
+// Lets go of the values of `references`, and remakes the table when it holds far fewer than it once did.
+void dropReferences(LuaContext& context, lua_State* state, const std::vector<int>& references);
 } // namespace Scripting::Lua::internal

@@ -245,12 +245,9 @@ void LuaContext::drainPending(lua_State* thread)
         pendingReleases.clear();
         releases.clear();
     }
-    if (thread != nullptr && !closing)
+    if (thread != nullptr && !closing && !pendingUnreferences.empty())
     {
-        for (const int reference : pendingUnreferences)
-        {
-            luaL_unref(thread, LUA_REGISTRYINDEX, reference);
-        }
+        dropReferences(*this, thread, pendingUnreferences);
     }
     pendingUnreferences.clear();
 }
@@ -451,6 +448,7 @@ bool LuaRuntime::collectGarbage(ContextId contextId)
         return false;
     }
     lua_gc(context->state, LUA_GCCOLLECT);
+    internal::recountCoroutines(*context, context->state);
     context->drainPending(context->state);
     return true;
 }

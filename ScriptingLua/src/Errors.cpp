@@ -334,6 +334,14 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
 {
     ResultAny result;
     const bool stopped = context.stopped;
+    if (stopped && context.entry != 0)
+    {
+        // A callback of a stopped entry, which native code may be calling for each of many listeners: the
+        // error says what stopped the script, cheaply, and the entry's own error tells where when it returns.
+        lua_pop(state, 1);
+        context.traceback.clear();
+        return ResultAny(Error(context.stopName, context.stopMessage));
+    }
     if (stopped)
     {
         result = ResultAny(Error(context.stopName, context.stopMessage));

@@ -611,6 +611,11 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
     {
         return Error("The context is closing");
     }
+    if (context->stopped && context->entry != 0)
+    {
+        // A stopped entry runs no more script code; native code may ask once for each of many listeners.
+        return Error(context->stopName, context->stopMessage);
+    }
     lua_State* state = internal::usableThread(*context);
     if (count > 200 || !lua_checkstack(state, static_cast<int>(count) + 4))
     {
@@ -689,6 +694,11 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     if (context == nullptr || context->closing || !context->useTypedCalls || call.count > 200)
     {
         return TypedClosureStatus::Unsupported;
+    }
+    if (context->stopped && context->entry != 0)
+    {
+        failure = Error(context->stopName, context->stopMessage);
+        return TypedClosureStatus::Failed;
     }
     lua_State* state = internal::usableThread(*context);
     if (!lua_checkstack(state, static_cast<int>(call.count) + 4))

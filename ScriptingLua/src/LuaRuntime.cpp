@@ -127,8 +127,18 @@ uintptr_t sealFor(const uintptr_t* place, BoxKind kind)
     // Secret to scripts, which see addresses (a value box's tostring shows one) but never this.
     static const uintptr_t sKey = []
     {
-        std::random_device device;
-        return (static_cast<uintptr_t>(device()) << 32u) ^ static_cast<uintptr_t>(device());
+        uintptr_t key = static_cast<uintptr_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+        try
+        {
+            std::random_device device;
+            key ^= (static_cast<uintptr_t>(device()) << 32u) ^ static_cast<uintptr_t>(device());
+        }
+        catch (...)
+        {
+            // No source of entropy: the clock and the place of the key, which scripts cannot read either.
+            key ^= reinterpret_cast<uintptr_t>(&key);
+        }
+        return key;
     }();
     return sKey ^ reinterpret_cast<uintptr_t>(place) ^ static_cast<uintptr_t>(kind);
 }
@@ -265,6 +275,9 @@ LuaRuntime::LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings sett
                    []
                    {
                        internal::registerBuiltInTypes();
+                       // Made here, outside any Lua call, where nothing may throw.
+                       internal::sealFor(nullptr, internal::BoxKind::Error);
+                       internal::userdataHeader();
                        // Error values read their name and message through Error whatever their own type is.
                        entt::meta_ctx& context = Reflection::context();
                        entt::meta<EngineError>(context).base<Error>();

@@ -206,7 +206,12 @@ StrongObjectHandle makeScriptObject(LuaContext& context, lua_State* state, int i
     const int value = lua_absindex(state, index);
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.referencesRef);
     int reference = context.freeReference;
-    if (reference != 0)
+    if (lua_isnil(state, value))
+    {
+        // Nothing to keep; a slot holding nil would be handed out again.
+        reference = LUA_REFNIL;
+    }
+    else if (reference != 0)
     {
         lua_rawgeti(state, -1, reference);
         context.freeReference = static_cast<int>(lua_tointeger(state, -1));
@@ -218,8 +223,11 @@ StrongObjectHandle makeScriptObject(LuaContext& context, lua_State* state, int i
         // end of the used part but for the holes a remade table leaves.
         reference = static_cast<int>(std::min<lua_Unsigned>(lua_rawlen(state, -1), INT_MAX - 1)) + 1;
     }
-    lua_pushvalue(state, value);
-    lua_rawseti(state, -2, reference);
+    if (reference != LUA_REFNIL)
+    {
+        lua_pushvalue(state, value);
+        lua_rawseti(state, -2, reference);
+    }
     lua_pop(state, 1);
     ++context.scriptReferences;
     context.referencePeak = std::max(context.referencePeak, context.scriptReferences);
@@ -561,6 +569,10 @@ void dropReferences(LuaContext& context, lua_State* state, const std::vector<int
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.referencesRef);
     for (const int reference : references)
     {
+        if (reference <= 0)
+        {
+            continue;
+        }
         lua_pushinteger(state, context.freeReference);
         lua_rawseti(state, -2, reference);
         context.freeReference = reference;

@@ -259,17 +259,7 @@ ResultAny refusedArgument(const FunctionPlan& plan, const FunctionPlan::Argument
 // Raises from a lua_CFunction once every native object of the call is gone.
 int raiseIfError(lua_State* state, int results)
 {
-    if (results < 0)
-    {
-        return lua_error(state);
-    }
-    // Stopped while native code ran (by the clock, or in a callback it made and went on from): the script
-    // must not run on to the next look of the hook, which a loop of native calls may reach only much later.
-    if (LuaContext& context = contextOf(state); context.stopped)
-    {
-        return raiseStop(context, state);
-    }
-    return results;
+    return results >= 0 ? results : lua_error(state);
 }
 
 int pushFailure(LuaContext& context, lua_State* state, ResultAny&& error)

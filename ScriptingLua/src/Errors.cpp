@@ -279,6 +279,18 @@ int messageHandler(lua_State* state)
     return 1;
 }
 
+void stopAtNextInstruction(LuaContext& context)
+{
+    // Native code may go on after a callback failed with the stop, and return into the script normally; without
+    // this the script would run on to the next look of the hook, up to its whole interval, and a loop of long
+    // native calls in it takes that long many times over.
+    if (context.hookInterval != 0 && context.current != nullptr)
+    {
+        lua_sethook(context.current, &budgetHook, LUA_MASKCOUNT, 1);
+        context.hookHurried = true;
+    }
+}
+
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
 {
     const int base = lua_gettop(state) - argumentCount;
@@ -286,6 +298,7 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
     if (!outermost && context.stopped)
     {
         // A callback of a stopped entry: nothing more of the script runs.
+        stopAtNextInstruction(context);
         lua_settop(state, base - 1);
         lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
         return LUA_ERRRUN;
@@ -312,8 +325,19 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
     }
     int status = lua_pcall(state, argumentCount, resultCount, base);
     lua_remove(state, base);
+    if (!outermost && context.stopped)
+    {
+        stopAtNextInstruction(context);
+    }
     if (outermost)
     {
+        if (context.hookHurried)
+        {
+            // The pace of the hook again; coroutines take it when next resumed.
+            context.hookHurried = false;
+            syncHook(context, context.state);
+            syncHook(context, state);
+        }
         if (context.interruptSlot != nullptr)
         {
             context.interruptSlot->running.store(0, std::memory_order_release);

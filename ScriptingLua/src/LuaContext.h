@@ -303,6 +303,8 @@ struct LuaContext
     // watchdog is armed or interrupts are possible; 0 when no hook is set.
     bool watchdogArmed = false;
     int hookInterval = 0;
+    // A stop asked the hook to look at every instruction of some thread; the next entry restores the pace.
+    bool hookHurried = false;
     uint64_t instructionsUsed = 0;
     std::chrono::steady_clock::time_point runStart;
     // Set once the running entry must end: by the watchdog, an interrupt or a limit. It stays set until the
@@ -591,6 +593,9 @@ void createErrorMetatable(LuaContext& context, lua_State* state);
 int messageHandler(lua_State* state);
 // The error that a failed protected call left on top of the stack, popped, as the runtime returns it.
 ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName);
+// Makes the hook look at the next instruction of the thread that the innermost native call returns to, so that
+// a stopped entry ends there. The next entry takes the usual pace again.
+void stopAtNextInstruction(LuaContext& context);
 // Runs the function and its arguments on top of the stack under the message handler and the watchdog.
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);

@@ -556,7 +556,7 @@ int pushReference(LuaContext& context, lua_State* state, lua_Integer reference)
 {
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.referencesRef);
     const int type = lua_rawgeti(state, -1, reference);
-    lua_remove(state, -2);
+    lua_replace(state, -2);
     return type;
 }
 
@@ -626,6 +626,7 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
     if (context->stopped && context->entry != 0)
     {
         // A stopped entry runs no more script code; native code may ask once for each of many listeners.
+        internal::stopAtNextInstruction(*context);
         return Error(context->stopName, context->stopMessage);
     }
     lua_State* state = internal::usableThread(*context);
@@ -709,6 +710,7 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     }
     if (context->stopped && context->entry != 0)
     {
+        internal::stopAtNextInstruction(*context);
         failure = Error(context->stopName, context->stopMessage);
         return TypedClosureStatus::Failed;
     }

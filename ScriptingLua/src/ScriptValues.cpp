@@ -197,7 +197,8 @@ template <typename Component>
 StrongObjectHandle makeScriptObject(LuaContext& context, lua_State* state, int index)
 {
     LifetimeRegistry* registry = context.scope.getLifetimeRegistry();
-    if (registry == nullptr)
+    // The table of references and a copy of the value go on the stack.
+    if (registry == nullptr || !lua_checkstack(state, 3))
     {
         return StrongObjectHandle();
     }

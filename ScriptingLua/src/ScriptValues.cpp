@@ -731,7 +731,9 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         }
     }
     const int base = lua_gettop(state);
-    if (internal::pushReference(*context, state, static_cast<lua_Integer>(slot)) != LUA_TFUNCTION)
+    // The table of references stays below the function until the end: one move less on a hot road.
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context->referencesRef);
+    if (lua_rawgeti(state, -1, static_cast<lua_Integer>(slot)) != LUA_TFUNCTION)
     {
         lua_settop(state, base);
         slot = 0;
@@ -752,11 +754,7 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         failure = internal::takeError(*context, state, status, "closure");
         outcome = TypedClosureStatus::Failed;
     }
-    else if (call.result == Reflection::TypedKind::Void)
-    {
-        lua_pop(state, 1);
-    }
-    else
+    else if (call.result != Reflection::TypedKind::Void)
     {
         const internal::Primitive primitive = internal::primitiveOfKind(call.result);
         // A result takes a number only as a number, as the general conversion does.
@@ -785,8 +783,8 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
             }
             outcome = TypedClosureStatus::Failed;
         }
-        lua_pop(state, 1);
     }
+    lua_settop(state, base);
     if (context->nativeDepth == 0)
     {
         context->drainPending(state);

@@ -24,17 +24,8 @@ for corpus in fuzz/corpus/*/; do
         failed+=("$name")
         continue
     fi
-    # fuzz_lua_script still finds a leak: error values made in script listeners that call back into native code
-    # from inside native callbacks are never freed (replay fuzz/reproducers/lua_script-leak-listener-errors). Until
-    # that is fixed its smoke still fails on crashes, hangs and sanitizer reports, but not on leaks.
-    leaks=()
-    asan=$ASAN_OPTIONS
-    if [ "$name" = lua_script ]; then
-        leaks=(-detect_leaks=0)
-        asan="$ASAN_OPTIONS:detect_leaks=0"
-    fi
     # New inputs go to the first directory; the seeds are only read.
-    if ASAN_OPTIONS=$asan "$target" "${leaks[@]}" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=4096 -print_final_stats=1 \
+    if "$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=4096 -print_final_stats=1 \
         -artifact_prefix="$build/fuzz-artifacts/$name-" "$work" "$corpus" >"$log" 2>&1; then
         runs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$' || echo "?")
         echo "fuzz_$name: passed, $runs inputs in ${seconds} s, corpus $(ls "$work" | wc -l) + $(ls "$corpus" | wc -l) seeds"

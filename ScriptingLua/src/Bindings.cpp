@@ -277,11 +277,21 @@ int pushNativeOrFail(LuaContext& context, lua_State* state, const entt::meta_any
     switch (pushNative(context, state, value, reason))
     {
     case PushStatus::Ok:
+        if (!roomFor(context, 0))
+        {
+            // Made past the limit, of pieces each small enough: dropped, so that no script keeps it.
+            lua_pop(state, 1);
+            return pushFailure(context, state, tooBigError(context, displayName, what));
+        }
         return 1;
     case PushStatus::RaisedError:
         return -1;
     case PushStatus::Failed:
         break;
+    }
+    if (reason == NO_ROOM)
+    {
+        return pushFailure(context, state, tooBigError(context, displayName, what));
     }
     return pushFailure(context, state, Error(fmt::format("{} {} {}", displayName, what, reason)));
 }
@@ -428,6 +438,10 @@ int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan&
     UnlimitedMemory unlimited(context);
     if (plan.returnPrimitive != Primitive::None)
     {
+        if (!roomFor(context, primitiveSize(plan.returnPrimitive, result)))
+        {
+            return pushFailure(context, state, tooBigError(context, plan.displayName, "returned"));
+        }
         pushPrimitive(state, plan.returnPrimitive, result);
         return 1;
     }
@@ -458,16 +472,23 @@ constexpr int DECLINED = -2;
 // The typed road: the same checks as the general path, on values that never become meta_any. Anything out of
 // the ordinary (a default, a wrong type or count, a refused value, a derived or destroyed object) declines.
 // A typed result goes to Lua as the general path sends results: a string the native side already made is pushed
-// whatever the memory limit says; numbers and booleans allocate nothing, so they skip the bookkeeping.
-void pushTypedResult(LuaContext& context, lua_State* state, Primitive primitive, const Reflection::TypedValue& value)
+// with the limit lifted when it fits under it, else refused; numbers and booleans allocate nothing, so they skip
+// the bookkeeping. Returns 1, or -1 with the error value pushed.
+int pushTypedResult(LuaContext& context, lua_State* state, Primitive primitive, const Reflection::TypedValue& value,
+                    const std::string& displayName, const char* what)
 {
     if (primitive == Primitive::String)
     {
+        if (!roomFor(context, value.textSize))
+        {
+            return pushFailure(context, state, tooBigError(context, displayName, what));
+        }
         UnlimitedMemory unlimited(context);
         pushTyped(state, primitive, value);
-        return;
+        return 1;
     }
     pushTyped(state, primitive, value);
+    return 1;
 }
 
 int invokeTypedUnprotected(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
@@ -524,8 +545,7 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
     {
         return 0;
     }
-    pushTypedResult(context, state, plan.returnPrimitive, result.value);
-    return 1;
+    return pushTypedResult(context, state, plan.returnPrimitive, result.value, plan.displayName, "returned");
 }
 
 int invokeTyped(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
@@ -597,8 +617,7 @@ int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& prop
                 ++context.typedCalls;
                 Reflection::TypedReturn result;
                 property.typedGet->invoke(*property.binding->getter, object, result);
-                pushTypedResult(context, state, property.primitive, result.value);
-                return 1;
+                return pushTypedResult(context, state, property.primitive, result.value, property.displayName, "holds");
             }
             ++context.typedCallsDeclined;
         }
@@ -617,6 +636,10 @@ int readProperty(LuaContext& context, lua_State* state, const PropertyInfo& prop
         UnlimitedMemory unlimited(context);
         if (property.primitive != Primitive::None && primitiveOf(value.type()) == property.primitive)
         {
+            if (!roomFor(context, primitiveSize(property.primitive, value)))
+            {
+                return pushFailure(context, state, tooBigError(context, property.displayName, "holds"));
+            }
             pushPrimitive(state, property.primitive, value);
             return 1;
         }
@@ -735,27 +758,9 @@ int objectNewIndex(lua_State* state)
 
 int objectCollect(lua_State* state)
 {
-    ObjectBox* box = toObjectBox(state, 1);
-    if (box == nullptr)
+    if (ObjectBox* box = toObjectBox(state, 1))
     {
-        return 0;
-    }
-    LuaContext& context = contextOf(state);
-    try
-    {
-        if (box->isHandle)
-        {
-            --context.liveHandleBoxes;
-            if (context.nativeDepth > 0 && !context.closing)
-            {
-                context.pendingReleases.push_back(std::move(box->handle));
-            }
-        }
-        box->~ObjectBox();
-    }
-    catch (...)
-    {
-        // A destructor of native code failed; the collector must go on all the same.
+        releaseObjectBox(contextOf(state), *box, false);
     }
     return 0;
 }
@@ -1292,6 +1297,7 @@ void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& h
     box->isHandle = true;
     box->classInfo = classInfo;
     box->handle = std::move(handle);
+    sealBox(*box);
     ++context.liveHandleBoxes;
     lua_rawgeti(state, LUA_REGISTRYINDEX, classInfo != nullptr ? classInfo->metatableRef : context.opaqueMetatableRef);
     lua_setmetatable(state, -2);
@@ -1303,7 +1309,29 @@ void pushValueBox(LuaContext& context, lua_State* state, entt::meta_any&& value,
     auto* box = new (memory) ObjectBox();
     box->classInfo = classInfo;
     box->value = std::move(value);
+    sealBox(*box);
     lua_rawgeti(state, LUA_REGISTRYINDEX, classInfo != nullptr ? classInfo->metatableRef : context.opaqueMetatableRef);
     lua_setmetatable(state, -2);
+}
+
+void releaseObjectBox(LuaContext& context, ObjectBox& box, bool deferHandle)
+{
+    box.seal = 0;
+    try
+    {
+        if (box.isHandle)
+        {
+            --context.liveHandleBoxes;
+            if ((deferHandle || context.nativeDepth > 0) && !context.closing)
+            {
+                context.pendingReleases.push_back(std::move(box.handle));
+            }
+        }
+        box.~ObjectBox();
+    }
+    catch (...)
+    {
+        // A destructor of native code failed; the collector must go on all the same.
+    }
 }
 } // namespace Scripting::Lua::internal

@@ -1152,6 +1152,23 @@ bool toNative(LuaContext& context, lua_State* state, int index, const entt::meta
     return fail(failure, kind, describeType(context, type), state, index);
 }
 
+bool roomFor(const LuaContext& context, size_t bytes)
+{
+    const MemoryState& memory = context.memory;
+    return memory.limit == 0 || (memory.used <= memory.limit && bytes <= memory.limit - memory.used);
+}
+
+size_t primitiveSize(Primitive primitive, const entt::meta_any& value)
+{
+    return primitive == Primitive::String ? static_cast<const std::string*>(value.data())->size() : 0;
+}
+
+Error tooBigError(const LuaContext& context, const std::string& displayName, const char* what)
+{
+    return Error(fmt::format("Memory limit exceeded: the value {} {} does not fit in the {} bytes the context may hold",
+                             displayName, what, context.memory.limit));
+}
+
 PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_any& value, std::string& failure,
                       int depth)
 {
@@ -1168,6 +1185,11 @@ PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_an
     }
     if (const Primitive primitive = primitiveOf(type); primitive != Primitive::None)
     {
+        if (!roomFor(context, primitiveSize(primitive, value)))
+        {
+            failure = NO_ROOM;
+            return PushStatus::Failed;
+        }
         pushPrimitive(state, primitive, value);
         return PushStatus::Ok;
     }

@@ -158,6 +158,7 @@ int errorCollect(lua_State* state)
 {
     if (ErrorBox* box = toErrorBox(state, 1))
     {
+        box->seal = 0;
         box->~ErrorBox();
     }
     return 0;
@@ -195,6 +196,7 @@ void pushError(LuaContext& context, lua_State* state, ResultAny&& result)
     void* memory = lua_newuserdatauv(state, sizeof(ErrorBox), 0);
     auto* box = new (memory) ErrorBox();
     box->error = std::move(result).toAny();
+    sealBox(*box);
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.errorMetatableRef);
     lua_setmetatable(state, -2);
 }
@@ -277,6 +279,18 @@ int messageHandler(lua_State* state)
     return 1;
 }
 
+void stopAtNextInstruction(LuaContext& context)
+{
+    // Native code may go on after a callback failed with the stop, and return into the script normally; without
+    // this the script would run on to the next look of the hook, up to its whole interval, and a loop of long
+    // native calls in it takes that long many times over.
+    if (context.current != nullptr)
+    {
+        lua_sethook(context.current, &budgetHook, LUA_MASKCOUNT, 1);
+        context.hookHurried = true;
+    }
+}
+
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
 {
     const int base = lua_gettop(state) - argumentCount;
@@ -284,6 +298,7 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
     if (!outermost && context.stopped)
     {
         // A callback of a stopped entry: nothing more of the script runs.
+        stopAtNextInstruction(context);
         lua_settop(state, base - 1);
         lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
         return LUA_ERRRUN;
@@ -303,6 +318,10 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
     }
     int status = lua_pcall(state, argumentCount, resultCount, base);
     lua_remove(state, base);
+    if (!outermost && context.stopped)
+    {
+        stopAtNextInstruction(context);
+    }
     if (outermost)
     {
         if (status == LUA_OK && !context.stopped && stopDue(context))
@@ -312,6 +331,13 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
         }
         endEntry(context);
         context.entry = 0;
+        if (context.hookHurried)
+        {
+            // The pace of the hook again; coroutines take it when next resumed.
+            context.hookHurried = false;
+            syncHook(context, context.state);
+            syncHook(context, state);
+        }
         if (status == LUA_OK && context.stopped)
         {
             // Stopped inside native code that dropped the error, and ended before the next look of the hook.
@@ -327,6 +353,14 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
 {
     ResultAny result;
     const bool stopped = context.stopped;
+    if (stopped && context.entry != 0)
+    {
+        // A callback of a stopped entry, which native code may be calling for each of many listeners: the
+        // error says what stopped the script, cheaply, and the entry's own error tells where when it returns.
+        lua_pop(state, 1);
+        context.traceback.clear();
+        return ResultAny(Error(context.stopName, context.stopMessage));
+    }
     if (stopped)
     {
         result = ResultAny(Error(context.stopName, context.stopMessage));

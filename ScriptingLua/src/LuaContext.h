@@ -181,6 +181,8 @@ struct ModuleInfo
     std::vector<FunctionPlan*> factories;
 };
 
+struct LuaContext;
+
 // Memory of one context as its allocator sees it.
 struct MemoryState
 {
@@ -191,6 +193,10 @@ struct MemoryState
     int unlimited = 0;
     uint64_t* runtimeInUse = nullptr;
     uint64_t* runtimePeak = nullptr;
+    // Sizes of the blocks that hold an object box and an error box: the allocator looks at those for a seal.
+    LuaContext* owner = nullptr;
+    size_t objectBlockSize = std::numeric_limits<size_t>::max();
+    size_t errorBlockSize = std::numeric_limits<size_t>::max();
 };
 
 // The kinds of full userdata the runtime makes; each starts with its kind.
@@ -210,6 +216,8 @@ struct ObjectBox
     const ClassInfo* classInfo = nullptr; // null for a type no module binds
     StrongObjectHandle handle;
     entt::meta_any value;
+    // Last, so that the allocator finds it at the end of the block: see sealBox.
+    uintptr_t seal = 0;
 };
 
 // An error value: the native error object, whatever its type in the error family.
@@ -217,7 +225,21 @@ struct ErrorBox
 {
     BoxKind kind = BoxKind::Error;
     entt::meta_any error;
+    uintptr_t seal = 0;
 };
+
+// Lua frees a userdata whose finalizer call failed as if the finalizer had run: the call fails when it would
+// pass the limit of nested C calls (a collection step taken by code running just below it) or when growing the
+// stack for it passes the memory limit. Boxes that own native state therefore carry a seal, a value no script
+// can forge, which their finalizer breaks; the allocator releases what a box still sealed at its free owns.
+uintptr_t sealFor(const uintptr_t* place, BoxKind kind);
+
+template <typename Box>
+void sealBox(Box& box)
+{
+    static_assert(offsetof(Box, seal) + sizeof(uintptr_t) == sizeof(Box), "the seal ends the box");
+    box.seal = sealFor(&box.seal, box.kind);
+}
 
 // A mutable block of bytes; the bytes follow the header in the same userdata.
 struct BufferBox
@@ -322,6 +344,8 @@ struct LuaContext
     LuaContext* outerOnThread = nullptr;
     int threadRecord = -1;
     DeadlineEntry deadline;
+    // A stop asked the hook to look at every instruction of some thread; the next entry restores the pace.
+    bool hookHurried = false;
     uint64_t instructionsUsed = 0;
     std::chrono::steady_clock::time_point runStart;
     // Set once the running entry must end: by the watchdog, an interrupt or a limit. It stays set until the
@@ -341,6 +365,12 @@ struct LuaContext
     uint64_t coroutines = 0;
     uint64_t scriptReferences = 0;
     int threadsRef = LUA_NOREF;
+    // The table of the Lua values that native code holds, by the numbers their references carry; a free slot
+    // holds the number of the next free one, and the first is kept here (0: none). The most held at once since
+    // the table was made tells when it has grown far past what is held.
+    int referencesRef = LUA_NOREF;
+    int freeReference = 0;
+    uint64_t referencePeak = 0;
 
     // What the message handler found for the error now travelling out.
     std::string traceback;
@@ -563,6 +593,17 @@ enum class PushStatus : uint8_t
     RaisedError,
 };
 
+// Whether `bytes` more fit under the context's memory limit. Native results are pushed with the limit lifted,
+// so that a conversion never fails half way: a big one is refused before it starts instead, and a result that
+// went past the limit all the same is dropped once made.
+bool roomFor(const LuaContext& context, size_t bytes);
+// The bytes a string primitive takes, 0 for the other primitives.
+size_t primitiveSize(Primitive primitive, const entt::meta_any& value);
+// The reason that pushNative gives when a string of the value does not fit.
+inline constexpr std::string_view NO_ROOM = "a value past the memory limit";
+// The error value of a result (`what` is "returned" or "holds") that does not fit under the limit.
+Error tooBigError(const LuaContext& context, const std::string& displayName, const char* what);
+
 // Pushes one Lua value for `value`. Callers hold UnlimitedMemory.
 PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_any& value, std::string& failure,
                       int depth = 0);
@@ -579,6 +620,9 @@ ObjectBox* toObjectBox(lua_State* state, int index);
 bool boxInstance(ObjectBox& box, entt::meta_any& out);
 void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle);
 void pushValueBox(LuaContext& context, lua_State* state, entt::meta_any&& value, const ClassInfo* classInfo);
+// Destroys a box whose Lua value is being freed. A handle is released later, between native calls, when
+// `deferHandle` is set or native calls run; never while the context closes.
+void releaseObjectBox(LuaContext& context, ObjectBox& box, bool deferHandle);
 
 // ---- Errors (Errors.cpp) ----
 
@@ -590,6 +634,9 @@ void createErrorMetatable(LuaContext& context, lua_State* state);
 int messageHandler(lua_State* state);
 // The error that a failed protected call left on top of the stack, popped, as the runtime returns it.
 ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName);
+// Makes the hook look at the next instruction of the thread that the innermost native call returns to, so that
+// a stopped entry ends there. The next entry takes the usual pace again.
+void stopAtNextInstruction(LuaContext& context);
 // Runs the function and its arguments on top of the stack under the message handler and the watchdog.
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
@@ -616,6 +663,9 @@ void captureTraceback(const LuaContext& context, lua_State* state, int firstLeve
 
 // Opens the safe libraries and the runtime's globals. Runs in a protected call.
 void openSandbox(LuaContext& context, lua_State* state);
+// Counts the coroutines alive after a full collection, and remakes their table when it has far more room than
+// they need. Never raises.
+uint64_t recountCoroutines(LuaContext& context, lua_State* state);
 
 // ---- Patterns (Patterns.cpp) ----
 
@@ -672,6 +722,10 @@ bool pushScriptValue(LuaContext& context, lua_State* state, const entt::meta_any
 void createScriptValueSupport(LuaContext& context, lua_State* state);
 // Pushes the Lua value that a script-value object of the registry stands for; nil when there is none.
 void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle);
-// The registry reference of a script-value object's Lua value; LUA_NOREF when there is none.
+// The reference of a script-value object's Lua value; LUA_NOREF when there is none.
 int referenceOf(LuaContext& context, ObjectHandle handle);
+// Pushes the value of a reference; nil for none. Takes two slots of the stack.
+int pushReference(LuaContext& context, lua_State* state, lua_Integer reference);
+// Lets go of the values of `references`, and remakes the table when it holds far fewer than it once did.
+void dropReferences(LuaContext& context, lua_State* state, const std::vector<int>& references);
 } // namespace Scripting::Lua::internal

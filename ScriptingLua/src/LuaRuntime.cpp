@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <mutex>
+#include <random>
 
 namespace Scripting::Lua
 {
@@ -23,6 +24,58 @@ namespace
 // Instructions between two looks of the watchdog.
 constexpr int WATCHDOG_INTERVAL = 1000;
 
+// The bytes that Lua puts before the memory of a userdata without user values, learnt once from a state of its
+// own: the allocator knows a box's block by its size.
+size_t userdataHeader()
+{
+    static const size_t sHeader = []
+    {
+        size_t last = 0;
+        lua_State* probe = lua_newstate(
+            [](void* userData, void* block, size_t, size_t newSize) -> void*
+            {
+                if (newSize == 0)
+                {
+                    std::free(block);
+                    return nullptr;
+                }
+                *static_cast<size_t*>(userData) = newSize;
+                return std::realloc(block, newSize);
+            },
+            &last);
+        if (probe == nullptr)
+        {
+            return size_t{0};
+        }
+        // No collection step may allocate after the userdata.
+        lua_gc(probe, LUA_GCSTOP);
+        constexpr size_t PROBE_SIZE = 1;
+        lua_newuserdatauv(probe, PROBE_SIZE, 0);
+        const size_t header = last - PROBE_SIZE;
+        lua_close(probe);
+        return header;
+    }();
+    return sHeader;
+}
+
+// A box still sealed when Lua frees it lost its finalizer; what it owns is released here.
+void releaseUnfinalized(MemoryState& memory, void* block, size_t size)
+{
+    auto* end = static_cast<unsigned char*>(block) + size;
+    const auto* place = reinterpret_cast<const uintptr_t*>(end - sizeof(uintptr_t));
+    if (size == memory.errorBlockSize && *place == sealFor(place, BoxKind::Error))
+    {
+        auto* box = reinterpret_cast<ErrorBox*>(end - sizeof(ErrorBox));
+        box->seal = 0;
+        box->~ErrorBox();
+    }
+    else if (size == memory.objectBlockSize && *place == sealFor(place, BoxKind::Object))
+    {
+        // Inside the allocator nothing native may run that could reach Lua: a handle waits for the next drain.
+        releaseObjectBox(*memory.owner, *reinterpret_cast<ObjectBox*>(end - sizeof(ObjectBox)), true);
+    }
+}
+
 void* allocate(void* userData, void* block, size_t oldSize, size_t newSize)
 {
     auto& memory = *static_cast<MemoryState*>(userData);
@@ -30,6 +83,10 @@ void* allocate(void* userData, void* block, size_t oldSize, size_t newSize)
     const size_t previous = block != nullptr ? oldSize : 0;
     if (newSize == 0)
     {
+        if (previous == memory.errorBlockSize || previous == memory.objectBlockSize)
+        {
+            releaseUnfinalized(memory, block, previous);
+        }
         std::free(block);
         memory.used -= previous;
         *memory.runtimeInUse -= previous;
@@ -64,6 +121,27 @@ int setUpState(lua_State* state)
 }
 
 } // namespace
+
+uintptr_t sealFor(const uintptr_t* place, BoxKind kind)
+{
+    // Secret to scripts, which see addresses (a value box's tostring shows one) but never this.
+    static const uintptr_t sKey = []
+    {
+        uintptr_t key = static_cast<uintptr_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+        try
+        {
+            std::random_device device;
+            key ^= (static_cast<uintptr_t>(device()) << 32u) ^ static_cast<uintptr_t>(device());
+        }
+        catch (...)
+        {
+            // No source of entropy: the clock and the place of the key, which scripts cannot read either.
+            key ^= reinterpret_cast<uintptr_t>(&key);
+        }
+        return key;
+    }();
+    return sKey ^ reinterpret_cast<uintptr_t>(place) ^ static_cast<uintptr_t>(kind);
+}
 
 bool chargeWork(LuaContext& context, lua_State* state, uint64_t units)
 {
@@ -218,12 +296,9 @@ void LuaContext::drainPending(lua_State* thread)
         pendingReleases.clear();
         releases.clear();
     }
-    if (thread != nullptr && !closing)
+    if (thread != nullptr && !closing && !pendingUnreferences.empty())
     {
-        for (const int reference : pendingUnreferences)
-        {
-            luaL_unref(thread, LUA_REGISTRYINDEX, reference);
-        }
+        dropReferences(*this, thread, pendingUnreferences);
     }
     pendingUnreferences.clear();
 }
@@ -241,6 +316,9 @@ LuaRuntime::LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings sett
                    []
                    {
                        internal::registerBuiltInTypes();
+                       // Made here, outside any Lua call, where nothing may throw.
+                       internal::sealFor(nullptr, internal::BoxKind::Error);
+                       internal::userdataHeader();
                        // Error values read their name and message through Error whatever their own type is.
                        entt::meta_ctx& context = Reflection::context();
                        entt::meta<EngineError>(context).base<Error>();
@@ -304,6 +382,12 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
     context->memory.limit = mSettings.memoryLimitBytes;
     context->memory.runtimeInUse = &mMemoryInUse;
     context->memory.runtimePeak = &mMemoryPeak;
+    context->memory.owner = context.get();
+    if (const size_t header = internal::userdataHeader(); header != 0)
+    {
+        context->memory.objectBlockSize = header + sizeof(internal::ObjectBox);
+        context->memory.errorBlockSize = header + sizeof(internal::ErrorBox);
+    }
     context->useTypedCalls = mSettings.typedCalls;
     internal::planBindings(*context);
 
@@ -429,6 +513,7 @@ bool LuaRuntime::collectGarbage(ContextId contextId)
         return false;
     }
     lua_gc(context->state, LUA_GCCOLLECT);
+    internal::recountCoroutines(*context, context->state);
     context->drainPending(context->state);
     return true;
 }

@@ -84,6 +84,16 @@ int safeLoad(lua_State* state)
 }
 
 // Scripts may collect and look, not stop or retune the collector.
+// Makes the weak table of coroutines.
+void newCoroutineTable(lua_State* state, int size)
+{
+    lua_createtable(state, 0, size);
+    lua_createtable(state, 0, 1);
+    lua_pushliteral(state, "k");
+    lua_setfield(state, -2, "__mode");
+    lua_setmetatable(state, -2);
+}
+
 int safeCollectGarbage(lua_State* state)
 {
     const char* option = luaL_optstring(state, 1, "collect");
@@ -95,6 +105,7 @@ int safeCollectGarbage(lua_State* state)
         spend(context, state, context.memory.used / 64);
         lua_gc(state, LUA_GCCOLLECT);
         spend(context, state, context.memory.used / 64);
+        recountCoroutines(context, state);
         lua_pushinteger(state, 0);
         return 1;
     }
@@ -218,16 +229,7 @@ int makeCoroutine(lua_State* state)
         // The count is of coroutines made; those the collector took are found by collecting and counting.
         spend(context, state, context.memory.used / 64);
         lua_gc(state, LUA_GCCOLLECT);
-        lua_rawgeti(state, LUA_REGISTRYINDEX, context.threadsRef);
-        uint64_t alive = 0;
-        lua_pushnil(state);
-        while (lua_next(state, -2) != 0)
-        {
-            lua_pop(state, 1);
-            ++alive;
-        }
-        lua_pop(state, 1);
-        context.coroutines = alive;
+        const uint64_t alive = recountCoroutines(context, state);
         spend(context, state, alive);
         if (alive >= limit)
         {
@@ -917,11 +919,7 @@ void openSandbox(LuaContext& context, lua_State* state)
     chargeByLength(state, LUA_UTF8LIBNAME, {"len", "codepoint", "offset", "char"});
 
     // Coroutines made, weakly: the count of those alive is found again by walking it.
-    lua_newtable(state);
-    lua_createtable(state, 0, 1);
-    lua_pushliteral(state, "k");
-    lua_setfield(state, -2, "__mode");
-    lua_setmetatable(state, -2);
+    newCoroutineTable(state, 0);
     context.threadsRef = luaL_ref(state, LUA_REGISTRYINDEX);
 
     lua_getglobal(state, "setmetatable");
@@ -934,5 +932,41 @@ void openSandbox(LuaContext& context, lua_State* state)
 
     lua_newtable(state);
     context.loadedModulesRef = luaL_ref(state, LUA_REGISTRYINDEX);
+}
+
+uint64_t recountCoroutines(LuaContext& context, lua_State* state)
+{
+    if (!lua_checkstack(state, 6))
+    {
+        return context.coroutines;
+    }
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.threadsRef);
+    uint64_t alive = 0;
+    lua_pushnil(state);
+    while (lua_next(state, -2) != 0)
+    {
+        lua_pop(state, 1);
+        ++alive;
+    }
+    // A table keeps the room of its fullest time, also once the collector has emptied it: one made since the
+    // last count for far more coroutines than live now is made anew, at the size of the living.
+    if (context.coroutines > 2 * alive + 64)
+    {
+        // No more than the old table took, and freed with it at once.
+        UnlimitedMemory unlimited(context);
+        newCoroutineTable(state, static_cast<int>(std::min<uint64_t>(alive, INT_MAX)));
+        lua_pushnil(state);
+        while (lua_next(state, -3) != 0)
+        {
+            lua_pop(state, 1);
+            lua_pushvalue(state, -1);
+            lua_pushboolean(state, 1);
+            lua_rawset(state, -4);
+        }
+        lua_rawseti(state, LUA_REGISTRYINDEX, context.threadsRef);
+    }
+    lua_pop(state, 1);
+    context.coroutines = alive;
+    return alive;
 }
 } // namespace Scripting::Lua::internal

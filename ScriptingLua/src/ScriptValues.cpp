@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 #include <limits>
 #include <typeinfo>
@@ -195,15 +197,41 @@ template <typename Component>
 StrongObjectHandle makeScriptObject(LuaContext& context, lua_State* state, int index)
 {
     LifetimeRegistry* registry = context.scope.getLifetimeRegistry();
-    if (registry == nullptr)
+    // The table of references and a copy of the value go on the stack.
+    if (registry == nullptr || !lua_checkstack(state, 3))
     {
         return StrongObjectHandle();
     }
     StrongTypedObjectHandle<Component> object = context.scope.makeObject<Component>();
     UnlimitedMemory unlimited(context);
-    lua_pushvalue(state, index);
-    const int reference = luaL_ref(state, LUA_REGISTRYINDEX);
+    const int value = lua_absindex(state, index);
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.referencesRef);
+    int reference = context.freeReference;
+    if (lua_isnil(state, value))
+    {
+        // Nothing to keep; a slot holding nil would be handed out again.
+        reference = LUA_REFNIL;
+    }
+    else if (reference != 0)
+    {
+        lua_rawgeti(state, -1, reference);
+        context.freeReference = static_cast<int>(lua_tointeger(state, -1));
+        lua_pop(state, 1);
+    }
+    else
+    {
+        // A border of the table: the slot after it is free. Links of free slots are not nil, so this is the
+        // end of the used part but for the holes a remade table leaves.
+        reference = static_cast<int>(std::min<lua_Unsigned>(lua_rawlen(state, -1), INT_MAX - 1)) + 1;
+    }
+    if (reference != LUA_REFNIL)
+    {
+        lua_pushvalue(state, value);
+        lua_rawseti(state, -2, reference);
+    }
+    lua_pop(state, 1);
     ++context.scriptReferences;
+    context.referencePeak = std::max(context.referencePeak, context.scriptReferences);
     registry->setScriptRef(object.getHandle(), std::make_unique<LuaReference>(context, reference));
     return StrongTypedObjectHandle<Component>::toGeneric(std::move(object));
 }
@@ -307,6 +335,9 @@ void createBufferSupport(LuaContext& context, lua_State* state)
     lua_pushliteral(state, "Buffer");
     lua_setfield(state, -2, "__name");
     context.bufferMetatableRef = luaL_ref(state, LUA_REGISTRYINDEX);
+
+    lua_newtable(state);
+    context.referencesRef = luaL_ref(state, LUA_REGISTRYINDEX);
 
     lua_createtable(state, 0, 1);
     lua_pushcfunction(state, &bufferNew);
@@ -519,7 +550,63 @@ void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle han
         lua_pushnil(state);
         return;
     }
-    lua_rawgeti(state, LUA_REGISTRYINDEX, static_cast<const LuaReference*>(scriptRef)->reference());
+    pushReference(context, state, static_cast<const LuaReference*>(scriptRef)->reference());
+}
+
+int pushReference(LuaContext& context, lua_State* state, lua_Integer reference)
+{
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.referencesRef);
+    const int type = lua_rawgeti(state, -1, reference);
+    lua_replace(state, -2);
+    return type;
+}
+
+void dropReferences(LuaContext& context, lua_State* state, const std::vector<int>& references)
+{
+    if (!lua_checkstack(state, 4))
+    {
+        return;
+    }
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.referencesRef);
+    for (const int reference : references)
+    {
+        if (reference <= 0)
+        {
+            continue;
+        }
+        lua_pushinteger(state, context.freeReference);
+        lua_rawseti(state, -2, reference);
+        context.freeReference = reference;
+    }
+    // A table keeps the room of its fullest time: once it holds an eighth of that, it is made anew with only
+    // what is held. The numbers stay, since native code keeps them; the free slots become holes.
+    constexpr uint64_t SMALLEST_REMADE = 1024;
+    if (context.referencePeak >= SMALLEST_REMADE && context.scriptReferences * 8 < context.referencePeak)
+    {
+        for (int reference = context.freeReference; reference != 0;)
+        {
+            lua_rawgeti(state, -1, reference);
+            const int next = static_cast<int>(lua_tointeger(state, -1));
+            lua_pop(state, 1);
+            lua_pushnil(state);
+            lua_rawseti(state, -2, reference);
+            reference = next;
+        }
+        context.freeReference = 0;
+        // No more than the old table took, and freed with it.
+        UnlimitedMemory unlimited(context);
+        lua_createtable(state, 0, static_cast<int>(std::min<uint64_t>(context.scriptReferences, INT_MAX)));
+        lua_pushnil(state);
+        while (lua_next(state, -3) != 0)
+        {
+            lua_pushvalue(state, -2);
+            lua_insert(state, -2);
+            lua_rawset(state, -4);
+        }
+        lua_rawseti(state, LUA_REGISTRYINDEX, context.referencesRef);
+        context.referencePeak = context.scriptReferences;
+    }
+    lua_pop(state, 1);
 }
 } // namespace internal
 
@@ -536,6 +623,12 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
     if (context->closing)
     {
         return Error("The context is closing");
+    }
+    if (context->stopped && context->entry != 0)
+    {
+        // A stopped entry runs no more script code; native code may ask once for each of many listeners.
+        internal::stopAtNextInstruction(*context);
+        return Error(context->stopName, context->stopMessage);
     }
     lua_State* state = internal::usableThread(*context);
     if (count > 200 || !lua_checkstack(state, static_cast<int>(count) + 4))
@@ -616,12 +709,18 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     {
         return TypedClosureStatus::Unsupported;
     }
+    if (context->stopped && context->entry != 0)
+    {
+        internal::stopAtNextInstruction(*context);
+        failure = Error(context->stopName, context->stopMessage);
+        return TypedClosureStatus::Failed;
+    }
     lua_State* state = internal::usableThread(*context);
     if (!lua_checkstack(state, static_cast<int>(call.count) + 4))
     {
         return TypedClosureStatus::Unsupported;
     }
-    // The slot is the function's registry reference, which lives as long as the closure's object.
+    // The slot is the function's reference, which lives as long as the closure's object.
     if (slot <= 0 || slot > std::numeric_limits<int>::max())
     {
         slot = internal::referenceOf(*context, closure);
@@ -632,7 +731,9 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         }
     }
     const int base = lua_gettop(state);
-    if (lua_rawgeti(state, LUA_REGISTRYINDEX, static_cast<lua_Integer>(slot)) != LUA_TFUNCTION)
+    // The table of references stays below the function until the end: one move less on a hot road.
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context->referencesRef);
+    if (lua_rawgeti(state, -1, static_cast<lua_Integer>(slot)) != LUA_TFUNCTION)
     {
         lua_settop(state, base);
         slot = 0;
@@ -653,11 +754,7 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         failure = internal::takeError(*context, state, status, "closure");
         outcome = TypedClosureStatus::Failed;
     }
-    else if (call.result == Reflection::TypedKind::Void)
-    {
-        lua_pop(state, 1);
-    }
-    else
+    else if (call.result != Reflection::TypedKind::Void)
     {
         const internal::Primitive primitive = internal::primitiveOfKind(call.result);
         // A result takes a number only as a number, as the general conversion does.
@@ -686,8 +783,8 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
             }
             outcome = TypedClosureStatus::Failed;
         }
-        lua_pop(state, 1);
     }
+    lua_settop(state, base);
     if (context->nativeDepth == 0)
     {
         context->drainPending(state);

@@ -266,6 +266,40 @@ TEST_F(LuaBindingsTest, CollectedValuesReleaseTheirObjects)
     EXPECT_EQ(Counter::sAlive, before);
 }
 
+TEST_F(LuaBindingsTest, ValuesFreedWithoutTheirFinalizerStillReleaseWhatTheyHold)
+{
+    // A collection taken just below the limit of nested C calls cannot call finalizers, and Lua frees their
+    // objects all the same: the error values collected there must still free their native errors (the leak
+    // checker sees those) and the objects must still be released.
+    const int before = Counter::sAlive;
+    const ResultAny result = run(R"(
+        local zoo = require('@test/zoo')
+        local held = {}
+        for i = 1, 50 do
+            held[#held + 1] = zoo.Counter(i)
+            held[#held + 1] = select(2, pcall(zoo.Counter.twice, 'x'))
+        end
+        local depth, deepest = 0, 0
+        local function deeper()
+            depth = depth + 1
+            if not pcall(deeper) and deepest == 0 then
+                deepest = depth
+                held = nil
+                collectgarbage()
+            end
+            depth = depth - 1
+        end
+        deeper()
+        return deepest
+    )");
+    EXPECT_GT(integer(result), 100) << "the nesting stopped early, not at the limit of C calls";
+    // Lua frees them in the next collection, at any depth.
+    ASSERT_TRUE(mRuntime->collectGarbage(context().getContextId()));
+    EXPECT_EQ(Counter::sAlive, before);
+    EXPECT_EQ(mRuntime->computeContextStats(context().getContextId())->scriptHeldObjects, 0u);
+    EXPECT_EQ(integer(run("return 40 + 2")), 42);
+}
+
 TEST_F(LuaBindingsTest, CollectionDuringANativeCallReleasesAfterIt)
 {
     // A release could destroy objects and move others in their storage under the call's feet, so what the

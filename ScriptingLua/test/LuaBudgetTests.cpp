@@ -1,4 +1,5 @@
 // Every way into script code runs on the entry's budget; work inside library functions counts too.
+#include "GameModule.h"
 #include "LuaTestSupport.h"
 
 #include "Scripting/Runtime/Error.h"
@@ -87,6 +88,30 @@ INSTANTIATE_TEST_SUITE_P(Runaways, LuaBudgetTest, ::testing::ValuesIn(RUNAWAYS),
                          [](const ::testing::TestParamInfo<Runaway>& info) { return info.param.name; });
 
 using LuaEntryTest = LuaEngineTest;
+
+TEST_F(LuaEntryTest, AScriptStoppedInACallbackEndsWhereTheNativeCallReturns)
+{
+    // The entity ignores a failing listener and returns as usual: the script must end at its next instruction,
+    // not run on to the next look of the hook; and the hook looks at its usual pace again afterwards.
+    mEngine.addModuleBindingFactory(Game::makeGameModuleFactory());
+    const ModuleDescriptor game{Game::MODULE_NAME, Game::MODULE_UUID, Version(1, 1, 0), false};
+    ScriptContextResult made =
+        mEngine.createScriptingContext(ContextConfig("lua", "", REQUESTER), REQUESTER, {game}, nullptr, nullptr);
+    ASSERT_TRUE(made.context.has_value()) << made.getErrorText();
+    mRuntime->enableWatchdog(WatchdogSettings{0, 200000});
+    StringPayload script(R"(
+        local e = require('@example/game').Entity.new('a')
+        e:onDamaged(function() while true do end end)
+        e:onDamaged(function() end)
+        e:damage(1)
+        for i = 1, 1e9 do after = i end
+    )",
+                         "stop.lua");
+    EXPECT_EQ(errorText(made.context->run(&script)), "Script stopped by the watchdog: more than 200000 instructions");
+    StringPayload probe("return after == nil and 1 or 0", "probe.lua");
+    EXPECT_EQ(integer(made.context->run(&probe)), 1) << "the script ran on after the native call returned";
+    EXPECT_EQ(lua_gethookcount(mRuntime->getLuaState(made.context->getContextId())), 1000);
+}
 
 TEST_F(LuaEntryTest, CoroutineMadeBeforeTheWatchdogIsStopped)
 {

@@ -121,6 +121,26 @@ TEST_F(LuaLimitsTest, MemoryLimitStopsTheScriptAndKeepsTheContext)
     }
 }
 
+TEST_F(LuaLimitsTest, ANativeResultThatWouldPassTheLimitIsAnErrorValue)
+{
+    // The result is made with the limit lifted, so that a conversion never stops half way: it must be refused
+    // before it is made, not kept past the limit.
+    const ResultAny result = run(R"(
+        local zoo = require('@test/zoo')
+        local title = string.rep('x', 700 * 1024)
+        local first = zoo.describeSettings({title = title})
+        local ok, err = pcall(zoo.describeSettings, {title = title})
+        return (ok and 'made ' .. #err or tostring(err)) .. ' / ' .. #first
+    )");
+    EXPECT_THAT(text(result),
+                HasSubstr("Memory limit exceeded: the value @test/zoo.describeSettings returned does not fit in "
+                          "the 2097152 bytes the context may hold / 716808"));
+    const std::optional<Lua::LuaContextStats> stats = mRuntime->computeContextStats(context().getContextId());
+    ASSERT_TRUE(stats.has_value());
+    EXPECT_LE(stats->memoryPeakBytes, LIMIT);
+    EXPECT_EQ(integer(run("collectgarbage() return 40 + 2")), 42);
+}
+
 TEST_F(LuaLimitsTest, StatsReportRealFigures)
 {
     const ContextId id = context().getContextId();

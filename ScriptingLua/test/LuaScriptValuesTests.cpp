@@ -114,6 +114,51 @@ TEST_F(LuaScriptValuesTest, NativeCodeCallsAStoredScriptFunctionLater)
     EXPECT_EQ(typedResult.value(), 42);
 }
 
+TEST_F(LuaScriptValuesTest, HeldFunctionsKeepAnsweringWhenTheirTableIsRemadeSmaller)
+{
+    // Native code holds many script functions, then lets all but two go: the table that keeps them for it is
+    // made anew, smaller, and what is still held (also through a typed closure that remembers where its function
+    // was) and what is held later must each call its own function.
+    std::vector<Closure<int (*)()>> held;
+    const auto hold = [this, &held](int index)
+    {
+        const ResultAny made =
+            run("require('@test/zoo').remember(function() return " + std::to_string(index) + " end)");
+        ASSERT_FALSE(made.isError()) << errorText(made);
+        held.emplace_back();
+        static_cast<ClosureAny&>(held.back()) = *sRemembered;
+    };
+    const ContextId id = context().getContextId();
+    ASSERT_TRUE(mRuntime->collectGarbage(id));
+    const uint64_t before = mRuntime->computeContextStats(id)->memoryUsedBytes;
+    for (int index = 0; index < 3000; ++index)
+    {
+        hold(index);
+    }
+    sRemembered.reset();
+    ASSERT_EQ(held[1500]().value(), 1500);
+    Closure<int (*)()> early = held[1500];
+    Closure<int (*)()> late = held[2999];
+    held.clear();
+    ASSERT_FALSE(run("collectgarbage()").isError());
+    ASSERT_TRUE(mRuntime->collectGarbage(id));
+    // 3000 slots of 16 bytes: what a table that kept its room would hold on to.
+    EXPECT_LT(mRuntime->computeContextStats(id)->memoryUsedBytes, before + 3000 * 16 / 2) << "the table kept its room";
+    EXPECT_EQ(early().value(), 1500);
+    EXPECT_EQ(late().value(), 2999);
+    for (int index = 0; index < 100; ++index)
+    {
+        hold(10000 + index);
+    }
+    sRemembered.reset();
+    for (int index = 0; index < 100; ++index)
+    {
+        EXPECT_EQ(held[static_cast<size_t>(index)]().value(), 10000 + index);
+    }
+    EXPECT_EQ(early().value(), 1500);
+    EXPECT_EQ(late().value(), 2999);
+}
+
 TEST_F(LuaScriptValuesTest, DroppedClosuresLetTheScriptFunctionGo)
 {
     ASSERT_FALSE(run("weak = setmetatable({}, {__mode = 'v'}) local f = function() end weak[1] = f "

@@ -40,8 +40,9 @@ inline constexpr int DEFAULT_STOP_SIGNAL = 0;
 /** @brief Limits and hooks of a LuaRuntime, fixed at construction. */
 struct LuaRuntimeSettings
 {
-    /// Bytes of Lua memory one context may hold at once; 0 sets no limit. Converting one native result into
-    /// Lua values may go past it by that result's size, never further.
+    /// Bytes of Lua memory one context may hold at once; 0 sets no limit. A native result that would not fit
+    /// under it becomes an error value instead of a Lua value; one made of many pieces (a table of strings) is
+    /// made whole first, so it may go past the limit by its size for a moment before it is dropped.
     size_t memoryLimitBytes = 64u * 1024u * 1024u;
     /// Coroutines that one context may hold alive at once; 0 sets no limit. Making one more is an error the
     /// script can catch.

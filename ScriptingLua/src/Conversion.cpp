@@ -393,39 +393,6 @@ entt::meta_any numberAsAny(const Reflection::TypedValue& value)
 }
 } // namespace
 
-void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value)
-{
-    switch (primitive)
-    {
-    case Primitive::Bool:
-        lua_pushboolean(state, value.boolean ? 1 : 0);
-        return;
-    case Primitive::UInt64:
-        if (value.unsignedInteger > static_cast<uint64_t>(std::numeric_limits<lua_Integer>::max()))
-        {
-            lua_pushnumber(state, static_cast<lua_Number>(value.unsignedInteger));
-        }
-        else
-        {
-            lua_pushinteger(state, static_cast<lua_Integer>(value.unsignedInteger));
-        }
-        return;
-    case Primitive::Float:
-    case Primitive::Double:
-        lua_pushnumber(state, value.number);
-        return;
-    case Primitive::String:
-        lua_pushlstring(state, value.textData, value.textSize);
-        return;
-    case Primitive::None:
-        lua_pushnil(state);
-        return;
-    default:
-        lua_pushinteger(state, static_cast<lua_Integer>(value.integer));
-        return;
-    }
-}
-
 entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& value)
 {
     switch (primitive)
@@ -458,42 +425,6 @@ entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& val
         break;
     }
     return entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
-}
-
-Primitive primitiveOfKind(Reflection::TypedKind kind)
-{
-    switch (kind)
-    {
-    case Reflection::TypedKind::Bool:
-        return Primitive::Bool;
-    case Reflection::TypedKind::Int8:
-        return Primitive::Int8;
-    case Reflection::TypedKind::UInt8:
-        return Primitive::UInt8;
-    case Reflection::TypedKind::Int16:
-        return Primitive::Int16;
-    case Reflection::TypedKind::UInt16:
-        return Primitive::UInt16;
-    case Reflection::TypedKind::Int32:
-        return Primitive::Int32;
-    case Reflection::TypedKind::UInt32:
-        return Primitive::UInt32;
-    case Reflection::TypedKind::Int64:
-        return Primitive::Int64;
-    case Reflection::TypedKind::UInt64:
-        return Primitive::UInt64;
-    case Reflection::TypedKind::Float:
-        return Primitive::Float;
-    case Reflection::TypedKind::Double:
-        return Primitive::Double;
-    case Reflection::TypedKind::String:
-        return Primitive::String;
-    case Reflection::TypedKind::None:
-    case Reflection::TypedKind::Void:
-    case Reflection::TypedKind::Object:
-        break;
-    }
-    return Primitive::None;
 }
 
 void* typedObject(lua_State* state, int index, const entt::meta_type& type)

@@ -316,6 +316,7 @@ struct LuaContext
     // Releases whatever the collector freed while native calls ran, on a thread that may be used now. Only
     // between calls.
     void drainPending(lua_State* thread);
+    bool hasPending() const { return !pendingReleases.empty() || !pendingUnreferences.empty(); }
 };
 
 inline LuaContext& contextOf(lua_State* state)
@@ -337,7 +338,7 @@ public:
     ~NativeCallScope()
     {
         mContext.current = mPrevious;
-        if (--mContext.nativeDepth == 0 && (!mContext.pendingReleases.empty() || !mContext.pendingUnreferences.empty()))
+        if (--mContext.nativeDepth == 0 && mContext.hasPending())
         {
             mContext.drainPending(mState);
         }
@@ -504,10 +505,77 @@ inline bool primitiveTyped(lua_State* state, int index, Primitive primitive, Ref
     return false;
 }
 
-void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value);
+inline void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value)
+{
+    switch (primitive)
+    {
+    case Primitive::Bool:
+        lua_pushboolean(state, value.boolean ? 1 : 0);
+        return;
+    case Primitive::UInt64:
+        if (value.unsignedInteger > static_cast<uint64_t>(std::numeric_limits<lua_Integer>::max()))
+        {
+            lua_pushnumber(state, static_cast<lua_Number>(value.unsignedInteger));
+        }
+        else
+        {
+            lua_pushinteger(state, static_cast<lua_Integer>(value.unsignedInteger));
+        }
+        return;
+    case Primitive::Float:
+    case Primitive::Double:
+        lua_pushnumber(state, value.number);
+        return;
+    case Primitive::String:
+        lua_pushlstring(state, value.textData, value.textSize);
+        return;
+    case Primitive::None:
+        lua_pushnil(state);
+        return;
+    default:
+        lua_pushinteger(state, static_cast<lua_Integer>(value.integer));
+        return;
+    }
+}
+
 // A typed value as the native type `primitive` names, for validators that read meta_any.
 entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& value);
-Primitive primitiveOfKind(Reflection::TypedKind kind);
+inline Primitive primitiveOfKind(Reflection::TypedKind kind)
+{
+    switch (kind)
+    {
+    case Reflection::TypedKind::Bool:
+        return Primitive::Bool;
+    case Reflection::TypedKind::Int8:
+        return Primitive::Int8;
+    case Reflection::TypedKind::UInt8:
+        return Primitive::UInt8;
+    case Reflection::TypedKind::Int16:
+        return Primitive::Int16;
+    case Reflection::TypedKind::UInt16:
+        return Primitive::UInt16;
+    case Reflection::TypedKind::Int32:
+        return Primitive::Int32;
+    case Reflection::TypedKind::UInt32:
+        return Primitive::UInt32;
+    case Reflection::TypedKind::Int64:
+        return Primitive::Int64;
+    case Reflection::TypedKind::UInt64:
+        return Primitive::UInt64;
+    case Reflection::TypedKind::Float:
+        return Primitive::Float;
+    case Reflection::TypedKind::Double:
+        return Primitive::Double;
+    case Reflection::TypedKind::String:
+        return Primitive::String;
+    case Reflection::TypedKind::None:
+    case Reflection::TypedKind::Void:
+    case Reflection::TypedKind::Object:
+        break;
+    }
+    return Primitive::None;
+}
+
 // The address of the object in the box at `index` when it is alive and exactly of `type`; null otherwise.
 void* typedObject(lua_State* state, int index, const entt::meta_type& type);
 // The common case of a primitive that converts; false leaves the failure to primitiveToNative.
@@ -551,6 +619,9 @@ int messageHandler(lua_State* state);
 ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName);
 // Runs the function and its arguments on top of the stack under the message handler and the watchdog.
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
+// The same with the message handler pushed by the caller just below the function, where it stays: a caller
+// that pushes it first spares moving it under the function and out again.
+int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
 // `noun` after the article its sound takes: "an int", "a string", "an Entity".
 std::string withArticle(std::string_view noun);

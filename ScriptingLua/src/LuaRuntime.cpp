@@ -232,12 +232,6 @@ void LuaRuntime::interrupt()
 
 LuaRuntime::~LuaRuntime() = default;
 
-LuaContext* LuaRuntime::_getContext(ContextId contextId) const
-{
-    const auto found = mContexts.find(contextId.value);
-    return found != mContexts.end() ? found->second.get() : nullptr;
-}
-
 std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundle, IDependencyLoader* dependencyLoader,
                                                        IPrinter* printer, const ContextConfig& config)
 {
@@ -276,6 +270,7 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
         }
     }
     _applyWatchdog(*context);
+    mContextById[contextId.value] = context.get();
     mContexts.insert_or_assign(contextId.value, std::move(context));
     return std::optional<ScriptContext>(std::in_place, std::move(self), contextId, std::move(registry));
 }
@@ -291,6 +286,7 @@ void LuaRuntime::destroyContext(ContextId contextId)
     // The registry's objects are gone by now; closing the state lets every Lua value drop its handle.
     std::unique_ptr<LuaContext> context = std::move(found->second);
     mContexts.erase(found);
+    mContextById[contextId.value] = nullptr;
     context.reset();
 }
 

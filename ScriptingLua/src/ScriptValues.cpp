@@ -325,6 +325,18 @@ lua_State* usableThread(LuaContext& context)
 {
     return context.nativeDepth > 0 ? context.current : context.state;
 }
+
+// Out of the typed closure call's way: its locals would make every call's frame larger.
+[[gnu::noinline]] ResultAny refusedTypedResult(LuaContext& context, lua_State* state, const entt::meta_type& type)
+{
+    entt::meta_any value;
+    ConversionFailure conversion;
+    if (toNative(context, state, -1, type, value, conversion))
+    {
+        return Error("The script function's result took another road than its type allows");
+    }
+    return failureToError(conversion, "the value the script function returned", 0);
+}
 } // namespace
 
 bool isScriptValueType(const entt::meta_type& type)
@@ -632,6 +644,8 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         }
     }
     const int base = lua_gettop(state);
+    // The handler goes first, so that it ends up below the function without being moved there.
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context->messageHandlerRef);
     if (lua_rawgeti(state, LUA_REGISTRYINDEX, static_cast<lua_Integer>(slot)) != LUA_TFUNCTION)
     {
         lua_settop(state, base);
@@ -646,18 +660,14 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         }
     }
     ++context->typedCalls;
-    const int status = internal::protectedCall(*context, state, static_cast<int>(call.count), 1);
+    const int status = internal::protectedCallAboveHandler(*context, state, static_cast<int>(call.count), 1);
     TypedClosureStatus outcome = TypedClosureStatus::Done;
     if (status != LUA_OK)
     {
         failure = internal::takeError(*context, state, status, "closure");
         outcome = TypedClosureStatus::Failed;
     }
-    else if (call.result == Reflection::TypedKind::Void)
-    {
-        lua_pop(state, 1);
-    }
-    else
+    else if (call.result != Reflection::TypedKind::Void)
     {
         const internal::Primitive primitive = internal::primitiveOfKind(call.result);
         // A result takes a number only as a number, as the general conversion does.
@@ -674,21 +684,12 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         }
         else
         {
-            entt::meta_any value;
-            internal::ConversionFailure conversion;
-            if (internal::toNative(*context, state, -1, returnType, value, conversion))
-            {
-                failure = Error("The script function's result took another road than its type allows");
-            }
-            else
-            {
-                failure = internal::failureToError(conversion, "the value the script function returned", 0);
-            }
+            failure = internal::refusedTypedResult(*context, state, returnType);
             outcome = TypedClosureStatus::Failed;
         }
-        lua_pop(state, 1);
     }
-    if (context->nativeDepth == 0)
+    lua_settop(state, base);
+    if (context->nativeDepth == 0 && context->hasPending())
     {
         context->drainPending(state);
     }

@@ -11,6 +11,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <utility>
 
 namespace Scripting::Lua::internal
 {
@@ -195,6 +196,7 @@ FunctionPlan* makePlan(LuaContext& context, const Reflection::IFunction& functio
     plan->returnType = function.getReturnType();
     plan->returnsVoid = plan->returnType == Reflection::resolve<void>();
     plan->returnPrimitive = primitiveOf(plan->returnType);
+    plan->returnsHandle = isSmartHandleType(plan->returnType, plan->returnsStrongHandle);
     // Worked out against this context's conditions: the list in the shared callable is the last build's.
     if (binding != nullptr)
     {
@@ -319,6 +321,34 @@ bool fillInjected(LuaContext& context, Injected kind, entt::meta_any& out)
     return false;
 }
 
+// A handle that a call returned, as pushNative sends handles. A strong handle that the result owns hands its
+// reference to the box: no count up for the box and down for the result. A constructor's object is most likely
+// of its own class.
+void pushHandleResult(LuaContext& context, lua_State* state, const FunctionPlan& plan, entt::meta_any& result)
+{
+    const ClassInfo* expected = plan.kind == FunctionPlan::Kind::Constructor ? plan.owner : nullptr;
+    // Only a handle the result owns may give its reference away; a reference to one held elsewhere may not.
+    void* data = result.policy() == entt::meta_any_policy::owner ? result.data() : nullptr;
+    if (plan.returnsStrongHandle && data != nullptr)
+    {
+        auto& handle = *static_cast<StrongObjectHandle*>(data);
+        if (!handle.valid())
+        {
+            lua_pushnil(state);
+            return;
+        }
+        pushObjectBox(context, state, std::move(handle), expected);
+        return;
+    }
+    const auto& handle = *static_cast<const Scripting::internal::SmartObjectHandleBase*>(std::as_const(result).data());
+    if (!handle.valid())
+    {
+        lua_pushnil(state);
+        return;
+    }
+    pushObjectBox(context, state, StrongObjectHandle(handle.getScope(), handle.getHandle(), true), expected);
+}
+
 // The call itself, in the order a runtime owes the wrappers: count, convert or default, validate, call, wrap.
 // Never raises: an error value is pushed and -1 returned instead.
 int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
@@ -429,6 +459,11 @@ int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan&
     if (plan.returnPrimitive != Primitive::None)
     {
         pushPrimitive(state, plan.returnPrimitive, result);
+        return 1;
+    }
+    if (plan.returnsHandle && result.type() == plan.returnType)
+    {
+        pushHandleResult(context, state, plan, result);
         return 1;
     }
     return pushNativeOrFail(context, state, result, plan.displayName, "returned");
@@ -1280,12 +1315,13 @@ int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module)
     return 1;
 }
 
-void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle)
+void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle, const ClassInfo* expected)
 {
     const ClassInfo* classInfo = nullptr;
     if (LifetimeRegistry* registry = handle.getLifetimeRegistry(); registry != nullptr && handle.valid())
     {
-        classInfo = classOfType(context, registry->resolvedType(handle.getHandle()));
+        const entt::meta_type& type = registry->resolvedType(handle.getHandle());
+        classInfo = expected != nullptr && expected->type == type ? expected : classOfType(context, type);
     }
     void* memory = lua_newuserdatauv(state, sizeof(ObjectBox), 0);
     auto* box = new (memory) ObjectBox();

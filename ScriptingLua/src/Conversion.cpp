@@ -780,9 +780,8 @@ bool isHandleType(const entt::meta_type& type)
 // part, which starts the object.
 const Scripting::internal::SmartObjectHandleBase* handleInside(const entt::meta_any& value)
 {
-    const entt::meta_type type = value.type();
-    if (type == Reflection::resolve<StrongObjectHandle>() || type == Reflection::resolve<WeakObjectHandle>() ||
-        isSpecializationOf<StrongTypedObjectHandle>(type) || isSpecializationOf<WeakTypedObjectHandle>(type))
+    bool strong = false;
+    if (isSmartHandleType(value.type(), strong))
     {
         return static_cast<const Scripting::internal::SmartObjectHandleBase*>(value.data());
     }
@@ -1081,6 +1080,12 @@ bool toNative(LuaContext& context, lua_State* state, int index, const entt::meta
     const ConversionFailure::Kind kind =
         lua_isnoneornil(state, index) ? ConversionFailure::Kind::Missing : ConversionFailure::Kind::TypeMismatch;
     return fail(failure, kind, describeType(context, type), state, index);
+}
+
+bool isSmartHandleType(const entt::meta_type& type, bool& strong)
+{
+    strong = type == Reflection::resolve<StrongObjectHandle>() || isSpecializationOf<StrongTypedObjectHandle>(type);
+    return strong || type == Reflection::resolve<WeakObjectHandle>() || isSpecializationOf<WeakTypedObjectHandle>(type);
 }
 
 PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_any& value, std::string& failure,

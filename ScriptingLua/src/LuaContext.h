@@ -113,6 +113,10 @@ struct FunctionPlan
     entt::meta_type returnType;
     Primitive returnPrimitive = Primitive::None;
     bool returnsVoid = false;
+    // The result is an object handle, weak or strong: it becomes an object box with no search for its kind.
+    bool returnsHandle = false;
+    // ... and a strong one, whose reference the box can take over.
+    bool returnsStrongHandle = false;
     // Conditions that the runtime does not offer: the function's own, or its class's. Empty when callable.
     std::vector<std::string> missingConditions;
     // The road without meta_any, when every argument converts directly; null keeps every call general.
@@ -604,7 +608,11 @@ std::string describeValue(lua_State* state, int index);
 ObjectBox* toObjectBox(lua_State* state, int index);
 // The native object of a box, as a reference; false when the object is gone.
 bool boxInstance(ObjectBox& box, entt::meta_any& out);
-void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle);
+// `expected` is the class the object most likely is, which spares the search when it is; null for none.
+void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle,
+                   const ClassInfo* expected = nullptr);
+// Whether `type` is a weak or strong handle, typed or not; `strong` tells which.
+bool isSmartHandleType(const entt::meta_type& type, bool& strong);
 void pushValueBox(LuaContext& context, lua_State* state, entt::meta_any&& value, const ClassInfo* classInfo);
 
 // ---- Errors (Errors.cpp) ----

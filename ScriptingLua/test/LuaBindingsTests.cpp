@@ -283,6 +283,35 @@ TEST_F(LuaBindingsTest, CollectionDuringANativeCallReleasesAfterIt)
     EXPECT_EQ(integer(result), 50) << errorText(result);
 }
 
+// Handles that native code returns become objects of the script, each with a reference of its own: a strong
+// handle returned by reference stays with its owner, a weak one gives nil once its object is gone.
+TEST_F(LuaBindingsTest, ReturnedHandlesGiveTheScriptItsOwnReference)
+{
+    const int before = Counter::sAlive;
+    const ResultAny result = run(R"(
+        local zoo = require('@test/zoo')
+        zoo.keepCounter(zoo.Counter(5))
+        local a, b = zoo.keptCounter(), zoo.keptCounter()
+        a.value = 7
+        local weak = zoo.weakKeptCounter()
+        return b.value + (a == b and 100 or 0) + (weak == a and 1000 or 0)
+    )");
+    EXPECT_EQ(integer(result), 1107) << errorText(result);
+    ASSERT_TRUE(mRuntime->collectGarbage(context().getContextId()));
+    ASSERT_TRUE(sKeptCounter.valid()) << "the script must not take the reference of the native handle";
+    EXPECT_EQ(context().getLifetimeRegistry()->getReferenceCount(sKeptCounter.getHandle()), 1u);
+    EXPECT_EQ(sKeptCounter->value, 7);
+    EXPECT_EQ(Counter::sAlive, before + 1);
+
+    ASSERT_FALSE(run("held = require('@test/zoo').keptCounter()").isError());
+    EXPECT_EQ(context().getLifetimeRegistry()->getReferenceCount(sKeptCounter.getHandle()), 2u);
+    sKeptCounter = {};
+    EXPECT_EQ(Counter::sAlive, before + 1) << "the script's value keeps it alive";
+    ASSERT_FALSE(run("held = nil collectgarbage()").isError());
+    EXPECT_EQ(Counter::sAlive, before);
+    EXPECT_EQ(integer(run("return require('@test/zoo').weakKeptCounter() == nil and 1 or 0")), 1);
+}
+
 TEST_F(LuaBindingsTest, ContextTeardownDestroysObjectsScriptsHold)
 {
     const int before = Counter::sAlive;

@@ -427,13 +427,70 @@ entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& val
     return entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
 }
 
+namespace
+{
+// Searches are few: a class whose objects are all tracked by pointer gives up after these.
+constexpr uint8_t MAX_STORAGE_SEARCHES = 4;
+
+// The object of a box through its class's storage; null when the storage is unknown or does not hold it.
+void* storedObject(const ObjectBox& box, const ClassInfo& info)
+{
+    LifetimeRegistry* registry = box.handle.getLifetimeRegistry();
+    const ObjectHandle handle = box.handle.getHandle();
+    if (info.storage == nullptr || registry != info.storageRegistry || !registry->isValid(handle) ||
+        !info.storage->contains(handle.value))
+    {
+        return nullptr;
+    }
+    return info.storage->value(handle.value);
+}
+
+// Finds the storage whose element is the object at `object`: the one that holds objects of its class by value.
+void findStorage(const ObjectBox& box, const ClassInfo& info, const void* object)
+{
+    LifetimeRegistry* registry = box.handle.getLifetimeRegistry();
+    if (info.storage != nullptr || info.storageSearches >= MAX_STORAGE_SEARCHES || registry == nullptr)
+    {
+        return;
+    }
+    ++info.storageSearches;
+    const ObjectHandleValue value = box.handle.getHandle().value;
+    for (auto [id, storage] : registry->registry.storage())
+    {
+        if (storage.contains(value) && storage.value(value) == object)
+        {
+            info.storage = &storage;
+            info.storageRegistry = registry;
+            return;
+        }
+    }
+}
+} // namespace
+
 void* typedObject(lua_State* state, int index, const entt::meta_type& type)
 {
     ObjectBox* box = toObjectBox(state, index);
-    entt::meta_any instance;
-    if (box == nullptr || !boxInstance(*box, instance) || instance.type() != type)
+    if (box == nullptr)
     {
         return nullptr;
+    }
+    const ClassInfo* info =
+        box->isHandle && box->classInfo != nullptr && box->classInfo->type == type ? box->classInfo : nullptr;
+    if (info != nullptr)
+    {
+        if (void* object = storedObject(*box, *info))
+        {
+            return object;
+        }
+    }
+    entt::meta_any instance;
+    if (!boxInstance(*box, instance) || instance.type() != type)
+    {
+        return nullptr;
+    }
+    if (info != nullptr)
+    {
+        findStorage(*box, *info, instance.data());
     }
     return instance.data();
 }

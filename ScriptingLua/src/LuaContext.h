@@ -155,6 +155,12 @@ struct ClassInfo
     // Registry references of the object metatable and of the table of members, base members included.
     int metatableRef = LUA_NOREF;
     int membersRef = LUA_NOREF;
+    // The storage of the context's registry that holds this class's objects by value, found on first use: an
+    // object of exactly this class is then one look away, where the registry's own road searches for the
+    // storage by type on every access. Objects tracked by pointer are not in it and take that road.
+    mutable entt::basic_sparse_set<ObjectHandleValue>* storage = nullptr;
+    mutable const LifetimeRegistry* storageRegistry = nullptr;
+    mutable uint8_t storageSearches = 0;
 };
 
 struct EnumInfo

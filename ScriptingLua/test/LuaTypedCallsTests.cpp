@@ -118,6 +118,15 @@ const TypedCase TYPED_CASES[] = {
     {"PropertyWrite", "local c = zoo.Counter.new() c.value = 1000 return c.value", "value: 1000", Road::Typed},
     {"StringProperty", "local c = zoo.Counter.new() return c.label", "value: 'counter'", Road::Typed},
     {"Void", "local c = zoo.Counter.new(3) zoo.addTo(c, -3) return c.value", "value: 0", Road::Typed},
+    // Destroying objects moves others in their storage; each box must still reach its own object.
+    {"ObjectsMovedByDestruction",
+     "local list = {} for i = 1, 40 do list[i] = zoo.Counter.new(i) end list[2].value = 2 "
+     "for i = 1, 40, 3 do zoo.destroy(list[i]) end local sum = 0 "
+     "for i = 1, 40 do if i % 3 ~= 1 then "
+     "  sum = sum + list[i].value + list[i]:increment(1) list[i].value = list[i].value * 2 zoo.addTo(list[i], 0) "
+     "end end "
+     "for i = 1, 40 do if i % 3 ~= 1 then sum = sum + list[i].value end end return sum",
+     "value: 2210", Road::Typed},
 
     // Valid calls that the typed road hands on: a default, a derived object.
     {"DefaultArgument", "return zoo.scale(3)", "value: 6", Road::Declined},
@@ -199,6 +208,10 @@ const TypedCase TYPED_CASES[] = {
      "error: Error: Counter.value: the object was destroyed by native code", Road::Declined},
     {"WriteToDestroyedObject", "local c = zoo.Counter.new() zoo.destroy(c) c.value = 1",
      "error: Error: Counter.value: the object was destroyed by native code", Road::Declined},
+    {"DestroyedWhileANewObjectTakesItsPlace",
+     "local c = zoo.Counter.new(1) local before = c.value zoo.destroy(c) local fresh = zoo.Counter.new(999) "
+     "local ok = pcall(function() return c.value end) return fresh.value + before * 10 + (ok and 1 or 0)",
+     "value: 1009", Road::Declined},
 };
 
 // A native call of a script function: arguments in, the result out, and what can go wrong on the way.

@@ -740,8 +740,8 @@ int writeProperty(LuaContext& context, lua_State* state, const PropertyInfo& pro
 // __index of objects: a property is read, anything else comes from the members table (upvalue 1).
 int objectIndex(lua_State* state)
 {
-    // Lua calls __index with the object and the key, and scripts cannot reach the metatable to call it otherwise.
-    lua_pushvalue(state, 2);
+    // Lua calls __index with the object and the key, and scripts cannot reach the metatable to call it otherwise:
+    // the key is on top, where the look-up takes it from, and the object stays first for the property's read.
     lua_rawget(state, lua_upvalueindex(1));
     if (const PropertyInfo* property = propertyAt(state, -1))
     {

@@ -312,6 +312,44 @@ TEST_F(LuaBindingsTest, ReturnedHandlesGiveTheScriptItsOwnReference)
     EXPECT_EQ(integer(run("return require('@test/zoo').weakKeptCounter() == nil and 1 or 0")), 1);
 }
 
+// Objects that the registry tracks by pointer live outside the storage of objects held by value; scripts reach
+// each kind correctly whichever the first one the context met was.
+TEST_F(LuaBindingsTest, ObjectsTrackedByPointerAndByValueMix)
+{
+    for (const bool trackedFirst : {true, false})
+    {
+        SCOPED_TRACE(trackedFirst);
+        mContext.reset();
+        Counter outside(40);
+        LifetimeRegistry* registry = context().getLifetimeRegistry();
+        ASSERT_NE(registry, nullptr);
+        {
+            StrongObjectHandle tracked = registry->trackObjectWithPointer(&outside);
+            ASSERT_FALSE(mRuntime->setGlobal(context().getContextId(), "tracked", entt::meta_any{tracked}).isError());
+        }
+        // The object reached first decides whether the class's storage is found at once or after a miss.
+        const char* order = trackedFirst ? "local first, second = tracked, zoo.Counter.new(1) "
+                                         : "local first, second = zoo.Counter.new(1), tracked ";
+        const ResultAny result = run(std::string("local zoo = require('@test/zoo') ") + order + R"(
+            local total = 0
+            for round = 1, 6 do
+                total = total + first:increment(1) + second:increment(2)
+                first.value = first.value + 1
+                total = total + zoo.addTo(second, 0) + zoo.addTo(first, 0)
+            end
+            return total * 1000 + tracked.value
+        )");
+        ASSERT_FALSE(result.isError()) << errorText(result);
+        EXPECT_EQ(outside.value, 52);
+        const int64_t total = integer(result);
+        EXPECT_EQ(total % 1000, 52);
+        // The script held the record's only reference: dropping it ends the record before `outside` goes.
+        ASSERT_FALSE(run("tracked = nil collectgarbage()").isError());
+        mContext.reset();
+        EXPECT_EQ(total / 1000, 654);
+    }
+}
+
 TEST_F(LuaBindingsTest, ContextTeardownDestroysObjectsScriptsHold)
 {
     const int before = Counter::sAlive;

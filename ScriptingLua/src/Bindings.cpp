@@ -520,18 +520,26 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
             return DECLINED;
         }
     }
-    const uint32_t count = static_cast<uint32_t>(plan.arguments.size());
-    if (lua_gettop(state) - first + 1 != static_cast<int>(count))
+    if (lua_gettop(state) - first + 1 != static_cast<int>(plan.scriptCount))
     {
         return DECLINED;
     }
+    const uint32_t count = static_cast<uint32_t>(plan.arguments.size());
     const Reflection::TypedCall& typed = *plan.typed;
     std::array<Reflection::TypedValue, INLINE_ARGUMENTS> values;
+    // A copy, as the general path hands over: native code may change the scope it is given.
+    WeakLifetimeScope scope;
     for (uint32_t index = 0; index < count; ++index)
     {
         const FunctionPlan::Argument& argument = plan.arguments[index];
-        const int position = first + static_cast<int>(index);
+        const int position = first + static_cast<int>(argument.detailsIndex);
         Reflection::TypedValue& value = values[index];
+        if (argument.injected == Injected::Scope)
+        {
+            scope = context.scope;
+            value.object = &scope;
+            continue;
+        }
         if (typed.arguments[index] == Reflection::TypedKind::Object)
         {
             value.object = typedObject(state, position, argument.type);
@@ -554,6 +562,21 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
     }
     Reflection::TypedReturn result;
     ++context.typedCalls;
+    if (typed.result == Reflection::TypedKind::Handle)
+    {
+        StrongObjectHandle handle;
+        result.handle = &handle;
+        typed.invoke(*plan.function, object, values.data(), result);
+        UnlimitedMemory unlimited(context);
+        if (!handle.valid())
+        {
+            lua_pushnil(state);
+            return 1;
+        }
+        pushObjectBox(context, state, std::move(handle),
+                      plan.kind == FunctionPlan::Kind::Constructor ? plan.owner : nullptr);
+        return 1;
+    }
     typed.invoke(*plan.function, object, values.data(), result);
     if (plan.returnsVoid)
     {
@@ -597,7 +620,10 @@ const FunctionPlan& planOf(lua_State* state)
 // `Class(...)`: the class table comes first and is not an argument.
 int callConstructor(lua_State* state)
 {
-    return raiseIfError(state, invoke(contextOf(state), state, planOf(state), 2));
+    const FunctionPlan& plan = planOf(state);
+    LuaContext& context = contextOf(state);
+    return raiseIfError(state,
+                        plan.typed != nullptr ? invokeTyped(context, state, plan, 2) : invoke(context, state, plan, 2));
 }
 
 int callMethod(lua_State* state)
@@ -1003,8 +1029,7 @@ namespace
 {
 const Reflection::TypedCall* typedCallOf(const LuaContext& context, const FunctionPlan& plan)
 {
-    if (!context.useTypedCalls || !plan.missingConditions.empty() ||
-        (plan.kind != FunctionPlan::Kind::Function && plan.kind != FunctionPlan::Kind::Method))
+    if (!context.useTypedCalls || !plan.missingConditions.empty() || plan.kind == FunctionPlan::Kind::ObjectFactory)
     {
         return nullptr;
     }
@@ -1013,7 +1038,8 @@ const Reflection::TypedCall* typedCallOf(const LuaContext& context, const Functi
     {
         return nullptr;
     }
-    if (!plan.returnsVoid &&
+    const bool handleResult = typed->result == Reflection::TypedKind::Handle && plan.returnsStrongHandle;
+    if (!plan.returnsVoid && !handleResult &&
         (plan.returnPrimitive == Primitive::None || primitiveOfKind(typed->result) != plan.returnPrimitive))
     {
         return nullptr;
@@ -1027,7 +1053,12 @@ const Reflection::TypedCall* typedCallOf(const LuaContext& context, const Functi
         const FunctionPlan::Argument& argument = plan.arguments[index];
         if (argument.injected != Injected::None)
         {
-            return nullptr;
+            // The scope that constructors take is the one injected value the typed road fills.
+            if (argument.injected != Injected::Scope || typed->arguments[index] != Reflection::TypedKind::Object)
+            {
+                return nullptr;
+            }
+            continue;
         }
         if (typed->arguments[index] == Reflection::TypedKind::Object)
         {

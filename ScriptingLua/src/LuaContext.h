@@ -581,6 +581,7 @@ inline Primitive primitiveOfKind(Reflection::TypedKind kind)
     case Reflection::TypedKind::None:
     case Reflection::TypedKind::Void:
     case Reflection::TypedKind::Object:
+    case Reflection::TypedKind::Handle:
         break;
     }
     return Primitive::None;

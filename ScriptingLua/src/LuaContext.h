@@ -282,6 +282,7 @@ struct LuaContext
     lua_State* current = nullptr;
     bool closing = false;
     std::vector<StrongObjectHandle> pendingReleases;
+    std::vector<StrongObjectHandle> spareReleases;
     std::vector<int> pendingUnreferences;
     uint64_t liveHandleBoxes = 0;
     uint64_t typedCalls = 0;

@@ -173,9 +173,16 @@ void LuaContext::drainPending(lua_State* thread)
     // Releasing may destroy objects whose destructors release further handles; those come back here.
     for (int round = 0; round < 64 && !pendingReleases.empty(); ++round)
     {
-        std::vector<StrongObjectHandle> releases = std::move(pendingReleases);
-        pendingReleases.clear();
+        // The list is handed back once emptied, so that a steady stream of releases allocates nothing; a drain
+        // that a release starts finds the spare taken and makes its own.
+        std::vector<StrongObjectHandle> releases = std::move(spareReleases);
+        spareReleases.clear();
+        releases.swap(pendingReleases);
         releases.clear();
+        if (spareReleases.capacity() < releases.capacity())
+        {
+            spareReleases = std::move(releases);
+        }
     }
     if (thread != nullptr && !closing)
     {

@@ -1,5 +1,6 @@
 // The typed road of the wrappers, as any runtime sees it: which signatures offer it, and that a call through it
 // gives what the meta_any call gives.
+#include "Scripting/LifetimeRegistry/LifetimeRegistry.h"
 #include "Scripting/Reflection/Function.h"
 #include "Scripting/Reflection/Property.h"
 
@@ -158,6 +159,45 @@ TEST(TypedCall, ReachesTheObjectOfMethodsAndInstancedLambdas)
     auto byPointer = [](Gauge* self) { return self->level; };
     Reflection::LambdaFunction<decltype(byPointer), true> pointed(Privilege::None, byPointer, {});
     EXPECT_EQ(pointed.getTypedCall(), nullptr);
+}
+
+// A handle returned by value moves into the caller's handle with its one reference; without a handle offered the
+// result is let go. A handle returned by reference belongs to someone else and keeps the general road.
+TEST(TypedCall, HandsAReturnedHandleOverWithItsReference)
+{
+    LifetimeRegistryReference reference;
+    LifetimeRegistry registry(ContextId{4}, reference);
+    auto make = [](WeakLifetimeScope& scope, int value) { return scope.makeObject<int>(value); };
+    Reflection::LambdaFunction<decltype(make), false> function(Privilege::None, make, {});
+    const Reflection::TypedCall* typed = function.getTypedCall();
+    ASSERT_NE(typed, nullptr);
+    EXPECT_EQ(typed->result, TypedKind::Handle);
+    EXPECT_EQ(typed->arguments[0], TypedKind::Object);
+
+    WeakLifetimeScope scope(&reference);
+    TypedValue arguments[2]{};
+    arguments[0].object = &scope;
+    arguments[1].integer = 9;
+    StrongObjectHandle received;
+    TypedReturn result;
+    result.handle = &received;
+    typed->invoke(function, nullptr, arguments, result);
+    ASSERT_TRUE(received.valid());
+    EXPECT_EQ(registry.getReferenceCount(received.getHandle()), 1u);
+    EXPECT_EQ(*registry.resolveAsAny(received.getHandle()).try_cast<int>(), 9);
+
+    TypedReturn dropped;
+    typed->invoke(function, nullptr, arguments, dropped);
+    EXPECT_EQ(Scripting::internal::ObjectRegistryUtilities::entitiesWith<int>(registry.registry).size(), 1u)
+        << "a result nobody took is released";
+
+    static StrongObjectHandle sHeld;
+    auto borrowed = []() -> const StrongObjectHandle& { return sHeld; };
+    Reflection::LambdaFunction<decltype(borrowed), false> lent(Privilege::None, borrowed, {});
+    EXPECT_EQ(lent.getTypedCall(), nullptr);
+
+    received = {};
+    registry.destroyLifetimeScope(true);
 }
 
 TEST(TypedCall, PropertiesReadAndWriteInPlace)

@@ -11,6 +11,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <utility>
 
 namespace Scripting::Lua::internal
 {
@@ -195,6 +196,7 @@ FunctionPlan* makePlan(LuaContext& context, const Reflection::IFunction& functio
     plan->returnType = function.getReturnType();
     plan->returnsVoid = plan->returnType == Reflection::resolve<void>();
     plan->returnPrimitive = primitiveOf(plan->returnType);
+    plan->returnsHandle = isSmartHandleType(plan->returnType, plan->returnsStrongHandle);
     // Worked out against this context's conditions: the list in the shared callable is the last build's.
     if (binding != nullptr)
     {
@@ -329,6 +331,34 @@ bool fillInjected(LuaContext& context, Injected kind, entt::meta_any& out)
     return false;
 }
 
+// A handle that a call returned, as pushNative sends handles. A strong handle that the result owns hands its
+// reference to the box: no count up for the box and down for the result. A constructor's object is most likely
+// of its own class.
+void pushHandleResult(LuaContext& context, lua_State* state, const FunctionPlan& plan, entt::meta_any& result)
+{
+    const ClassInfo* expected = plan.kind == FunctionPlan::Kind::Constructor ? plan.owner : nullptr;
+    // Only a handle the result owns may give its reference away; a reference to one held elsewhere may not.
+    void* data = result.policy() == entt::meta_any_policy::owner ? result.data() : nullptr;
+    if (plan.returnsStrongHandle && data != nullptr)
+    {
+        auto& handle = *static_cast<StrongObjectHandle*>(data);
+        if (!handle.valid())
+        {
+            lua_pushnil(state);
+            return;
+        }
+        pushObjectBox(context, state, std::move(handle), expected);
+        return;
+    }
+    const auto& handle = *static_cast<const Scripting::internal::SmartObjectHandleBase*>(std::as_const(result).data());
+    if (!handle.valid())
+    {
+        lua_pushnil(state);
+        return;
+    }
+    pushObjectBox(context, state, StrongObjectHandle(handle.getScope(), handle.getHandle(), true), expected);
+}
+
 // The call itself, in the order a runtime owes the wrappers: count, convert or default, validate, call, wrap.
 // Never raises: an error value is pushed and -1 returned instead.
 int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
@@ -445,6 +475,11 @@ int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan&
         pushPrimitive(state, plan.returnPrimitive, result);
         return 1;
     }
+    if (plan.returnsHandle && result.type() == plan.returnType)
+    {
+        pushHandleResult(context, state, plan, result);
+        return 1;
+    }
     return pushNativeOrFail(context, state, result, plan.displayName, "returned");
 }
 
@@ -506,18 +541,26 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
             return DECLINED;
         }
     }
-    const uint32_t count = static_cast<uint32_t>(plan.arguments.size());
-    if (lua_gettop(state) - first + 1 != static_cast<int>(count))
+    if (lua_gettop(state) - first + 1 != static_cast<int>(plan.scriptCount))
     {
         return DECLINED;
     }
+    const uint32_t count = static_cast<uint32_t>(plan.arguments.size());
     const Reflection::TypedCall& typed = *plan.typed;
     std::array<Reflection::TypedValue, INLINE_ARGUMENTS> values;
+    // A copy, as the general path hands over: native code may change the scope it is given.
+    WeakLifetimeScope scope;
     for (uint32_t index = 0; index < count; ++index)
     {
         const FunctionPlan::Argument& argument = plan.arguments[index];
-        const int position = first + static_cast<int>(index);
+        const int position = first + static_cast<int>(argument.detailsIndex);
         Reflection::TypedValue& value = values[index];
+        if (argument.injected == Injected::Scope)
+        {
+            scope = context.scope;
+            value.object = &scope;
+            continue;
+        }
         if (typed.arguments[index] == Reflection::TypedKind::Object)
         {
             value.object = typedObject(state, position, argument.type);
@@ -540,6 +583,21 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
     }
     Reflection::TypedReturn result;
     ++context.typedCalls;
+    if (typed.result == Reflection::TypedKind::Handle)
+    {
+        StrongObjectHandle handle;
+        result.handle = &handle;
+        typed.invoke(*plan.function, object, values.data(), result);
+        UnlimitedMemory unlimited(context);
+        if (!handle.valid())
+        {
+            lua_pushnil(state);
+            return 1;
+        }
+        pushObjectBox(context, state, std::move(handle),
+                      plan.kind == FunctionPlan::Kind::Constructor ? plan.owner : nullptr);
+        return 1;
+    }
     typed.invoke(*plan.function, object, values.data(), result);
     if (plan.returnsVoid)
     {
@@ -582,7 +640,10 @@ const FunctionPlan& planOf(lua_State* state)
 // `Class(...)`: the class table comes first and is not an argument.
 int callConstructor(lua_State* state)
 {
-    return raiseIfError(state, invoke(contextOf(state), state, planOf(state), 2));
+    const FunctionPlan& plan = planOf(state);
+    LuaContext& context = contextOf(state);
+    return raiseIfError(state,
+                        plan.typed != nullptr ? invokeTyped(context, state, plan, 2) : invoke(context, state, plan, 2));
 }
 
 int callMethod(lua_State* state)
@@ -728,8 +789,8 @@ int writeProperty(LuaContext& context, lua_State* state, const PropertyInfo& pro
 // __index of objects: a property is read, anything else comes from the members table (upvalue 1).
 int objectIndex(lua_State* state)
 {
-    // Lua calls __index with the object and the key, and scripts cannot reach the metatable to call it otherwise.
-    lua_pushvalue(state, 2);
+    // Lua calls __index with the object and the key, and scripts cannot reach the metatable to call it otherwise:
+    // the key is on top, where the look-up takes it from, and the object stays first for the property's read.
     lua_rawget(state, lua_upvalueindex(1));
     if (const PropertyInfo* property = propertyAt(state, -1))
     {
@@ -973,8 +1034,7 @@ namespace
 {
 const Reflection::TypedCall* typedCallOf(const LuaContext& context, const FunctionPlan& plan)
 {
-    if (!context.useTypedCalls || !plan.missingConditions.empty() ||
-        (plan.kind != FunctionPlan::Kind::Function && plan.kind != FunctionPlan::Kind::Method))
+    if (!context.useTypedCalls || !plan.missingConditions.empty() || plan.kind == FunctionPlan::Kind::ObjectFactory)
     {
         return nullptr;
     }
@@ -983,7 +1043,8 @@ const Reflection::TypedCall* typedCallOf(const LuaContext& context, const Functi
     {
         return nullptr;
     }
-    if (!plan.returnsVoid &&
+    const bool handleResult = typed->result == Reflection::TypedKind::Handle && plan.returnsStrongHandle;
+    if (!plan.returnsVoid && !handleResult &&
         (plan.returnPrimitive == Primitive::None || primitiveOfKind(typed->result) != plan.returnPrimitive))
     {
         return nullptr;
@@ -997,7 +1058,12 @@ const Reflection::TypedCall* typedCallOf(const LuaContext& context, const Functi
         const FunctionPlan::Argument& argument = plan.arguments[index];
         if (argument.injected != Injected::None)
         {
-            return nullptr;
+            // The scope that constructors take is the one injected value the typed road fills.
+            if (argument.injected != Injected::Scope || typed->arguments[index] != Reflection::TypedKind::Object)
+            {
+                return nullptr;
+            }
+            continue;
         }
         if (typed->arguments[index] == Reflection::TypedKind::Object)
         {
@@ -1285,12 +1351,13 @@ int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module)
     return 1;
 }
 
-void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle)
+void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle, const ClassInfo* expected)
 {
     const ClassInfo* classInfo = nullptr;
     if (LifetimeRegistry* registry = handle.getLifetimeRegistry(); registry != nullptr && handle.valid())
     {
-        classInfo = classOfType(context, registry->resolvedType(handle.getHandle()));
+        const entt::meta_type& type = registry->resolvedType(handle.getHandle());
+        classInfo = expected != nullptr && expected->type == type ? expected : classOfType(context, type);
     }
     void* memory = lua_newuserdatauv(state, sizeof(ObjectBox), 0);
     auto* box = new (memory) ObjectBox();

@@ -393,39 +393,6 @@ entt::meta_any numberAsAny(const Reflection::TypedValue& value)
 }
 } // namespace
 
-void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value)
-{
-    switch (primitive)
-    {
-    case Primitive::Bool:
-        lua_pushboolean(state, value.boolean ? 1 : 0);
-        return;
-    case Primitive::UInt64:
-        if (value.unsignedInteger > static_cast<uint64_t>(std::numeric_limits<lua_Integer>::max()))
-        {
-            lua_pushnumber(state, static_cast<lua_Number>(value.unsignedInteger));
-        }
-        else
-        {
-            lua_pushinteger(state, static_cast<lua_Integer>(value.unsignedInteger));
-        }
-        return;
-    case Primitive::Float:
-    case Primitive::Double:
-        lua_pushnumber(state, value.number);
-        return;
-    case Primitive::String:
-        lua_pushlstring(state, value.textData, value.textSize);
-        return;
-    case Primitive::None:
-        lua_pushnil(state);
-        return;
-    default:
-        lua_pushinteger(state, static_cast<lua_Integer>(value.integer));
-        return;
-    }
-}
-
 entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& value)
 {
     switch (primitive)
@@ -460,49 +427,70 @@ entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& val
     return entt::meta_any{entt::meta_ctx_arg, Reflection::context()};
 }
 
-Primitive primitiveOfKind(Reflection::TypedKind kind)
+namespace
 {
-    switch (kind)
+// Searches are few: a class whose objects are all tracked by pointer gives up after these.
+constexpr uint8_t MAX_STORAGE_SEARCHES = 4;
+
+// The object of a box through its class's storage; null when the storage is unknown or does not hold it.
+void* storedObject(const ObjectBox& box, const ClassInfo& info)
+{
+    LifetimeRegistry* registry = box.handle.getLifetimeRegistry();
+    const ObjectHandle handle = box.handle.getHandle();
+    if (info.storage == nullptr || registry != info.storageRegistry || !registry->isValid(handle) ||
+        !info.storage->contains(handle.value))
     {
-    case Reflection::TypedKind::Bool:
-        return Primitive::Bool;
-    case Reflection::TypedKind::Int8:
-        return Primitive::Int8;
-    case Reflection::TypedKind::UInt8:
-        return Primitive::UInt8;
-    case Reflection::TypedKind::Int16:
-        return Primitive::Int16;
-    case Reflection::TypedKind::UInt16:
-        return Primitive::UInt16;
-    case Reflection::TypedKind::Int32:
-        return Primitive::Int32;
-    case Reflection::TypedKind::UInt32:
-        return Primitive::UInt32;
-    case Reflection::TypedKind::Int64:
-        return Primitive::Int64;
-    case Reflection::TypedKind::UInt64:
-        return Primitive::UInt64;
-    case Reflection::TypedKind::Float:
-        return Primitive::Float;
-    case Reflection::TypedKind::Double:
-        return Primitive::Double;
-    case Reflection::TypedKind::String:
-        return Primitive::String;
-    case Reflection::TypedKind::None:
-    case Reflection::TypedKind::Void:
-    case Reflection::TypedKind::Object:
-        break;
+        return nullptr;
     }
-    return Primitive::None;
+    return info.storage->value(handle.value);
 }
+
+// Finds the storage whose element is the object at `object`: the one that holds objects of its class by value.
+void findStorage(const ObjectBox& box, const ClassInfo& info, const void* object)
+{
+    LifetimeRegistry* registry = box.handle.getLifetimeRegistry();
+    if (info.storage != nullptr || info.storageSearches >= MAX_STORAGE_SEARCHES || registry == nullptr)
+    {
+        return;
+    }
+    ++info.storageSearches;
+    const ObjectHandleValue value = box.handle.getHandle().value;
+    for (auto [id, storage] : registry->registry.storage())
+    {
+        if (storage.contains(value) && storage.value(value) == object)
+        {
+            info.storage = &storage;
+            info.storageRegistry = registry;
+            return;
+        }
+    }
+}
+} // namespace
 
 void* typedObject(lua_State* state, int index, const entt::meta_type& type)
 {
     ObjectBox* box = toObjectBox(state, index);
-    entt::meta_any instance;
-    if (box == nullptr || !boxInstance(*box, instance) || instance.type() != type)
+    if (box == nullptr)
     {
         return nullptr;
+    }
+    const ClassInfo* info =
+        box->isHandle && box->classInfo != nullptr && box->classInfo->type == type ? box->classInfo : nullptr;
+    if (info != nullptr)
+    {
+        if (void* object = storedObject(*box, *info))
+        {
+            return object;
+        }
+    }
+    entt::meta_any instance;
+    if (!boxInstance(*box, instance) || instance.type() != type)
+    {
+        return nullptr;
+    }
+    if (info != nullptr)
+    {
+        findStorage(*box, *info, instance.data());
     }
     return instance.data();
 }
@@ -849,9 +837,8 @@ bool isHandleType(const entt::meta_type& type)
 // part, which starts the object.
 const Scripting::internal::SmartObjectHandleBase* handleInside(const entt::meta_any& value)
 {
-    const entt::meta_type type = value.type();
-    if (type == Reflection::resolve<StrongObjectHandle>() || type == Reflection::resolve<WeakObjectHandle>() ||
-        isSpecializationOf<StrongTypedObjectHandle>(type) || isSpecializationOf<WeakTypedObjectHandle>(type))
+    bool strong = false;
+    if (isSmartHandleType(value.type(), strong))
     {
         return static_cast<const Scripting::internal::SmartObjectHandleBase*>(value.data());
     }
@@ -1167,6 +1154,12 @@ Error tooBigError(const LuaContext& context, const std::string& displayName, con
 {
     return Error(fmt::format("Memory limit exceeded: the value {} {} does not fit in the {} bytes the context may hold",
                              displayName, what, context.memory.limit));
+}
+
+bool isSmartHandleType(const entt::meta_type& type, bool& strong)
+{
+    strong = type == Reflection::resolve<StrongObjectHandle>() || isSpecializationOf<StrongTypedObjectHandle>(type);
+    return strong || type == Reflection::resolve<WeakObjectHandle>() || isSpecializationOf<WeakTypedObjectHandle>(type);
 }
 
 PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_any& value, std::string& failure,

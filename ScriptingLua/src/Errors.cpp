@@ -294,6 +294,16 @@ void stopAtNextInstruction(LuaContext& context)
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
 {
     const int base = lua_gettop(state) - argumentCount;
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.messageHandlerRef);
+    lua_insert(state, base);
+    const int status = protectedCallAboveHandler(context, state, argumentCount, resultCount);
+    lua_remove(state, base);
+    return status;
+}
+
+int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
+{
+    const int base = lua_gettop(state) - argumentCount;
     const bool outermost = context.entry == 0;
     if (!outermost && context.stopped)
     {
@@ -303,8 +313,6 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
         lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
         return LUA_ERRRUN;
     }
-    lua_rawgeti(state, LUA_REGISTRYINDEX, context.messageHandlerRef);
-    lua_insert(state, base);
     context.traceback.clear();
     context.errorFile.clear();
     context.errorLine = -1;
@@ -316,8 +324,7 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
         context.entry = ++context.entries;
         beginEntry(context, state);
     }
-    int status = lua_pcall(state, argumentCount, resultCount, base);
-    lua_remove(state, base);
+    int status = lua_pcall(state, argumentCount, resultCount, base - 1);
     if (!outermost && context.stopped)
     {
         stopAtNextInstruction(context);

@@ -117,6 +117,10 @@ struct FunctionPlan
     entt::meta_type returnType;
     Primitive returnPrimitive = Primitive::None;
     bool returnsVoid = false;
+    // The result is an object handle, weak or strong: it becomes an object box with no search for its kind.
+    bool returnsHandle = false;
+    // ... and a strong one, whose reference the box can take over.
+    bool returnsStrongHandle = false;
     // Conditions that the runtime does not offer: the function's own, or its class's. Empty when callable.
     std::vector<std::string> missingConditions;
     // The road without meta_any, when every argument converts directly; null keeps every call general.
@@ -155,6 +159,12 @@ struct ClassInfo
     // Registry references of the object metatable and of the table of members, base members included.
     int metatableRef = LUA_NOREF;
     int membersRef = LUA_NOREF;
+    // The storage of the context's registry that holds this class's objects by value, found on first use: an
+    // object of exactly this class is then one look away, where the registry's own road searches for the
+    // storage by type on every access. Objects tracked by pointer are not in it and take that road.
+    mutable entt::basic_sparse_set<ObjectHandleValue>* storage = nullptr;
+    mutable const LifetimeRegistry* storageRegistry = nullptr;
+    mutable uint8_t storageSearches = 0;
 };
 
 struct EnumInfo
@@ -321,6 +331,7 @@ struct LuaContext
     lua_State* current = nullptr;
     bool closing = false;
     std::vector<StrongObjectHandle> pendingReleases;
+    std::vector<StrongObjectHandle> spareReleases;
     std::vector<int> pendingUnreferences;
     uint64_t liveHandleBoxes = 0;
     uint64_t typedCalls = 0;
@@ -387,6 +398,7 @@ struct LuaContext
     // Releases whatever the collector freed while native calls ran, on a thread that may be used now. Only
     // between calls.
     void drainPending(lua_State* thread);
+    bool hasPending() const { return !pendingReleases.empty() || !pendingUnreferences.empty(); }
 };
 
 inline LuaContext& contextOf(lua_State* state)
@@ -408,7 +420,7 @@ public:
     ~NativeCallScope()
     {
         mContext.current = mPrevious;
-        if (--mContext.nativeDepth == 0 && (!mContext.pendingReleases.empty() || !mContext.pendingUnreferences.empty()))
+        if (--mContext.nativeDepth == 0 && mContext.hasPending())
         {
             mContext.drainPending(mState);
         }
@@ -575,10 +587,78 @@ inline bool primitiveTyped(lua_State* state, int index, Primitive primitive, Ref
     return false;
 }
 
-void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value);
+inline void pushTyped(lua_State* state, Primitive primitive, const Reflection::TypedValue& value)
+{
+    switch (primitive)
+    {
+    case Primitive::Bool:
+        lua_pushboolean(state, value.boolean ? 1 : 0);
+        return;
+    case Primitive::UInt64:
+        if (value.unsignedInteger > static_cast<uint64_t>(std::numeric_limits<lua_Integer>::max()))
+        {
+            lua_pushnumber(state, static_cast<lua_Number>(value.unsignedInteger));
+        }
+        else
+        {
+            lua_pushinteger(state, static_cast<lua_Integer>(value.unsignedInteger));
+        }
+        return;
+    case Primitive::Float:
+    case Primitive::Double:
+        lua_pushnumber(state, value.number);
+        return;
+    case Primitive::String:
+        lua_pushlstring(state, value.textData, value.textSize);
+        return;
+    case Primitive::None:
+        lua_pushnil(state);
+        return;
+    default:
+        lua_pushinteger(state, static_cast<lua_Integer>(value.integer));
+        return;
+    }
+}
+
 // A typed value as the native type `primitive` names, for validators that read meta_any.
 entt::meta_any typedAsAny(Primitive primitive, const Reflection::TypedValue& value);
-Primitive primitiveOfKind(Reflection::TypedKind kind);
+inline Primitive primitiveOfKind(Reflection::TypedKind kind)
+{
+    switch (kind)
+    {
+    case Reflection::TypedKind::Bool:
+        return Primitive::Bool;
+    case Reflection::TypedKind::Int8:
+        return Primitive::Int8;
+    case Reflection::TypedKind::UInt8:
+        return Primitive::UInt8;
+    case Reflection::TypedKind::Int16:
+        return Primitive::Int16;
+    case Reflection::TypedKind::UInt16:
+        return Primitive::UInt16;
+    case Reflection::TypedKind::Int32:
+        return Primitive::Int32;
+    case Reflection::TypedKind::UInt32:
+        return Primitive::UInt32;
+    case Reflection::TypedKind::Int64:
+        return Primitive::Int64;
+    case Reflection::TypedKind::UInt64:
+        return Primitive::UInt64;
+    case Reflection::TypedKind::Float:
+        return Primitive::Float;
+    case Reflection::TypedKind::Double:
+        return Primitive::Double;
+    case Reflection::TypedKind::String:
+        return Primitive::String;
+    case Reflection::TypedKind::None:
+    case Reflection::TypedKind::Void:
+    case Reflection::TypedKind::Object:
+    case Reflection::TypedKind::Handle:
+        break;
+    }
+    return Primitive::None;
+}
+
 // The address of the object in the box at `index` when it is alive and exactly of `type`; null otherwise.
 void* typedObject(lua_State* state, int index, const entt::meta_type& type);
 // The common case of a primitive that converts; false leaves the failure to primitiveToNative.
@@ -618,7 +698,11 @@ std::string describeValue(lua_State* state, int index);
 ObjectBox* toObjectBox(lua_State* state, int index);
 // The native object of a box, as a reference; false when the object is gone.
 bool boxInstance(ObjectBox& box, entt::meta_any& out);
-void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle);
+// `expected` is the class the object most likely is, which spares the search when it is; null for none.
+void pushObjectBox(LuaContext& context, lua_State* state, StrongObjectHandle&& handle,
+                   const ClassInfo* expected = nullptr);
+// Whether `type` is a weak or strong handle, typed or not; `strong` tells which.
+bool isSmartHandleType(const entt::meta_type& type, bool& strong);
 void pushValueBox(LuaContext& context, lua_State* state, entt::meta_any&& value, const ClassInfo* classInfo);
 // Destroys a box whose Lua value is being freed. A handle is released later, between native calls, when
 // `deferHandle` is set or native calls run; never while the context closes.
@@ -639,6 +723,9 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
 void stopAtNextInstruction(LuaContext& context);
 // Runs the function and its arguments on top of the stack under the message handler and the watchdog.
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
+// The same with the message handler pushed by the caller just below the function, where it stays: a caller
+// that pushes it first spares moving it under the function and out again.
+int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
 // `noun` after the article its sound takes: "an int", "a string", "an Entity".
 std::string withArticle(std::string_view noun);

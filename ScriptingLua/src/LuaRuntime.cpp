@@ -292,9 +292,16 @@ void LuaContext::drainPending(lua_State* thread)
     // Releasing may destroy objects whose destructors release further handles; those come back here.
     for (int round = 0; round < 64 && !pendingReleases.empty(); ++round)
     {
-        std::vector<StrongObjectHandle> releases = std::move(pendingReleases);
-        pendingReleases.clear();
+        // The list is handed back once emptied, so that a steady stream of releases allocates nothing; a drain
+        // that a release starts finds the spare taken and makes its own.
+        std::vector<StrongObjectHandle> releases = std::move(spareReleases);
+        spareReleases.clear();
+        releases.swap(pendingReleases);
         releases.clear();
+        if (spareReleases.capacity() < releases.capacity())
+        {
+            spareReleases = std::move(releases);
+        }
     }
     if (thread != nullptr && !closing && !pendingUnreferences.empty())
     {
@@ -360,12 +367,6 @@ void LuaRuntime::interrupt()
 
 LuaRuntime::~LuaRuntime() = default;
 
-LuaContext* LuaRuntime::_getContext(ContextId contextId) const
-{
-    const auto found = mContexts.find(contextId.value);
-    return found != mContexts.end() ? found->second.get() : nullptr;
-}
-
 std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundle, IDependencyLoader* dependencyLoader,
                                                        IPrinter* printer, const ContextConfig& config)
 {
@@ -412,6 +413,7 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
         }
     }
     _applyWatchdog(*context);
+    mContextById[contextId.value] = context.get();
     mContexts.insert_or_assign(contextId.value, std::move(context));
     return std::optional<ScriptContext>(std::in_place, std::move(self), contextId, std::move(registry));
 }
@@ -427,6 +429,7 @@ void LuaRuntime::destroyContext(ContextId contextId)
     // The registry's objects are gone by now; closing the state lets every Lua value drop its handle.
     std::unique_ptr<LuaContext> context = std::move(found->second);
     mContexts.erase(found);
+    mContextById[contextId.value] = nullptr;
     context.reset();
 }
 

@@ -317,6 +317,73 @@ TEST_F(LuaBindingsTest, CollectionDuringANativeCallReleasesAfterIt)
     EXPECT_EQ(integer(result), 50) << errorText(result);
 }
 
+// Handles that native code returns become objects of the script, each with a reference of its own: a strong
+// handle returned by reference stays with its owner, a weak one gives nil once its object is gone.
+TEST_F(LuaBindingsTest, ReturnedHandlesGiveTheScriptItsOwnReference)
+{
+    const int before = Counter::sAlive;
+    const ResultAny result = run(R"(
+        local zoo = require('@test/zoo')
+        zoo.keepCounter(zoo.Counter(5))
+        local a, b = zoo.keptCounter(), zoo.keptCounter()
+        a.value = 7
+        local weak = zoo.weakKeptCounter()
+        return b.value + (a == b and 100 or 0) + (weak == a and 1000 or 0)
+    )");
+    EXPECT_EQ(integer(result), 1107) << errorText(result);
+    ASSERT_TRUE(mRuntime->collectGarbage(context().getContextId()));
+    ASSERT_TRUE(sKeptCounter.valid()) << "the script must not take the reference of the native handle";
+    EXPECT_EQ(context().getLifetimeRegistry()->getReferenceCount(sKeptCounter.getHandle()), 1u);
+    EXPECT_EQ(sKeptCounter->value, 7);
+    EXPECT_EQ(Counter::sAlive, before + 1);
+
+    ASSERT_FALSE(run("held = require('@test/zoo').keptCounter()").isError());
+    EXPECT_EQ(context().getLifetimeRegistry()->getReferenceCount(sKeptCounter.getHandle()), 2u);
+    sKeptCounter = {};
+    EXPECT_EQ(Counter::sAlive, before + 1) << "the script's value keeps it alive";
+    ASSERT_FALSE(run("held = nil collectgarbage()").isError());
+    EXPECT_EQ(Counter::sAlive, before);
+    EXPECT_EQ(integer(run("return require('@test/zoo').weakKeptCounter() == nil and 1 or 0")), 1);
+}
+
+// Objects that the registry tracks by pointer live outside the storage of objects held by value; scripts reach
+// each kind correctly whichever the first one the context met was.
+TEST_F(LuaBindingsTest, ObjectsTrackedByPointerAndByValueMix)
+{
+    for (const bool trackedFirst : {true, false})
+    {
+        SCOPED_TRACE(trackedFirst);
+        mContext.reset();
+        Counter outside(40);
+        LifetimeRegistry* registry = context().getLifetimeRegistry();
+        ASSERT_NE(registry, nullptr);
+        {
+            StrongObjectHandle tracked = registry->trackObjectWithPointer(&outside);
+            ASSERT_FALSE(mRuntime->setGlobal(context().getContextId(), "tracked", entt::meta_any{tracked}).isError());
+        }
+        // The object reached first decides whether the class's storage is found at once or after a miss.
+        const char* order = trackedFirst ? "local first, second = tracked, zoo.Counter.new(1) "
+                                         : "local first, second = zoo.Counter.new(1), tracked ";
+        const ResultAny result = run(std::string("local zoo = require('@test/zoo') ") + order + R"(
+            local total = 0
+            for round = 1, 6 do
+                total = total + first:increment(1) + second:increment(2)
+                first.value = first.value + 1
+                total = total + zoo.addTo(second, 0) + zoo.addTo(first, 0)
+            end
+            return total * 1000 + tracked.value
+        )");
+        ASSERT_FALSE(result.isError()) << errorText(result);
+        EXPECT_EQ(outside.value, 52);
+        const int64_t total = integer(result);
+        EXPECT_EQ(total % 1000, 52);
+        // The script held the record's only reference: dropping it ends the record before `outside` goes.
+        ASSERT_FALSE(run("tracked = nil collectgarbage()").isError());
+        mContext.reset();
+        EXPECT_EQ(total / 1000, 654);
+    }
+}
+
 TEST_F(LuaBindingsTest, ContextTeardownDestroysObjectsScriptsHold)
 {
     const int before = Counter::sAlive;

@@ -3,6 +3,7 @@
 #include "Scripting/Runtime/ScriptPromise.h"
 
 #include <gmock/gmock.h>
+#include <lua.hpp>
 
 using namespace Scripting;
 using ::testing::HasSubstr;
@@ -157,6 +158,54 @@ TEST_F(LuaScriptValuesTest, HeldFunctionsKeepAnsweringWhenTheirTableIsRemadeSmal
     }
     EXPECT_EQ(early().value(), 1500);
     EXPECT_EQ(late().value(), 2999);
+}
+
+// A typed call gives what the general one gives, failures included, leaves the script's stack as it found it,
+// and a later call of the same closure still reaches the function.
+TEST_F(LuaScriptValuesTest, TypedClosureCallsMatchTheGeneralOne)
+{
+    ASSERT_FALSE(run("require('@test/zoo').remember(function(a, b)\n"
+                     "  if a < 0 then error('negative ' .. a) end\n"
+                     "  if a == 0 then return 'zero' end\n"
+                     "  if a == 1 then return 2.5 end\n"
+                     "  return a + b\n"
+                     "end)",
+                     "closure.lua")
+                     .isError());
+    Closure<int (*)(int, int)> typed;
+    static_cast<ClosureAny&>(typed) = *sRemembered;
+    lua_State* state = mRuntime->getLuaState(context().getContextId());
+    const int top = lua_gettop(state);
+    for (int round = 0; round < 2; ++round)
+    {
+        for (const int first : {5, -3, 0, 1})
+        {
+            SCOPED_TRACE(first);
+            Result<int> viaTyped = typed(first, 4);
+            const ResultAny viaGeneral =
+                callRemembered({entt::meta_any{Reflection::context(), first}, entt::meta_any{Reflection::context(), 4}},
+                               Reflection::resolve<int>());
+            EXPECT_EQ(lua_gettop(state), top);
+            ASSERT_EQ(viaTyped.isError(), viaGeneral.isError());
+            if (!viaGeneral.isError())
+            {
+                EXPECT_EQ(viaTyped.value(), viaGeneral.any().cast<int>());
+                continue;
+            }
+            const ResultAny typedAny = std::move(viaTyped);
+            const Error* typedError = typedAny.tryGetError();
+            const Error* generalError = viaGeneral.tryGetError();
+            ASSERT_NE(typedError, nullptr);
+            EXPECT_EQ(typedError->message, generalError->message);
+            EXPECT_EQ(typedError->getStack(), generalError->getStack());
+            EXPECT_EQ(typedError->fileName, generalError->fileName);
+            if (first < 0)
+            {
+                EXPECT_THAT(typedError->message, HasSubstr("closure.lua:2: negative -3"));
+                EXPECT_THAT(typedError->getStack().value_or(""), HasSubstr("closure.lua:2"));
+            }
+        }
+    }
 }
 
 TEST_F(LuaScriptValuesTest, DroppedClosuresLetTheScriptFunctionGo)

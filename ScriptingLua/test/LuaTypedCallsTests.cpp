@@ -115,13 +115,29 @@ const TypedCase TYPED_CASES[] = {
     {"StringWithAcceptedValue", "return zoo.pick('fast')", "value: 'fast!'", Road::Typed},
     {"MethodWithinBounds", "local c = zoo.Counter.new(1) return c:increment(10)", "value: 11", Road::Typed},
     {"ObjectByReference", "local c = zoo.Counter.new(5) zoo.addTo(c, 2) return c.value", "value: 7", Road::Typed},
-    {"PropertyWrite", "local c = zoo.Counter.new() c.value = 1000 return c.value", "value: 1000", Road::Typed},
-    {"StringProperty", "local c = zoo.Counter.new() return c.label", "value: 'counter'", Road::Typed},
+    {"PropertyWrite", "local c = zoo.Counter.new(0) c.value = 1000 return c.value", "value: 1000", Road::Typed},
+    {"StringProperty", "local c = zoo.Counter.new(0) return c.label", "value: 'counter'", Road::Typed},
     {"Void", "local c = zoo.Counter.new(3) zoo.addTo(c, -3) return c.value", "value: 0", Road::Typed},
+    // Constructors take the scope from the context and hand their object's reference to the script; nothing else
+    // in these scripts has a typed road.
+    {"Constructor", "return zoo.counterValue(zoo.Counter.new(7))", "value: 7", Road::Typed},
+    {"ConstructorByCall", "return zoo.counterValue(zoo.Counter(8))", "value: 8", Road::Typed},
+    {"ConstructorOfDerivedClass", "return tostring(zoo.Dog.new()):sub(1, 3)", "value: 'Dog'", Road::Typed},
+    // Destroying objects moves others in their storage; each box must still reach its own object.
+    {"ObjectsMovedByDestruction",
+     "local list = {} for i = 1, 40 do list[i] = zoo.Counter.new(i) end list[2].value = 2 "
+     "for i = 1, 40, 3 do zoo.destroy(list[i]) end local sum = 0 "
+     "for i = 1, 40 do if i % 3 ~= 1 then "
+     "  sum = sum + list[i].value + list[i]:increment(1) list[i].value = list[i].value * 2 zoo.addTo(list[i], 0) "
+     "end end "
+     "for i = 1, 40 do if i % 3 ~= 1 then sum = sum + list[i].value end end return sum",
+     "value: 2210", Road::Typed},
 
     // Valid calls that the typed road hands on: a default, a derived object.
     {"DefaultArgument", "return zoo.scale(3)", "value: 6", Road::Declined},
     {"NilTakesTheDefault", "return zoo.scale(3, nil)", "value: 6", Road::Declined},
+    {"ConstructorDefault", "return zoo.Counter.new().value", "value: 0", Road::Declined},
+    {"ConstructorByCallDefault", "return zoo.Counter().value", "value: 0", Road::Declined},
     {"DerivedObjectForBase", "return zoo.legsOf(zoo.Dog.new())", "value: 4", Road::Declined},
     {"InheritedMethod", "return zoo.Dog.new():speak()", "value: '...'", Road::Declined},
     {"InheritedProperty", "return zoo.Dog.new().legs", "value: 4", Road::Declined},
@@ -156,6 +172,14 @@ const TypedCase TYPED_CASES[] = {
      "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
      "'value' of @test/zoo.scale, Value: -999999999999999939709166371603178586112, Argument bounds: "
      "[-340282346638528859811704183484516925440, 340282346638528859811704183484516925440]",
+     Road::Declined},
+    {"ConstructorArgumentOfWrongType", "return zoo.Counter.new('x')",
+     "error: InvalidArgumentError: Invalid type passed to function argument [1]. Expected type: int for argument "
+     "'start' of Counter.new, got string",
+     Road::Declined},
+    {"ConstructorTooManyArguments", "return zoo.Counter(1, 2)",
+     "error: InvalidArgumentError: Invalid value passed to argument [1]. Counter.new takes at most 1 argument(s), got "
+     "2",
      Road::Declined},
     {"OutOfBounds", "local c = zoo.Counter.new(1) return c:increment(11)",
      "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
@@ -199,6 +223,10 @@ const TypedCase TYPED_CASES[] = {
      "error: Error: Counter.value: the object was destroyed by native code", Road::Declined},
     {"WriteToDestroyedObject", "local c = zoo.Counter.new() zoo.destroy(c) c.value = 1",
      "error: Error: Counter.value: the object was destroyed by native code", Road::Declined},
+    {"DestroyedWhileANewObjectTakesItsPlace",
+     "local c = zoo.Counter.new(1) local before = c.value zoo.destroy(c) local fresh = zoo.Counter.new(999) "
+     "local ok = pcall(function() return c.value end) return fresh.value + before * 10 + (ok and 1 or 0)",
+     "value: 1009", Road::Declined},
 };
 
 // A native call of a script function: arguments in, the result out, and what can go wrong on the way.

@@ -132,6 +132,11 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
         "counterValue", [](StrongTypedObjectHandle<Counter> handle) { return handle->value; },
         ArgumentBindingBuilder<StrongTypedObjectHandle<Counter>>("counter"));
     builder.function(
+        "keepCounter", [](StrongTypedObjectHandle<Counter> handle) { sKeptCounter = std::move(handle); },
+        ArgumentBindingBuilder<StrongTypedObjectHandle<Counter>>("counter"));
+    builder.function("keptCounter", []() -> const StrongTypedObjectHandle<Counter>& { return sKeptCounter; });
+    builder.function("weakKeptCounter", []() { return WeakTypedObjectHandle<Counter>(sKeptCounter); });
+    builder.function(
         "destroy",
         [](LifetimeRegistry& registry, StrongObjectHandle handle) { registry.destroyObject(handle.getHandle()); },
         ArgumentBindingBuilder<StrongObjectHandle>("object"));

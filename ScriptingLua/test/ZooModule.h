@@ -72,6 +72,9 @@ struct ZooError : Scripting::Error
     int code = 0;
 };
 
+// The counter a script handed to `keepCounter`, which `keptCounter` hands back by reference.
+inline Scripting::StrongTypedObjectHandle<Counter> sKeptCounter;
+
 // The last function a script handed to `remember`.
 inline std::optional<Scripting::ClosureAny> sRemembered;
 

@@ -31,6 +31,9 @@ enum class TypedKind : uint8_t
     String,
     /// A class object by value or by reference; the runtime checks its exact type before it passes the address.
     Object,
+    /// A result only: a `StrongObjectHandle`, typed or not, returned by value. It moves into the handle that
+    /// the caller offers in TypedReturn::handle, with its reference.
+    Handle,
 };
 
 /// One argument or result of a typed call. Integers travel widened to 64 bits (unsigned 64-bit ones as
@@ -65,6 +68,8 @@ struct TypedReturn
     TypedValue value;
     /// Storage for a string result that has no other owner; empty otherwise.
     std::string text;
+    /// For TypedKind::Handle: a `StrongObjectHandle` of the caller's that receives the result; null drops it.
+    void* handle = nullptr;
 };
 
 /// The typed road into one callable, fixed when the binding is made. `invoke` runs the native code with

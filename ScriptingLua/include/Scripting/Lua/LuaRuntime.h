@@ -3,6 +3,7 @@
 #include "Scripting/Runtime/ScriptValue.h"
 #include "Scripting/Runtime/StringBasedRuntime.h"
 
+#include <array>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -257,7 +258,8 @@ public:
 private:
     friend struct internal::LuaContext;
 
-    internal::LuaContext* _getContext(ContextId contextId) const;
+    // Every call into a context starts here: one load, no hashing.
+    internal::LuaContext* _getContext(ContextId contextId) const { return mContextById[contextId.value]; }
     void _applyWatchdog(internal::LuaContext& context) const;
 
     // The stop signal, once installed; 0 when scripts are stopped by the count hook alone.
@@ -266,6 +268,8 @@ private:
     RegistryManager* mRegistryManager; // not owned
     LuaRuntimeSettings mSettings;
     std::unordered_map<uint8_t, std::unique_ptr<internal::LuaContext>> mContexts;
+    // The same contexts by id, null for none; kept beside the map, which owns them.
+    std::array<internal::LuaContext*, 256> mContextById{};
     std::unique_ptr<LuaWatchdog> mWatchdog;
     // One per possible context id; reached from other threads, so never moved nor resized.
     std::unique_ptr<internal::InterruptSlot[]> mInterrupts;

@@ -11,6 +11,11 @@
 #include <type_traits>
 #include <utility>
 
+namespace Scripting
+{
+class StrongObjectHandle;
+}
+
 namespace Scripting::Reflection::internal
 {
 template <typename V>
@@ -104,11 +109,23 @@ consteval TypedKind typedResultKind()
     {
         return typedNumberKind<V>();
     }
+    else if constexpr (std::is_class_v<V> && !std::is_reference_v<R> && std::is_base_of_v<StrongObjectHandle, V>)
+    {
+        // By value only: a handle returned by reference belongs to someone else and cannot give its reference.
+        return TypedKind::Handle;
+    }
     else
     {
         return TypedKind::None;
     }
 }
+
+// The handle a handle result moves into; named through the result's type so that it is complete by then.
+template <typename V>
+struct HandleSlot
+{
+    using type = StrongObjectHandle;
+};
 
 template <typename... P>
 consteval bool allTyped(entt::type_list<P...>)
@@ -163,7 +180,14 @@ template <typename R, typename Value>
 void storeTypedResult(Value&& value, TypedReturn& result)
 {
     using V = std::remove_cvref_t<R>;
-    if constexpr (std::is_same_v<V, std::string>)
+    if constexpr (typedResultKind<R>() == TypedKind::Handle)
+    {
+        if (result.handle != nullptr)
+        {
+            *static_cast<typename HandleSlot<V>::type*>(result.handle) = std::forward<Value>(value);
+        }
+    }
+    else if constexpr (std::is_same_v<V, std::string>)
     {
         if constexpr (std::is_reference_v<R>)
         {

@@ -413,23 +413,17 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
         }
     }
     _applyWatchdog(*context);
-    mContextById[contextId.value] = context.get();
-    mContexts.insert_or_assign(contextId.value, std::move(context));
+    mContexts[contextId.value] = std::move(context);
     return std::optional<ScriptContext>(std::in_place, std::move(self), contextId, std::move(registry));
 }
 
 void LuaRuntime::destroyContext(ContextId contextId)
 {
-    const auto found = mContexts.find(contextId.value);
-    OV_ASSERT(found != mContexts.end(), "This context id is invalid");
-    if (found == mContexts.end())
-    {
-        return;
-    }
-    // The registry's objects are gone by now; closing the state lets every Lua value drop its handle.
-    std::unique_ptr<LuaContext> context = std::move(found->second);
-    mContexts.erase(found);
-    mContextById[contextId.value] = nullptr;
+    std::unique_ptr<LuaContext>& slot = mContexts[contextId.value];
+    OV_ASSERT(slot != nullptr, "This context id is invalid");
+    // The registry's objects are gone by now; closing the state lets every Lua value drop its handle. The slot
+    // is empty before the state closes, as it was when the context lived in a map.
+    std::unique_ptr<LuaContext> context = std::move(slot);
     context.reset();
 }
 
@@ -551,8 +545,12 @@ RuntimeStats LuaRuntime::computeRuntimeStats() const
     stats.memoryUsedBytes = mMemoryInUse;
     stats.memoryPeakBytes = mMemoryPeak;
     stats.memoryLimitBytes = mSettings.memoryLimitBytes;
-    for (const auto& [id, context] : mContexts)
+    for (const auto& context : mContexts)
     {
+        if (context == nullptr)
+        {
+            continue;
+        }
         if (LifetimeRegistry* registry = context->scope.getLifetimeRegistry())
         {
             stats.objectCount += registry->registry.storage<Scripting::internal::BaseScriptComponent>().size();
@@ -581,9 +579,12 @@ std::optional<LuaContextStats> LuaRuntime::computeContextStats(ContextId context
 IWatchdog* LuaRuntime::enableWatchdog(WatchdogSettings settings)
 {
     mWatchdog = std::make_unique<LuaWatchdog>(settings);
-    for (auto& [id, context] : mContexts)
+    for (const auto& context : mContexts)
     {
-        _applyWatchdog(*context);
+        if (context != nullptr)
+        {
+            _applyWatchdog(*context);
+        }
     }
     return mWatchdog.get();
 }
@@ -591,9 +592,12 @@ IWatchdog* LuaRuntime::enableWatchdog(WatchdogSettings settings)
 void LuaRuntime::disableWatchdog()
 {
     mWatchdog.reset();
-    for (auto& [id, context] : mContexts)
+    for (const auto& context : mContexts)
     {
-        _applyWatchdog(*context);
+        if (context != nullptr)
+        {
+            _applyWatchdog(*context);
+        }
     }
 }
 

@@ -345,13 +345,6 @@ void createBufferSupport(LuaContext& context, lua_State* state)
     lua_setglobal(state, "Buffer");
 }
 
-LuaContext* contextOfObject(const std::unordered_map<uint8_t, std::unique_ptr<LuaContext>>& contexts,
-                            ObjectHandle object)
-{
-    const auto found = contexts.find(object.contextId.value);
-    return found != contexts.end() ? found->second.get() : nullptr;
-}
-
 lua_State* usableThread(LuaContext& context)
 {
     return context.nativeDepth > 0 ? context.current : context.state;
@@ -963,7 +956,7 @@ ResultAny LuaRuntime::getFutureResult(ContextId contextId, ObjectHandle future, 
 
 bool LuaRuntime::isEqual(ObjectHandle a, ObjectHandle b)
 {
-    LuaContext* context = internal::contextOfObject(mContexts, a);
+    LuaContext* context = _getContext(a.contextId);
     if (context == nullptr || a.contextId != b.contextId)
     {
         return false;
@@ -982,7 +975,7 @@ bool LuaRuntime::isEqual(ObjectHandle a, ObjectHandle b)
 
 bool LuaRuntime::getBooleanProperty(ObjectHandle object, const char* name, bool defaultValue)
 {
-    LuaContext* context = internal::contextOfObject(mContexts, object);
+    LuaContext* context = _getContext(object.contextId);
     if (context == nullptr)
     {
         return defaultValue;
@@ -1010,7 +1003,7 @@ bool LuaRuntime::getBooleanProperty(ObjectHandle object, const char* name, bool 
 
 ResultAny LuaRuntime::getProperty(ObjectHandle object, const char* name, const entt::meta_type& expected)
 {
-    LuaContext* context = internal::contextOfObject(mContexts, object);
+    LuaContext* context = _getContext(object.contextId);
     if (context == nullptr)
     {
         return Error("The script value is gone");
@@ -1047,7 +1040,7 @@ ResultAny LuaRuntime::getProperty(ObjectHandle object, const char* name, const e
 
 unsigned LuaRuntime::getFirstExtent(ObjectHandle buffer)
 {
-    LuaContext* context = internal::contextOfObject(mContexts, buffer);
+    LuaContext* context = _getContext(buffer.contextId);
     if (context == nullptr)
     {
         return 0;
@@ -1067,7 +1060,7 @@ unsigned LuaRuntime::getSecondExtent(ObjectHandle buffer)
 
 void* LuaRuntime::getData(ObjectHandle buffer)
 {
-    LuaContext* context = internal::contextOfObject(mContexts, buffer);
+    LuaContext* context = _getContext(buffer.contextId);
     if (context == nullptr)
     {
         return nullptr;

@@ -12,7 +12,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 // Kept out of this header on purpose: embedding code sees Lua only when it includes Lua itself.
 struct lua_State;
@@ -259,7 +258,7 @@ private:
     friend struct internal::LuaContext;
 
     // Every call into a context starts here: one load, no hashing.
-    internal::LuaContext* _getContext(ContextId contextId) const { return mContextById[contextId.value]; }
+    internal::LuaContext* _getContext(ContextId contextId) const { return mContexts[contextId.value].get(); }
     void _applyWatchdog(internal::LuaContext& context) const;
 
     // The stop signal, once installed; 0 when scripts are stopped by the count hook alone.
@@ -267,9 +266,8 @@ private:
 
     RegistryManager* mRegistryManager; // not owned
     LuaRuntimeSettings mSettings;
-    std::unordered_map<uint8_t, std::unique_ptr<internal::LuaContext>> mContexts;
-    // The same contexts by id, null for none; kept beside the map, which owns them.
-    std::array<internal::LuaContext*, 256> mContextById{};
+    // By context id, null for none.
+    std::array<std::unique_ptr<internal::LuaContext>, 256> mContexts{};
     std::unique_ptr<LuaWatchdog> mWatchdog;
     // One per possible context id; reached from other threads, so never moved nor resized.
     std::unique_ptr<internal::InterruptSlot[]> mInterrupts;

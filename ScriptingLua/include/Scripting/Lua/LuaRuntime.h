@@ -267,7 +267,7 @@ private:
     RegistryManager* mRegistryManager; // not owned
     LuaRuntimeSettings mSettings;
     // By context id, null for none.
-    std::array<std::unique_ptr<internal::LuaContext>, 256> mContexts{};
+    std::array<std::unique_ptr<internal::LuaContext>, 256> mContexts;
     std::unique_ptr<LuaWatchdog> mWatchdog;
     // One per possible context id; reached from other threads, so never moved nor resized.
     std::unique_ptr<internal::InterruptSlot[]> mInterrupts;

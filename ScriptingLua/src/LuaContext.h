@@ -682,7 +682,7 @@ size_t primitiveSize(Primitive primitive, const entt::meta_any& value);
 // The reason that pushNative gives when a string of the value does not fit.
 inline constexpr std::string_view NO_ROOM = "a value past the memory limit";
 // The error value of a result (`what` is "returned" or "holds") that does not fit under the limit.
-Error tooBigError(const LuaContext& context, const std::string& displayName, const char* what);
+[[gnu::cold]] Error tooBigError(const LuaContext& context, const std::string& displayName, const char* what);
 
 // Pushes one Lua value for `value`. Callers hold UnlimitedMemory.
 PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_any& value, std::string& failure,
@@ -691,9 +691,9 @@ PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_an
 entt::meta_any toNativeUntyped(LuaContext& context, lua_State* state, int index);
 
 // The name of a native type as scripts read it in messages.
-std::string describeType(const LuaContext& context, const entt::meta_type& type);
+[[gnu::cold]] std::string describeType(const LuaContext& context, const entt::meta_type& type);
 // What a Lua value is, for messages: "integer", "string", "Entity", "destroyed Entity".
-std::string describeValue(lua_State* state, int index);
+[[gnu::cold]] std::string describeValue(lua_State* state, int index);
 
 ObjectBox* toObjectBox(lua_State* state, int index);
 // The native object of a box, as a reference; false when the object is gone.
@@ -717,7 +717,7 @@ void createErrorMetatable(LuaContext& context, lua_State* state);
 // The message handler of every protected call the runtime makes: notes the traceback and the place.
 int messageHandler(lua_State* state);
 // The error that a failed protected call left on top of the stack, popped, as the runtime returns it.
-ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName);
+[[gnu::cold]] ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName);
 // Makes the hook look at the next instruction of the thread that the innermost native call returns to, so that
 // a stopped entry ends there. The next entry takes the usual pace again.
 void stopAtNextInstruction(LuaContext& context);
@@ -726,9 +726,9 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
 // The same with the message handler pushed by the caller just below the function, where it stays: a caller
 // that pushes it first spares moving it under the function and out again.
 int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
-ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
+[[gnu::cold]] ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
 // `noun` after the article its sound takes: "an int", "a string", "an Entity".
-std::string withArticle(std::string_view noun);
+[[gnu::cold]] std::string withArticle(std::string_view noun);
 
 // ---- Bindings (Bindings.cpp) ----
 
@@ -743,8 +743,8 @@ int callPlan(lua_State* state);
 
 // Notes the script's stack from `firstLevel` outwards: the traceback, the file and the line of the innermost
 // frame that has one.
-void captureTraceback(const LuaContext& context, lua_State* state, int firstLevel, std::string& traceback,
-                      std::string& file, int& line);
+[[gnu::cold]] void captureTraceback(const LuaContext& context, lua_State* state, int firstLevel, std::string& traceback,
+                                    std::string& file, int& line);
 
 // ---- Sandbox (Sandbox.cpp) ----
 

@@ -63,7 +63,7 @@ bool isSpecializationOf(const entt::meta_type& type)
 
 Primitive primitiveOf(const entt::meta_type& type);
 // The vectors and optionals of primitives; before any context converts anything.
-void registerBuiltInTypes();
+[[gnu::cold]] void registerBuiltInTypes();
 const char* primitiveName(Primitive primitive);
 
 // The native arguments that the runtime fills from the context.
@@ -713,7 +713,7 @@ void releaseObjectBox(LuaContext& context, ObjectBox& box, bool deferHandle);
 // Pushes an error value holding a copy of the error in `result`.
 void pushError(LuaContext& context, lua_State* state, ResultAny&& result);
 ErrorBox* toErrorBox(lua_State* state, int index);
-void createErrorMetatable(LuaContext& context, lua_State* state);
+[[gnu::cold]] void createErrorMetatable(LuaContext& context, lua_State* state);
 // The message handler of every protected call the runtime makes: notes the traceback and the place.
 int messageHandler(lua_State* state);
 // The error that a failed protected call left on top of the stack, popped, as the runtime returns it.
@@ -733,11 +733,11 @@ int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumen
 // ---- Bindings (Bindings.cpp) ----
 
 // Works out plans and type tables from the bundle; no Lua state is touched.
-void planBindings(LuaContext& context);
+[[gnu::cold]] void planBindings(LuaContext& context);
 // Creates the class metatables. Runs in a protected call.
-void createClassMetatables(LuaContext& context, lua_State* state);
+[[gnu::cold]] void createClassMetatables(LuaContext& context, lua_State* state);
 // Pushes the table of a module, made on first use.
-int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module);
+[[gnu::cold]] int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module);
 const ModuleInfo* findModule(const LuaContext& context, std::string_view name);
 int callPlan(lua_State* state);
 
@@ -749,7 +749,7 @@ int callPlan(lua_State* state);
 // ---- Sandbox (Sandbox.cpp) ----
 
 // Opens the safe libraries and the runtime's globals. Runs in a protected call.
-void openSandbox(LuaContext& context, lua_State* state);
+[[gnu::cold]] void openSandbox(LuaContext& context, lua_State* state);
 // Counts the coroutines alive after a full collection, and remakes their table when it has far more room than
 // they need. Never raises.
 uint64_t recountCoroutines(LuaContext& context, lua_State* state);
@@ -757,7 +757,7 @@ uint64_t recountCoroutines(LuaContext& context, lua_State* state);
 // ---- Patterns (Patterns.cpp) ----
 
 // Replaces the string library's find, match, gmatch, gsub and rep with versions whose work is counted.
-void openPatternFunctions(lua_State* state);
+[[gnu::cold]] void openPatternFunctions(lua_State* state);
 
 // ---- Stops by signal (StopSignals.cpp) ----
 
@@ -806,7 +806,7 @@ bool toScriptValue(LuaContext& context, lua_State* state, int index, const entt:
                    ConversionFailure& failure);
 // False when `value` is no script value.
 bool pushScriptValue(LuaContext& context, lua_State* state, const entt::meta_any& value);
-void createScriptValueSupport(LuaContext& context, lua_State* state);
+[[gnu::cold]] void createScriptValueSupport(LuaContext& context, lua_State* state);
 // Pushes the Lua value that a script-value object of the registry stands for; nil when there is none.
 void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle);
 // The reference of a script-value object's Lua value; LUA_NOREF when there is none.

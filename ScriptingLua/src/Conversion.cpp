@@ -31,36 +31,34 @@ std::unordered_map<entt::id_type, OptionalAdapter>& optionalAdapters()
     return sAdapters;
 }
 
-// The vectors and optionals of the primitives, known without being asked for. Runs once per process: built
-// small, as a function of its own rather than a lambda inside call_once.
-[[gnu::cold]] void registerBuiltInValueTypesOnce()
-{
-    registerValueType<std::vector<bool>>();
-    registerValueType<std::vector<int>>();
-    registerValueType<std::vector<unsigned>>();
-    registerValueType<std::vector<int64_t>>();
-    registerValueType<std::vector<uint64_t>>();
-    registerValueType<std::vector<float>>();
-    registerValueType<std::vector<double>>();
-    registerValueType<std::vector<std::string>>();
-    registerValueType<std::optional<bool>>();
-    registerValueType<std::optional<int>>();
-    registerValueType<std::optional<unsigned>>();
-    registerValueType<std::optional<int64_t>>();
-    registerValueType<std::optional<uint64_t>>();
-    registerValueType<std::optional<float>>();
-    registerValueType<std::optional<double>>();
-    registerValueType<std::optional<std::string>>();
-    registerValueType<std::optional<std::vector<int>>>();
-    registerValueType<std::optional<std::vector<float>>>();
-    registerValueType<std::optional<std::vector<double>>>();
-    registerValueType<std::optional<std::vector<std::string>>>();
-}
-
+// The vectors and optionals of the primitives, known without being asked for.
 void registerBuiltInValueTypes()
 {
     static std::once_flag sOnce;
-    std::call_once(sOnce, registerBuiltInValueTypesOnce);
+    std::call_once(sOnce,
+                   []
+                   {
+                       registerValueType<std::vector<bool>>();
+                       registerValueType<std::vector<int>>();
+                       registerValueType<std::vector<unsigned>>();
+                       registerValueType<std::vector<int64_t>>();
+                       registerValueType<std::vector<uint64_t>>();
+                       registerValueType<std::vector<float>>();
+                       registerValueType<std::vector<double>>();
+                       registerValueType<std::vector<std::string>>();
+                       registerValueType<std::optional<bool>>();
+                       registerValueType<std::optional<int>>();
+                       registerValueType<std::optional<unsigned>>();
+                       registerValueType<std::optional<int64_t>>();
+                       registerValueType<std::optional<uint64_t>>();
+                       registerValueType<std::optional<float>>();
+                       registerValueType<std::optional<double>>();
+                       registerValueType<std::optional<std::string>>();
+                       registerValueType<std::optional<std::vector<int>>>();
+                       registerValueType<std::optional<std::vector<float>>>();
+                       registerValueType<std::optional<std::vector<double>>>();
+                       registerValueType<std::optional<std::vector<std::string>>>();
+                   });
 }
 
 const SequenceAdapter* findSequence(const entt::meta_type& type)

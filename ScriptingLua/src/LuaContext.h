@@ -63,7 +63,7 @@ bool isSpecializationOf(const entt::meta_type& type)
 
 Primitive primitiveOf(const entt::meta_type& type);
 // The vectors and optionals of primitives; before any context converts anything.
-[[gnu::cold]] void registerBuiltInTypes();
+void registerBuiltInTypes();
 const char* primitiveName(Primitive primitive);
 
 // The native arguments that the runtime fills from the context.
@@ -682,7 +682,7 @@ size_t primitiveSize(Primitive primitive, const entt::meta_any& value);
 // The reason that pushNative gives when a string of the value does not fit.
 inline constexpr std::string_view NO_ROOM = "a value past the memory limit";
 // The error value of a result (`what` is "returned" or "holds") that does not fit under the limit.
-[[gnu::cold]] Error tooBigError(const LuaContext& context, const std::string& displayName, const char* what);
+Error tooBigError(const LuaContext& context, const std::string& displayName, const char* what);
 
 // Pushes one Lua value for `value`. Callers hold UnlimitedMemory.
 PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_any& value, std::string& failure,
@@ -691,9 +691,9 @@ PushStatus pushNative(LuaContext& context, lua_State* state, const entt::meta_an
 entt::meta_any toNativeUntyped(LuaContext& context, lua_State* state, int index);
 
 // The name of a native type as scripts read it in messages.
-[[gnu::cold]] std::string describeType(const LuaContext& context, const entt::meta_type& type);
+std::string describeType(const LuaContext& context, const entt::meta_type& type);
 // What a Lua value is, for messages: "integer", "string", "Entity", "destroyed Entity".
-[[gnu::cold]] std::string describeValue(lua_State* state, int index);
+std::string describeValue(lua_State* state, int index);
 
 ObjectBox* toObjectBox(lua_State* state, int index);
 // The native object of a box, as a reference; false when the object is gone.
@@ -713,11 +713,11 @@ void releaseObjectBox(LuaContext& context, ObjectBox& box, bool deferHandle);
 // Pushes an error value holding a copy of the error in `result`.
 void pushError(LuaContext& context, lua_State* state, ResultAny&& result);
 ErrorBox* toErrorBox(lua_State* state, int index);
-[[gnu::cold]] void createErrorMetatable(LuaContext& context, lua_State* state);
+void createErrorMetatable(LuaContext& context, lua_State* state);
 // The message handler of every protected call the runtime makes: notes the traceback and the place.
 int messageHandler(lua_State* state);
 // The error that a failed protected call left on top of the stack, popped, as the runtime returns it.
-[[gnu::cold]] ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName);
+ResultAny takeError(LuaContext& context, lua_State* state, int status, const std::string& sourceName);
 // Makes the hook look at the next instruction of the thread that the innermost native call returns to, so that
 // a stopped entry ends there. The next entry takes the usual pace again.
 void stopAtNextInstruction(LuaContext& context);
@@ -726,30 +726,30 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
 // The same with the message handler pushed by the caller just below the function, where it stays: a caller
 // that pushes it first spares moving it under the function and out again.
 int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
-[[gnu::cold]] ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
+ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
 // `noun` after the article its sound takes: "an int", "a string", "an Entity".
-[[gnu::cold]] std::string withArticle(std::string_view noun);
+std::string withArticle(std::string_view noun);
 
 // ---- Bindings (Bindings.cpp) ----
 
 // Works out plans and type tables from the bundle; no Lua state is touched.
-[[gnu::cold]] void planBindings(LuaContext& context);
+void planBindings(LuaContext& context);
 // Creates the class metatables. Runs in a protected call.
-[[gnu::cold]] void createClassMetatables(LuaContext& context, lua_State* state);
+void createClassMetatables(LuaContext& context, lua_State* state);
 // Pushes the table of a module, made on first use.
-[[gnu::cold]] int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module);
+int pushModule(LuaContext& context, lua_State* state, const ModuleInfo& module);
 const ModuleInfo* findModule(const LuaContext& context, std::string_view name);
 int callPlan(lua_State* state);
 
 // Notes the script's stack from `firstLevel` outwards: the traceback, the file and the line of the innermost
 // frame that has one.
-[[gnu::cold]] void captureTraceback(const LuaContext& context, lua_State* state, int firstLevel, std::string& traceback,
-                                    std::string& file, int& line);
+void captureTraceback(const LuaContext& context, lua_State* state, int firstLevel, std::string& traceback,
+                      std::string& file, int& line);
 
 // ---- Sandbox (Sandbox.cpp) ----
 
 // Opens the safe libraries and the runtime's globals. Runs in a protected call.
-[[gnu::cold]] void openSandbox(LuaContext& context, lua_State* state);
+void openSandbox(LuaContext& context, lua_State* state);
 // Counts the coroutines alive after a full collection, and remakes their table when it has far more room than
 // they need. Never raises.
 uint64_t recountCoroutines(LuaContext& context, lua_State* state);
@@ -757,7 +757,7 @@ uint64_t recountCoroutines(LuaContext& context, lua_State* state);
 // ---- Patterns (Patterns.cpp) ----
 
 // Replaces the string library's find, match, gmatch, gsub and rep with versions whose work is counted.
-[[gnu::cold]] void openPatternFunctions(lua_State* state);
+void openPatternFunctions(lua_State* state);
 
 // ---- Stops by signal (StopSignals.cpp) ----
 
@@ -806,7 +806,7 @@ bool toScriptValue(LuaContext& context, lua_State* state, int index, const entt:
                    ConversionFailure& failure);
 // False when `value` is no script value.
 bool pushScriptValue(LuaContext& context, lua_State* state, const entt::meta_any& value);
-[[gnu::cold]] void createScriptValueSupport(LuaContext& context, lua_State* state);
+void createScriptValueSupport(LuaContext& context, lua_State* state);
 // Pushes the Lua value that a script-value object of the registry stands for; nil when there is none.
 void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle handle);
 // The reference of a script-value object's Lua value; LUA_NOREF when there is none.

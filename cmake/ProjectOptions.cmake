@@ -26,8 +26,8 @@ endif()
 include(CheckIncludeFileCXX)
 check_include_file_cxx(fakeit.hpp SCRIPTING_HAVE_FAKEIT)
 
-# A program uses a small part of the libraries (few error types, no declarations writer, often no promises), and
-# a static archive hands the linker whole object files. With each function and datum in a section of its own, the
+# A program uses a small part of the libraries (a few error types, a few builder members, no declarations writer),
+# and a static archive hands the linker whole object files. With each function and datum in a section of its own, the
 # linker of a program that asks for it keeps only what the program reaches; the libraries ask for it on behalf of
 # whoever links them, and so does the installed package (CMake targets and pkg-config alike).
 set(SCRIPTING_CONSUMER_LINK_FLAGS "")

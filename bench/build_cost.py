@@ -5,6 +5,7 @@ Generates an API of N classes (a constructor, two properties, four methods takin
 and another class) and N free functions, binds all of it in one translation unit, compiles it with g++ -O2 and
 links a program that runs a Lua script against it. Reports compile seconds, the compiler's peak memory and the
 stripped executable's size, per class and against a hand-written Lua program linked the same way (the fixed overhead).
+Both programs are linked as the package tells its consumers to (the linker options of its pkg-config file).
 
     bench/build_cost.py [--build build/release] [--counts 10,50,200]
 
@@ -127,6 +128,15 @@ def flags(build):
     sys.exit("no compile command for examples/game/main.cpp: build the Release preset with SCRIPTING_LUA on first")
 
 
+def package_link_flags(build):
+    """The linker options that the package hands its consumers (pkg-config's Libs, as the CMake targets do)."""
+    with open(os.path.join(build, "package", "scripting.pc")) as f:
+        for line in f:
+            if line.startswith("Libs:"):
+                return [flag for flag in line.split()[1:] if flag.startswith("-Wl,")]
+    return []
+
+
 def measured(command):
     """Runs `command` under GNU time; returns (wall seconds, peak kilobytes)."""
     start = time.monotonic()
@@ -149,6 +159,7 @@ def main():
     libs = [os.path.join(options.build, path) for path in (
         "ScriptingLua/libScriptingLua.a", "Scripting/libScripting.a", "Platform/libScriptingPlatform.a")]
     libs += subprocess.check_output(["pkg-config", "--libs", "lua5.4"], text=True).split() + ["-lfmt"]
+    libs += package_link_flags(options.build)
 
     with tempfile.TemporaryDirectory() as work:
         hand = os.path.join(work, "hand.cpp")

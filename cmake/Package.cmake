@@ -87,7 +87,7 @@ function(_scripting_add_shared_twin target)
         INSTALL_RPATH "$ORIGIN"
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
     foreach(property INCLUDE_DIRECTORIES INTERFACE_INCLUDE_DIRECTORIES COMPILE_DEFINITIONS COMPILE_OPTIONS
-                     INTERFACE_COMPILE_DEFINITIONS INTERFACE_COMPILE_FEATURES)
+                     INTERFACE_COMPILE_DEFINITIONS INTERFACE_COMPILE_FEATURES INTERFACE_LINK_OPTIONS)
         get_target_property(value ${target} ${property})
         if(value)
             set_target_properties(${target}_shared PROPERTIES ${property} "${value}")

@@ -3,8 +3,7 @@
 #include "Diagnostics/Assert.h"
 
 #include <array>
-
-#include <fmt/compile.h>
+#include <string_view>
 
 namespace quv
 {
@@ -118,10 +117,16 @@ UUID UUID::fromString(std::string_view text)
 
 std::string UUID::asString() const
 {
-    std::string text(DASHED_LENGTH, '\0');
-    fmt::format_to(text.data(), FMT_COMPILE("{:08x}-{:04x}-{:04x}-{:04x}-{:08x}{:04x}"),
-                   static_cast<uint32_t>(mHigh >> 32), (mHigh >> 16) & 0xffff, mHigh & 0xffff, mLow >> 48,
-                   static_cast<uint32_t>(mLow >> 16), mLow & 0xffff);
+    // Digit by digit into the places the parser reads them from: a compiled format would bring its integer
+    // formatting for every field type into each program that names a module.
+    static constexpr std::string_view DIGITS = "0123456789abcdef";
+    std::string text(DASHED_LENGTH, '-');
+    for (size_t digit = 0; digit < 16; ++digit)
+    {
+        const unsigned shift = static_cast<unsigned>(60 - 4 * digit);
+        text[DASHED_DIGIT_POSITIONS[digit]] = DIGITS[(mHigh >> shift) & 0xf];
+        text[DASHED_DIGIT_POSITIONS[digit + 16]] = DIGITS[(mLow >> shift) & 0xf];
+    }
     return text;
 }
 } // namespace quv

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <string_view>
 
+#include <fmt/format.h>
+
 namespace Scripting
 {
 namespace
@@ -131,7 +133,9 @@ bool Version::satisfies(const Version& requested, bool strict) const
 
 std::string Version::toString() const
 {
-    std::string text = std::to_string(Major) + "." + std::to_string(Minor) + "." + std::to_string(Patch);
+    // Texts of versions are for messages only; three inlined std::to_string and their sums made this the
+    // largest function of the file, where the formatting library's one entry costs a call.
+    std::string text = fmt::format("{}.{}.{}", Major, Minor, Patch);
     if (hasPrerelease())
     {
         text += "-";

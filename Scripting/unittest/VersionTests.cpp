@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -94,5 +95,22 @@ TEST(VersionOrderTest, HundredThousandIdentifiersCompare)
     EXPECT_FALSE(higherMinor.satisfies(low, false)) << "a prerelease is never promoted";
     EXPECT_TRUE(higherMinor.satisfies(Version(1, 0, 0), false));
     EXPECT_FALSE(higherMinor.satisfies(Version(1, 0, 0), true));
+}
+
+// The text of messages and failure reports: every number in full, the tag after a dash only when there is one.
+TEST(VersionTextTest, NumbersInFullAndTagAfterADash)
+{
+    const std::pair<Version, const char*> cases[] = {
+        {Version(0, 0, 0), "0.0.0"},
+        {Version(1, 2, 3), "1.2.3"},
+        {Version(10, 0, 200), "10.0.200"},
+        {Version(65535, 65535, 65535), "65535.65535.65535"},
+        {Version(1, 0, 0, "beta.1"), "1.0.0-beta.1"},
+        {Version(2, 1, 0, ""), "2.1.0"},
+    };
+    for (const auto& [version, text] : cases)
+    {
+        EXPECT_EQ(version.toString(), text);
+    }
 }
 } // namespace

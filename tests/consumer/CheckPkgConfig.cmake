@@ -23,6 +23,9 @@ endif()
 function(check package source printed)
     run("pkg-config ${package}" 0 flags COMMAND ${PKG_CONFIG} --cflags --libs ${package})
     string(STRIP "${flags}" flags)
+    # The libraries keep each function in a section of their own, which is worth something only when the
+    # consumer's linker drops the unreached ones.
+    expect_in("${flags}" "-Wl,--gc-sections" "pkg-config ${package}")
     separate_arguments(flags UNIX_COMMAND "${flags}")
     run("compiling with ${package}'s flags" 0 output
         COMMAND ${CXX_COMPILER} ${SOURCE_DIR}/tests/consumer/src/${source} ${flags} ${sanitize}

@@ -4,7 +4,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <iterator>
 
 #include <fmt/format.h>
 
@@ -54,16 +53,16 @@ void appendBounds(std::string& text, std::string_view label, const std::optional
 {
     if (minValue && maxValue)
     {
-        fmt::format_to(std::back_inserter(text), " {} bounds: [{}, {}]", label, internal::formatErrorNumber(*minValue),
-                       internal::formatErrorNumber(*maxValue));
+        text += fmt::format(" {} bounds: [{}, {}]", label, internal::formatErrorNumber(*minValue),
+                            internal::formatErrorNumber(*maxValue));
     }
     else if (minValue)
     {
-        fmt::format_to(std::back_inserter(text), " {} min: {}", label, internal::formatErrorNumber(*minValue));
+        text += fmt::format(" {} min: {}", label, internal::formatErrorNumber(*minValue));
     }
     else if (maxValue)
     {
-        fmt::format_to(std::back_inserter(text), " {} max: {}", label, internal::formatErrorNumber(*maxValue));
+        text += fmt::format(" {} max: {}", label, internal::formatErrorNumber(*maxValue));
     }
 }
 

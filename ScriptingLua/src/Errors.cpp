@@ -293,15 +293,19 @@ void stopAtNextInstruction(LuaContext& context)
 
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
 {
+    if (atStackBottom(context, state))
+    {
+        return protectedCallWithHandler(context, state, argumentCount, resultCount, HANDLER_SLOT);
+    }
     const int base = lua_gettop(state) - argumentCount;
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.messageHandlerRef);
     lua_insert(state, base);
-    const int status = protectedCallAboveHandler(context, state, argumentCount, resultCount);
+    const int status = protectedCallWithHandler(context, state, argumentCount, resultCount, base);
     lua_remove(state, base);
     return status;
 }
 
-int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
+int protectedCallWithHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler)
 {
     const int base = lua_gettop(state) - argumentCount;
     const bool outermost = context.entry == 0;
@@ -324,7 +328,7 @@ int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumen
         context.entry = ++context.entries;
         beginEntry(context, state);
     }
-    int status = lua_pcall(state, argumentCount, resultCount, base - 1);
+    int status = lua_pcall(state, argumentCount, resultCount, handler);
     if (!outermost && context.stopped)
     {
         stopAtNextInstruction(context);
@@ -338,6 +342,11 @@ int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumen
         }
         endEntry(context);
         context.entry = 0;
+        if (!context.referencesPinned && atStackBottom(context, state))
+        {
+            // The table was remade while the entry ran; the old one goes with its slot.
+            pinReferences(context, state);
+        }
         if (context.hookHurried)
         {
             // The pace of the hook again; coroutines take it when next resumed.

@@ -382,6 +382,9 @@ struct LuaContext
     int referencesRef = LUA_NOREF;
     int freeReference = 0;
     uint64_t referencePeak = 0;
+    // The bottom of the main thread's stack holds the message handler and the table of references (see
+    // HANDLER_SLOT); false once the table was remade while the slot was out of reach, until it is put back.
+    bool referencesPinned = false;
 
     // What the message handler found for the error now travelling out.
     std::string traceback;
@@ -723,9 +726,9 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
 void stopAtNextInstruction(LuaContext& context);
 // Runs the function and its arguments on top of the stack under the message handler and the watchdog.
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
-// The same with the message handler pushed by the caller just below the function, where it stays: a caller
-// that pushes it first spares moving it under the function and out again.
-int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
+// The same with the message handler already at `handler`, below the function, where it stays: a caller that
+// pushes it first, or finds it at HANDLER_SLOT, spares moving it under the function and out again.
+int protectedCallWithHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
 // `noun` after the article its sound takes: "an int", "a string", "an Entity".
 std::string withArticle(std::string_view noun);
@@ -770,7 +773,17 @@ bool installStopSignal(int signal);
 void beginEntry(LuaContext& context, lua_State* state);
 void endEntry(LuaContext& context);
 // Whether an interrupt or the deadline asks the running entry to stop. Safe in the signal handler.
-bool stopDue(const LuaContext& context);
+inline bool stopDue(const LuaContext& context)
+{
+    const InterruptSlot* slot = context.interruptSlot;
+    if (slot == nullptr)
+    {
+        return false;
+    }
+    const uint64_t running = slot->running.load(std::memory_order_relaxed);
+    return running != 0 && (slot->requested.load(std::memory_order_relaxed) == running ||
+                            slot->timedOut.load(std::memory_order_relaxed) == running);
+}
 // Interrupt of the entry that `slot` tracks: marks it and signals its thread (not with a signal of 0).
 void signalInterrupt(InterruptSlot& slot, int signal);
 // The switch of the context's running thread, at a resume and its return: the stop signal hooks `thread` from
@@ -813,6 +826,21 @@ void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle han
 int referenceOf(LuaContext& context, ObjectHandle handle);
 // Pushes the value of a reference; nil for none. Takes two slots of the stack.
 int pushReference(LuaContext& context, lua_State* state, lua_Integer reference);
+
+// Native code that calls into the context between runs finds the message handler and the table of references
+// at the bottom of the main thread's stack, below whatever it pushes: a call reaches its function with one
+// look-up and pays nothing for the handler until an error calls it. Only where no function of the thread is
+// active do these indices mean the bottom; within one they are that function's own slots.
+constexpr int HANDLER_SLOT = 1;
+constexpr int REFERENCES_SLOT = 2;
+// Whether `state` is the context's main thread with no function active, so that the slots above are in reach.
+inline bool atStackBottom(const LuaContext& context, lua_State* state)
+{
+    lua_Debug frame;
+    return state == context.state && lua_getstack(state, 0, &frame) == 0 && lua_gettop(state) >= REFERENCES_SLOT;
+}
+// Puts the table of references back into its slot after it was remade; `state` must be at its stack bottom.
+void pinReferences(LuaContext& context, lua_State* state);
 // Lets go of the values of `references`, and remakes the table when it holds far fewer than it once did.
 void dropReferences(LuaContext& context, lua_State* state, const std::vector<int>& references);
 } // namespace Scripting::Lua::internal

@@ -411,6 +411,9 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
         {
             return std::nullopt;
         }
+        lua_rawgeti(state, LUA_REGISTRYINDEX, context->messageHandlerRef);
+        lua_rawgeti(state, LUA_REGISTRYINDEX, context->referencesRef);
+        context->referencesPinned = true;
     }
     _applyWatchdog(*context);
     mContexts[contextId.value] = std::move(context);

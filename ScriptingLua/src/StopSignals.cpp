@@ -351,18 +351,6 @@ bool installStopSignal(int signal)
     return true;
 }
 
-bool stopDue(const LuaContext& context)
-{
-    const InterruptSlot* slot = context.interruptSlot;
-    if (slot == nullptr)
-    {
-        return false;
-    }
-    const uint64_t running = slot->running.load(std::memory_order_relaxed);
-    return running != 0 && (slot->requested.load(std::memory_order_relaxed) == running ||
-                            slot->timedOut.load(std::memory_order_relaxed) == running);
-}
-
 void beginEntry(LuaContext& context, lua_State* state)
 {
     InterruptSlot* slot = context.interruptSlot;

@@ -293,21 +293,23 @@ void stopAtNextInstruction(LuaContext& context)
 
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
 {
-    if (atStackBottom(context, state))
+    const int top = lua_gettop(state);
+    const int base = top - argumentCount;
+    if (atStackBottom(context, state, top))
     {
-        return protectedCallWithHandler(context, state, argumentCount, resultCount, HANDLER_SLOT);
+        return protectedCallWithHandler(context, state, base, argumentCount, resultCount, HANDLER_SLOT);
     }
-    const int base = lua_gettop(state) - argumentCount;
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.messageHandlerRef);
     lua_insert(state, base);
-    const int status = protectedCallWithHandler(context, state, argumentCount, resultCount, base);
+    const int status = protectedCallWithHandler(context, state, base + 1, argumentCount, resultCount, base);
     lua_remove(state, base);
     return status;
 }
 
-int protectedCallWithHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler)
+int protectedCallWithHandler(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount,
+                             int handler)
 {
-    const int base = lua_gettop(state) - argumentCount;
+    const int base = function;
     const bool outermost = context.entry == 0;
     if (!outermost && context.stopped)
     {
@@ -342,7 +344,7 @@ int protectedCallWithHandler(LuaContext& context, lua_State* state, int argument
         }
         endEntry(context);
         context.entry = 0;
-        if (!context.referencesPinned && atStackBottom(context, state))
+        if (!context.referencesPinned && atStackBottom(context, state, lua_gettop(state)))
         {
             // The table was remade while the entry ran; the old one goes with its slot.
             pinReferences(context, state);

@@ -105,6 +105,11 @@ struct FunctionPlan
         bool boundsOfTypeOnly = false;
         // Nil or a missing script value takes the default.
         bool hasDefault = false;
+        // On the typed road: an integer within [low, high] and nothing else to check, the common argument,
+        // read without going through every kind.
+        bool plainInteger = false;
+        lua_Integer low = 0;
+        lua_Integer high = 0;
     };
 
     const Reflection::IFunction* function = nullptr;
@@ -125,6 +130,8 @@ struct FunctionPlan
     std::vector<std::string> missingConditions;
     // The road without meta_any, when every argument converts directly; null keeps every call general.
     const Reflection::TypedCall* typed = nullptr;
+    // The typed result is a number that Lua holds as an integer whatever its value.
+    bool integerResult = false;
     // The class a method's object must be exactly, for the typed road; a derived object takes the general one.
     entt::meta_type selfType;
     // Argument anys kept from one call to the next, so that numbers are written into anys that hold their
@@ -728,7 +735,9 @@ void stopAtNextInstruction(LuaContext& context);
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
 // The same with the message handler already at `handler`, below the function, where it stays: a caller that
 // pushes it first, or finds it at HANDLER_SLOT, spares moving it under the function and out again.
-int protectedCallWithHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler);
+// `function` is the index of the function, with its arguments above it up to the top.
+int protectedCallWithHandler(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount,
+                             int handler);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
 // `noun` after the article its sound takes: "an int", "a string", "an Entity".
 std::string withArticle(std::string_view noun);
@@ -834,10 +843,11 @@ int pushReference(LuaContext& context, lua_State* state, lua_Integer reference);
 constexpr int HANDLER_SLOT = 1;
 constexpr int REFERENCES_SLOT = 2;
 // Whether `state` is the context's main thread with no function active, so that the slots above are in reach.
-inline bool atStackBottom(const LuaContext& context, lua_State* state)
+// `top` is the thread's lua_gettop.
+inline bool atStackBottom(const LuaContext& context, lua_State* state, int top)
 {
     lua_Debug frame;
-    return state == context.state && lua_getstack(state, 0, &frame) == 0 && lua_gettop(state) >= REFERENCES_SLOT;
+    return state == context.state && top >= REFERENCES_SLOT && lua_getstack(state, 0, &frame) == 0;
 }
 // Puts the table of references back into its slot after it was remade; `state` must be at its stack bottom.
 void pinReferences(LuaContext& context, lua_State* state);

@@ -619,7 +619,7 @@ void dropReferences(LuaContext& context, lua_State* state, const std::vector<int
         context.referencePeak = context.scriptReferences;
         // The old table must not live on in its slot: its room is what the remake gives back.
         context.referencesPinned = false;
-        if (atStackBottom(context, state))
+        if (atStackBottom(context, state, lua_gettop(state)))
         {
             pinReferences(context, state);
         }
@@ -750,8 +750,9 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     }
     const int base = lua_gettop(state);
     int handler = internal::HANDLER_SLOT;
+    int function = base + 1;
     int type = LUA_TNIL;
-    if (internal::atStackBottom(*context, state))
+    if (internal::atStackBottom(*context, state, base))
     {
         if (!context->referencesPinned)
         {
@@ -766,6 +767,7 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         lua_rawgeti(state, LUA_REGISTRYINDEX, context->referencesRef);
         lua_rawgeti(state, LUA_REGISTRYINDEX, context->messageHandlerRef);
         handler = base + 2;
+        function = base + 3;
         type = lua_rawgeti(state, -2, static_cast<lua_Integer>(slot));
     }
     if (type != LUA_TFUNCTION)
@@ -782,7 +784,8 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         }
     }
     ++context->typedCalls;
-    const int status = internal::protectedCallWithHandler(*context, state, static_cast<int>(call.count), 1, handler);
+    const int status =
+        internal::protectedCallWithHandler(*context, state, function, static_cast<int>(call.count), 1, handler);
     TypedClosureStatus outcome = TypedClosureStatus::Done;
     if (status != LUA_OK)
     {

@@ -1327,10 +1327,15 @@ void createClassMetatables(LuaContext& context, lua_State* state)
         lua_pushvalue(state, -1);
         info.membersRef = luaL_ref(state, LUA_REGISTRYINDEX);
 
+        info.hasProperties = !info.properties.empty() || (info.base != nullptr && info.base->hasProperties);
         lua_createtable(state, 0, 8);
         setObjectMetamethods(state, binding.name.c_str());
         lua_pushvalue(state, -2);
-        lua_pushcclosure(state, &objectIndex, 1);
+        if (info.hasProperties)
+        {
+            // A property's read needs the object, which a table as __index would not pass on.
+            lua_pushcclosure(state, &objectIndex, 1);
+        }
         lua_setfield(state, -2, "__index");
         lua_pushvalue(state, -2);
         lua_pushlightuserdata(state, &info);

@@ -166,6 +166,9 @@ struct ClassInfo
     // Registry references of the object metatable and of the table of members, base members included.
     int metatableRef = LUA_NOREF;
     int membersRef = LUA_NOREF;
+    // The class or a base has properties. Without any, the members table is the objects' __index itself, and
+    // a method is found by Lua's own look-up.
+    bool hasProperties = false;
     // The storage of the context's registry that holds this class's objects by value, found on first use: an
     // object of exactly this class is then one look away, where the registry's own road searches for the
     // storage by type on every access. Objects tracked by pointer are not in it and take that road.

@@ -287,6 +287,7 @@ void stopAtNextInstruction(LuaContext& context)
     if (context.current != nullptr)
     {
         lua_sethook(context.current, &budgetHook, LUA_MASKCOUNT, 1);
+        context.hookFreeThread = nullptr;
         context.hookHurried = true;
     }
 }

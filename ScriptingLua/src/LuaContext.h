@@ -367,6 +367,10 @@ struct LuaContext
     DeadlineEntry deadline;
     // A stop asked the hook to look at every instruction of some thread; the next entry restores the pace.
     bool hookHurried = false;
+    // The main thread when syncHook last left it without a hook, null otherwise: an entry on it that needs no
+    // hook leaves it as it is. Only a stop due in an entry sets a hook behind syncHook's back, and such an
+    // entry forgets it.
+    lua_State* hookFreeThread = nullptr;
     uint64_t instructionsUsed = 0;
     std::chrono::steady_clock::time_point runStart;
     // Set once the running entry must end: by the watchdog, an interrupt or a limit. It stays set until the

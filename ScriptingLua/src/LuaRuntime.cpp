@@ -266,7 +266,17 @@ void syncHook(LuaContext& context, lua_State* thread)
         if (stopDue(context))
         {
             setHook(thread, 1);
+            interval = 1;
         }
+    }
+    if (interval == 0 && thread == context.state)
+    {
+        // Only the main thread: a coroutine's address may come back as another's, with its creator's hook.
+        context.hookFreeThread = thread;
+    }
+    else if (context.hookFreeThread == thread)
+    {
+        context.hookFreeThread = nullptr;
     }
 }
 

@@ -393,7 +393,10 @@ void beginEntry(LuaContext& context, lua_State* state)
             }
         }
     }
-    syncHook(context, state);
+    if (state != context.hookFreeThread || context.hookInterval != 0 || (context.stoppable && !context.reachable))
+    {
+        syncHook(context, state);
+    }
 }
 
 void endEntry(LuaContext& context)
@@ -406,6 +409,14 @@ void endEntry(LuaContext& context)
     {
         slot->running.store(0, std::memory_order_release);
         slot->ownerThread.store(0, std::memory_order_relaxed);
+        // With the entry gone the handler hooks nothing more for it; before, a stop due may have hooked any
+        // thread of the context.
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        if (slot->requested.load(std::memory_order_relaxed) == context.entry ||
+            slot->timedOut.load(std::memory_order_relaxed) == context.entry)
+        {
+            context.hookFreeThread = nullptr;
+        }
     }
     if (context.threadRecord >= 0)
     {

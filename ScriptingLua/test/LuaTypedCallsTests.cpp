@@ -133,7 +133,14 @@ const TypedCase TYPED_CASES[] = {
      "for i = 1, 40 do if i % 3 ~= 1 then sum = sum + list[i].value end end return sum",
      "value: 2210", Road::Typed},
 
+    // Objects of classes without properties: methods come from the method table itself.
+    {"MethodWithoutProperties", "local b = zoo.Bell.new() b:ring(2) return b:ring(3)", "value: 5", Road::Typed},
+    {"MissingMemberWithoutProperties", "return tostring(zoo.Bell.new().nothing)", "value: 'nil'", Road::Typed},
+    {"OwnMethodOfDerivedWithoutProperties", "local b = zoo.LoudBell.new() return b:shout()", "value: 0", Road::Typed},
+
     // Valid calls that the typed road hands on: a default, a derived object.
+    {"InheritedMethodWithoutProperties", "local b = zoo.LoudBell.new() return b:ring(2) + b:shout()", "value: 22",
+     Road::Declined},
     {"DefaultArgument", "return zoo.scale(3)", "value: 6", Road::Declined},
     {"NilTakesTheDefault", "return zoo.scale(3, nil)", "value: 6", Road::Declined},
     {"ConstructorDefault", "return zoo.Counter.new().value", "value: 0", Road::Declined},
@@ -201,6 +208,21 @@ const TypedCase TYPED_CASES[] = {
      "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: Counter for the object "
      "of Counter:increment, got Dog",
      Road::Declined},
+    {"OutOfBoundsWithoutProperties", "return zoo.Bell.new():ring(6)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'times' of Bell:ring, Value: 6, Argument bounds: [1, 5]",
+     Road::Declined},
+    {"SelfMissingWithoutProperties", "return zoo.Bell.new().ring(1)",
+     "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: Bell for the object "
+     "of Bell:ring (call it with ':'), got integer",
+     Road::Declined},
+    {"SelfOfAnotherClassWithoutProperties", "return zoo.Bell.new().ring(zoo.Counter.new(1), 1)",
+     "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: Bell for the object "
+     "of Bell:ring, got Counter",
+     Road::Declined},
+    {"DestroyedSelfWithoutProperties", "local b = zoo.Bell.new() zoo.destroy(b) return b:ring(1)",
+     "error: Error: Bell:ring: the Bell object was destroyed by native code", Road::Declined},
+
     {"DestroyedSelf", "local c = zoo.Counter.new(1) zoo.destroy(c) return c:increment(1)",
      "error: Error: Counter:increment: the Counter object was destroyed by native code", Road::Declined},
     {"DestroyedArgument", "local c = zoo.Counter.new(1) zoo.destroy(c) return zoo.addTo(c, 1)",

@@ -56,6 +56,17 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
     dog.method<&Dog::fetch>("fetch");
     builder.classBinding(dog.finish());
 
+    ClassBindingBuilder<Bell> bell("Bell");
+    bell.constructor([](WeakLifetimeScope& scope) { return scope.makeObject<Bell>(); });
+    bell.method<&Bell::ring>("ring", ArgumentBindingBuilder<int>("times").bounds(1, 5));
+    builder.classBinding(bell.finish());
+
+    ClassBindingBuilder<LoudBell> loudBell("LoudBell");
+    loudBell.base<Bell>();
+    loudBell.constructor([](WeakLifetimeScope& scope) { return scope.makeObject<LoudBell>(); });
+    loudBell.method<&LoudBell::shout>("shout");
+    builder.classBinding(loudBell.finish());
+
     EnumBindingBuilder<std::string, Mood> mood("Mood");
     mood.value("Happy", Mood::Happy);
     mood.value("Sad", Mood::Sad);

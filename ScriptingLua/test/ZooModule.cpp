@@ -110,6 +110,19 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
         ArgumentBindingBuilder<float>("factor").defaultValue(2.0f));
     builder.function(
         "byteEcho", [](uint8_t value) { return value; }, ArgumentBindingBuilder<uint8_t>("value"));
+    // The other integer widths, each at its limits on both roads.
+    builder.function(
+        "echoInt8", [](int8_t value) { return value; }, ArgumentBindingBuilder<int8_t>("value"));
+    builder.function(
+        "echoUInt16", [](uint16_t value) { return value; }, ArgumentBindingBuilder<uint16_t>("value"));
+    builder.function(
+        "echoInt32", [](int32_t value) { return value; }, ArgumentBindingBuilder<int32_t>("value"));
+    builder.function(
+        "echoUInt32", [](uint32_t value) { return value; }, ArgumentBindingBuilder<uint32_t>("value"));
+    builder.function(
+        "echoInt64", [](int64_t value) { return value; }, ArgumentBindingBuilder<int64_t>("value"));
+    builder.function(
+        "echoUInt64", [](uint64_t value) { return value; }, ArgumentBindingBuilder<uint64_t>("value"));
     builder.function(
         "nextMood", [](Mood value) { return value == Mood::Happy ? Mood::Sad : Mood::Happy; },
         ArgumentBindingBuilder<Mood>("mood"));

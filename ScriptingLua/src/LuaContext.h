@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Diagnostics/Assert.h"
 #include "Scripting/BindingType/InjectedTypes.h"
 #include "Scripting/BindingType/ModuleBinding.h"
 #include "Scripting/Lua/LuaRuntime.h"
@@ -854,7 +855,14 @@ constexpr int REFERENCES_SLOT = 2;
 inline bool atStackBottom(const LuaContext& context, lua_State* state, int top)
 {
     lua_Debug frame;
-    return state == context.state && top >= REFERENCES_SLOT && lua_getstack(state, 0, &frame) == 0;
+    if (state != context.state || top < REFERENCES_SLOT || lua_getstack(state, 0, &frame) != 0)
+    {
+        return false;
+    }
+    // Embedding code that took the slots over gets the road through the registry instead of a crash.
+    const bool kept = lua_type(state, HANDLER_SLOT) == LUA_TFUNCTION && lua_type(state, REFERENCES_SLOT) == LUA_TTABLE;
+    OV_ASSERT(kept, "The two lowest slots of the main thread's stack belong to the Lua runtime");
+    return kept;
 }
 // Puts the table of references back into its slot after it was remade; `state` must be at its stack bottom.
 void pinReferences(LuaContext& context, lua_State* state);

@@ -1,5 +1,7 @@
 #include "LuaTestSupport.h"
 
+#include "Diagnostics/Assert.h"
+
 #include "Scripting/Runtime/ScriptPromise.h"
 
 #include <gmock/gmock.h>
@@ -260,6 +262,24 @@ TEST_F(LuaScriptValuesTest, ClosuresAnswerWhereverNativeCodeCallsThem)
                               "inner.lua")),
                 HasSubstr("inner 4"));
     EXPECT_EQ(typed(2, 3).value(), 6);
+}
+
+// Embedding code that overwrites the runtime's slots at the bottom of the stack is told so, and calls still
+// reach their function.
+TEST_F(LuaScriptValuesTest, ClosuresAnswerAfterTheHostOverwroteTheRuntimesSlots)
+{
+    ASSERT_FALSE(run("require('@test/zoo').remember(function(a, b) return a - b end)").isError());
+    Closure<int (*)(int, int)> typed;
+    static_cast<ClosureAny&>(typed) = *sRemembered;
+    lua_State* state = mRuntime->getLuaState(context().getContextId());
+    lua_pushinteger(state, 5);
+    lua_replace(state, 2);
+    std::optional<int> answered;
+    const std::vector<std::string> asserts =
+        Ovelith::Diagnostics::collectAsserts([&] { answered = typed(9, 4).value(); });
+    ASSERT_FALSE(asserts.empty());
+    EXPECT_THAT(asserts.front(), HasSubstr("belong to the Lua runtime"));
+    EXPECT_EQ(answered, 5);
 }
 
 // A typed call gives what the general one gives, failures included, leaves the script's stack as it found it,

@@ -4,8 +4,8 @@
 // counted; Lua's own allocator is not):
 // - a native int add(int, int) from a Lua loop, beside a lua_CFunction that checks with luaL_checkinteger; the
 //   same call of a signature that the typed road does not take (std::optional<int>) shows the general path;
-// - a method obj:bump(1) on a class that also has a property, beside a full userdata whose metatable's __index is
-//   its method table;
+// - a method obj:bump(1) on a class that also has a property, and on one that has none, each beside a full
+//   userdata whose metatable's __index is its method table;
 // - a property read and write, beside __index/__newindex C functions that check the userdata and the name;
 // - an object made by a constructor and collected, beside a checked constructor of a full userdata with __gc;
 // - a Lua function called from native code through Closure<int(int, int)>, beside a bare lua_pcall of it from a
@@ -32,6 +32,18 @@ using namespace Scripting;
 
 namespace
 {
+// A class with methods only: its objects' __index is its method table.
+struct Tally
+{
+    int count = 0;
+
+    int bump(int by)
+    {
+        count += by;
+        return count;
+    }
+};
+
 struct Point
 {
     int x = 0;
@@ -168,6 +180,10 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
     point.property<&Point::x>("x");
     point.method<&Point::bump>("bump", ArgumentBindingBuilder<int>("by"));
     builder.classBinding(point.finish());
+    ClassBindingBuilder<Tally> tally("Tally");
+    tally.constructor([](WeakLifetimeScope& scope) { return scope.makeObject<Tally>(Tally{}); });
+    tally.method<&Tally::bump>("bump", ArgumentBindingBuilder<int>("by"));
+    builder.classBinding(tally.finish());
     return builder.build(true, {}, RuntimeConditions{});
 }
 
@@ -212,6 +228,8 @@ public:
             function handCreate(n) local f = handWrittenNew for i = 1, n do local p = f(i) end collectgarbage() end
             local point, handPoint, handProperty = Point.new(1), handWrittenNew(1), handWrittenPropertyPoint(1)
             function boundMethod(n) local p = point for i = 1, n do p:bump(1) end end
+            local tally = math.Tally.new()
+            function tallyMethod(n) local t = tally for i = 1, n do t:bump(1) end end
             function handMethod(n) local p = handPoint for i = 1, n do p:bump(1) end end
             function boundRead(n) local p, s = point, 0 for i = 1, n do s = s + p.x end return s end
             function handRead(n) local p, s = handProperty, 0 for i = 1, n do s = s + p.x end return s end
@@ -326,6 +344,12 @@ void BM_MethodCall(benchmark::State& state)
     compareScripts(state, "boundMethod(100000)", "handMethod(100000)");
 }
 BENCHMARK(BM_MethodCall);
+
+void BM_MethodCallWithoutProperties(benchmark::State& state)
+{
+    compareScripts(state, "tallyMethod(100000)", "handMethod(100000)");
+}
+BENCHMARK(BM_MethodCallWithoutProperties);
 
 void BM_PropertyRead(benchmark::State& state)
 {

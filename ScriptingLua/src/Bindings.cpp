@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <exception>
@@ -555,6 +556,16 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
         const FunctionPlan::Argument& argument = plan.arguments[index];
         const int position = first + static_cast<int>(argument.detailsIndex);
         Reflection::TypedValue& value = values[index];
+        if (argument.plainInteger)
+        {
+            int isInteger = 0;
+            value.integer = lua_tointegerx(state, position, &isInteger);
+            if (isInteger == 0 || value.integer < argument.low || value.integer > argument.high)
+            {
+                return DECLINED;
+            }
+            continue;
+        }
         if (argument.injected == Injected::Scope)
         {
             scope = context.scope;
@@ -599,6 +610,11 @@ int invokeTypedUnprotected(LuaContext& context, lua_State* state, const Function
         return 1;
     }
     typed.invoke(*plan.function, object, values.data(), result);
+    if (plan.integerResult)
+    {
+        lua_pushinteger(state, static_cast<lua_Integer>(result.value.integer));
+        return 1;
+    }
     if (plan.returnsVoid)
     {
         return 0;
@@ -1084,6 +1100,45 @@ const Reflection::TypedCall* typedCallOf(const LuaContext& context, const Functi
     return typed;
 }
 
+template <typename T>
+void setRange(FunctionPlan::Argument& argument)
+{
+    argument.plainInteger = true;
+    argument.low = static_cast<lua_Integer>(std::numeric_limits<T>::lowest());
+    argument.high = static_cast<lua_Integer>(std::min<uint64_t>(std::numeric_limits<T>::max(), LUA_MAXINTEGER));
+}
+
+// The range of a Lua integer that `argument` takes on the typed road; nothing for any other argument.
+void findIntegerRange(FunctionPlan::Argument& argument, Reflection::TypedKind kind)
+{
+    if (argument.injected != Injected::None || argument.hasDefault || !argument.boundsOfTypeOnly ||
+        kind == Reflection::TypedKind::Object)
+    {
+        return;
+    }
+    switch (argument.primitive)
+    {
+    case Primitive::Int8:
+        return setRange<int8_t>(argument);
+    case Primitive::UInt8:
+        return setRange<uint8_t>(argument);
+    case Primitive::Int16:
+        return setRange<int16_t>(argument);
+    case Primitive::UInt16:
+        return setRange<uint16_t>(argument);
+    case Primitive::Int32:
+        return setRange<int32_t>(argument);
+    case Primitive::UInt32:
+        return setRange<uint32_t>(argument);
+    case Primitive::Int64:
+        return setRange<int64_t>(argument);
+    case Primitive::UInt64:
+        return setRange<uint64_t>(argument);
+    default:
+        return;
+    }
+}
+
 void chooseTypedRoads(LuaContext& context)
 {
     for (const std::unique_ptr<FunctionPlan>& plan : context.plans)
@@ -1093,6 +1148,17 @@ void chooseTypedRoads(LuaContext& context)
             plan->selfType = plan->function->getClassType().value_or(entt::meta_type{});
         }
         plan->typed = typedCallOf(context, *plan);
+        if (plan->typed == nullptr)
+        {
+            continue;
+        }
+        for (uint32_t index = 0; index < plan->typed->argumentCount; ++index)
+        {
+            findIntegerRange(plan->arguments[index], plan->typed->arguments[index]);
+        }
+        // Unsigned 64-bit results past Lua's integers become floats.
+        plan->integerResult = !plan->returnsVoid && plan->typed->result != Reflection::TypedKind::Handle &&
+                              plan->returnPrimitive >= Primitive::Int8 && plan->returnPrimitive <= Primitive::Int64;
     }
     if (!context.useTypedCalls)
     {
@@ -1261,10 +1327,15 @@ void createClassMetatables(LuaContext& context, lua_State* state)
         lua_pushvalue(state, -1);
         info.membersRef = luaL_ref(state, LUA_REGISTRYINDEX);
 
+        info.hasProperties = !info.properties.empty() || (info.base != nullptr && info.base->hasProperties);
         lua_createtable(state, 0, 8);
         setObjectMetamethods(state, binding.name.c_str());
         lua_pushvalue(state, -2);
-        lua_pushcclosure(state, &objectIndex, 1);
+        if (info.hasProperties)
+        {
+            // A property's read needs the object, which a table as __index would not pass on.
+            lua_pushcclosure(state, &objectIndex, 1);
+        }
         lua_setfield(state, -2, "__index");
         lua_pushvalue(state, -2);
         lua_pushlightuserdata(state, &info);

@@ -287,23 +287,30 @@ void stopAtNextInstruction(LuaContext& context)
     if (context.current != nullptr)
     {
         lua_sethook(context.current, &budgetHook, LUA_MASKCOUNT, 1);
+        context.hookFreeThread = nullptr;
         context.hookHurried = true;
     }
 }
 
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
 {
-    const int base = lua_gettop(state) - argumentCount;
+    const int top = lua_gettop(state);
+    const int base = top - argumentCount;
+    if (atStackBottom(context, state, top))
+    {
+        return protectedCallWithHandler(context, state, base, argumentCount, resultCount, HANDLER_SLOT);
+    }
     lua_rawgeti(state, LUA_REGISTRYINDEX, context.messageHandlerRef);
     lua_insert(state, base);
-    const int status = protectedCallAboveHandler(context, state, argumentCount, resultCount);
+    const int status = protectedCallWithHandler(context, state, base + 1, argumentCount, resultCount, base);
     lua_remove(state, base);
     return status;
 }
 
-int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount)
+int protectedCallWithHandler(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount,
+                             int handler)
 {
-    const int base = lua_gettop(state) - argumentCount;
+    const int base = function;
     const bool outermost = context.entry == 0;
     if (!outermost && context.stopped)
     {
@@ -324,7 +331,7 @@ int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumen
         context.entry = ++context.entries;
         beginEntry(context, state);
     }
-    int status = lua_pcall(state, argumentCount, resultCount, base - 1);
+    int status = lua_pcall(state, argumentCount, resultCount, handler);
     if (!outermost && context.stopped)
     {
         stopAtNextInstruction(context);
@@ -338,6 +345,11 @@ int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumen
         }
         endEntry(context);
         context.entry = 0;
+        if (!context.referencesPinned && atStackBottom(context, state, lua_gettop(state)))
+        {
+            // The table was remade while the entry ran; the old one goes with its slot.
+            pinReferences(context, state);
+        }
         if (context.hookHurried)
         {
             // The pace of the hook again; coroutines take it when next resumed.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Diagnostics/Assert.h"
 #include "Scripting/BindingType/InjectedTypes.h"
 #include "Scripting/BindingType/ModuleBinding.h"
 #include "Scripting/Lua/LuaRuntime.h"
@@ -105,6 +106,11 @@ struct FunctionPlan
         bool boundsOfTypeOnly = false;
         // Nil or a missing script value takes the default.
         bool hasDefault = false;
+        // On the typed road: an integer within [low, high] and nothing else to check, the common argument,
+        // read without going through every kind.
+        bool plainInteger = false;
+        lua_Integer low = 0;
+        lua_Integer high = 0;
     };
 
     const Reflection::IFunction* function = nullptr;
@@ -125,6 +131,8 @@ struct FunctionPlan
     std::vector<std::string> missingConditions;
     // The road without meta_any, when every argument converts directly; null keeps every call general.
     const Reflection::TypedCall* typed = nullptr;
+    // The typed result is a number that Lua holds as an integer whatever its value.
+    bool integerResult = false;
     // The class a method's object must be exactly, for the typed road; a derived object takes the general one.
     entt::meta_type selfType;
     // Argument anys kept from one call to the next, so that numbers are written into anys that hold their
@@ -159,6 +167,9 @@ struct ClassInfo
     // Registry references of the object metatable and of the table of members, base members included.
     int metatableRef = LUA_NOREF;
     int membersRef = LUA_NOREF;
+    // The class or a base has properties. Without any, the members table is the objects' __index itself, and
+    // a method is found by Lua's own look-up.
+    bool hasProperties = false;
     // The storage of the context's registry that holds this class's objects by value, found on first use: an
     // object of exactly this class is then one look away, where the registry's own road searches for the
     // storage by type on every access. Objects tracked by pointer are not in it and take that road.
@@ -357,6 +368,10 @@ struct LuaContext
     DeadlineEntry deadline;
     // A stop asked the hook to look at every instruction of some thread; the next entry restores the pace.
     bool hookHurried = false;
+    // The main thread when syncHook last left it without a hook, null otherwise: an entry on it that needs no
+    // hook leaves it as it is. Only a stop due in an entry sets a hook behind syncHook's back, and such an
+    // entry forgets it.
+    lua_State* hookFreeThread = nullptr;
     uint64_t instructionsUsed = 0;
     std::chrono::steady_clock::time_point runStart;
     // Set once the running entry must end: by the watchdog, an interrupt or a limit. It stays set until the
@@ -382,6 +397,9 @@ struct LuaContext
     int referencesRef = LUA_NOREF;
     int freeReference = 0;
     uint64_t referencePeak = 0;
+    // The bottom of the main thread's stack holds the message handler and the table of references (see
+    // HANDLER_SLOT); false once the table was remade while the slot was out of reach, until it is put back.
+    bool referencesPinned = false;
 
     // What the message handler found for the error now travelling out.
     std::string traceback;
@@ -723,9 +741,11 @@ ResultAny takeError(LuaContext& context, lua_State* state, int status, const std
 void stopAtNextInstruction(LuaContext& context);
 // Runs the function and its arguments on top of the stack under the message handler and the watchdog.
 int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
-// The same with the message handler pushed by the caller just below the function, where it stays: a caller
-// that pushes it first spares moving it under the function and out again.
-int protectedCallAboveHandler(LuaContext& context, lua_State* state, int argumentCount, int resultCount);
+// The same with the message handler already at `handler`, below the function, where it stays: a caller that
+// pushes it first, or finds it at HANDLER_SLOT, spares moving it under the function and out again.
+// `function` is the index of the function, with its arguments above it up to the top.
+int protectedCallWithHandler(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount,
+                             int handler);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
 // `noun` after the article its sound takes: "an int", "a string", "an Entity".
 std::string withArticle(std::string_view noun);
@@ -770,7 +790,17 @@ bool installStopSignal(int signal);
 void beginEntry(LuaContext& context, lua_State* state);
 void endEntry(LuaContext& context);
 // Whether an interrupt or the deadline asks the running entry to stop. Safe in the signal handler.
-bool stopDue(const LuaContext& context);
+inline bool stopDue(const LuaContext& context)
+{
+    const InterruptSlot* slot = context.interruptSlot;
+    if (slot == nullptr)
+    {
+        return false;
+    }
+    const uint64_t running = slot->running.load(std::memory_order_relaxed);
+    return running != 0 && (slot->requested.load(std::memory_order_relaxed) == running ||
+                            slot->timedOut.load(std::memory_order_relaxed) == running);
+}
 // Interrupt of the entry that `slot` tracks: marks it and signals its thread (not with a signal of 0).
 void signalInterrupt(InterruptSlot& slot, int signal);
 // The switch of the context's running thread, at a resume and its return: the stop signal hooks `thread` from
@@ -813,6 +843,29 @@ void pushReferencedValue(LuaContext& context, lua_State* state, ObjectHandle han
 int referenceOf(LuaContext& context, ObjectHandle handle);
 // Pushes the value of a reference; nil for none. Takes two slots of the stack.
 int pushReference(LuaContext& context, lua_State* state, lua_Integer reference);
+
+// Native code that calls into the context between runs finds the message handler and the table of references
+// at the bottom of the main thread's stack, below whatever it pushes: a call reaches its function with one
+// look-up and pays nothing for the handler until an error calls it. Only where no function of the thread is
+// active do these indices mean the bottom; within one they are that function's own slots.
+constexpr int HANDLER_SLOT = 1;
+constexpr int REFERENCES_SLOT = 2;
+// Whether `state` is the context's main thread with no function active, so that the slots above are in reach.
+// `top` is the thread's lua_gettop.
+inline bool atStackBottom(const LuaContext& context, lua_State* state, int top)
+{
+    lua_Debug frame;
+    if (state != context.state || top < REFERENCES_SLOT || lua_getstack(state, 0, &frame) != 0)
+    {
+        return false;
+    }
+    // Embedding code that took the slots over gets the road through the registry instead of a crash.
+    const bool kept = lua_type(state, HANDLER_SLOT) == LUA_TFUNCTION && lua_type(state, REFERENCES_SLOT) == LUA_TTABLE;
+    OV_ASSERT(kept, "The two lowest slots of the main thread's stack belong to the Lua runtime");
+    return kept;
+}
+// Puts the table of references back into its slot after it was remade; `state` must be at its stack bottom.
+void pinReferences(LuaContext& context, lua_State* state);
 // Lets go of the values of `references`, and remakes the table when it holds far fewer than it once did.
 void dropReferences(LuaContext& context, lua_State* state, const std::vector<int>& references);
 } // namespace Scripting::Lua::internal

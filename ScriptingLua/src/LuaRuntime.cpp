@@ -266,7 +266,17 @@ void syncHook(LuaContext& context, lua_State* thread)
         if (stopDue(context))
         {
             setHook(thread, 1);
+            interval = 1;
         }
+    }
+    if (interval == 0 && thread == context.state)
+    {
+        // Only the main thread: a coroutine's address may come back as another's, with its creator's hook.
+        context.hookFreeThread = thread;
+    }
+    else if (context.hookFreeThread == thread)
+    {
+        context.hookFreeThread = nullptr;
     }
 }
 
@@ -411,6 +421,9 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
         {
             return std::nullopt;
         }
+        lua_rawgeti(state, LUA_REGISTRYINDEX, context->messageHandlerRef);
+        lua_rawgeti(state, LUA_REGISTRYINDEX, context->referencesRef);
+        context->referencesPinned = true;
     }
     _applyWatchdog(*context);
     mContexts[contextId.value] = std::move(context);

@@ -566,6 +566,13 @@ int pushReference(LuaContext& context, lua_State* state, lua_Integer reference)
     return type;
 }
 
+void pinReferences(LuaContext& context, lua_State* state)
+{
+    lua_rawgeti(state, LUA_REGISTRYINDEX, context.referencesRef);
+    lua_replace(state, REFERENCES_SLOT);
+    context.referencesPinned = true;
+}
+
 void dropReferences(LuaContext& context, lua_State* state, const std::vector<int>& references)
 {
     if (!lua_checkstack(state, 4))
@@ -610,6 +617,12 @@ void dropReferences(LuaContext& context, lua_State* state, const std::vector<int
         }
         lua_rawseti(state, LUA_REGISTRYINDEX, context.referencesRef);
         context.referencePeak = context.scriptReferences;
+        // The old table must not live on in its slot: its room is what the remake gives back.
+        context.referencesPinned = false;
+        if (atStackBottom(context, state, lua_gettop(state)))
+        {
+            pinReferences(context, state);
+        }
     }
     lua_pop(state, 1);
 }
@@ -736,11 +749,28 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         }
     }
     const int base = lua_gettop(state);
-    // The table of references and the handler go first: the handler ends up below the function, and nothing
-    // is moved on a hot road.
-    lua_rawgeti(state, LUA_REGISTRYINDEX, context->referencesRef);
-    lua_rawgeti(state, LUA_REGISTRYINDEX, context->messageHandlerRef);
-    if (lua_rawgeti(state, -2, static_cast<lua_Integer>(slot)) != LUA_TFUNCTION)
+    int handler = internal::HANDLER_SLOT;
+    int function = base + 1;
+    int type = LUA_TNIL;
+    if (internal::atStackBottom(*context, state, base))
+    {
+        if (!context->referencesPinned)
+        {
+            internal::pinReferences(*context, state);
+        }
+        type = lua_rawgeti(state, internal::REFERENCES_SLOT, static_cast<lua_Integer>(slot));
+    }
+    else
+    {
+        // Within a function of the thread: the table of references and the handler go first, so that the
+        // handler ends up below the function and nothing is moved.
+        lua_rawgeti(state, LUA_REGISTRYINDEX, context->referencesRef);
+        lua_rawgeti(state, LUA_REGISTRYINDEX, context->messageHandlerRef);
+        handler = base + 2;
+        function = base + 3;
+        type = lua_rawgeti(state, -2, static_cast<lua_Integer>(slot));
+    }
+    if (type != LUA_TFUNCTION)
     {
         lua_settop(state, base);
         slot = 0;
@@ -754,7 +784,8 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         }
     }
     ++context->typedCalls;
-    const int status = internal::protectedCallAboveHandler(*context, state, static_cast<int>(call.count), 1);
+    const int status =
+        internal::protectedCallWithHandler(*context, state, function, static_cast<int>(call.count), 1, handler);
     TypedClosureStatus outcome = TypedClosureStatus::Done;
     if (status != LUA_OK)
     {

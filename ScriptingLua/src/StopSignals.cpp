@@ -351,18 +351,6 @@ bool installStopSignal(int signal)
     return true;
 }
 
-bool stopDue(const LuaContext& context)
-{
-    const InterruptSlot* slot = context.interruptSlot;
-    if (slot == nullptr)
-    {
-        return false;
-    }
-    const uint64_t running = slot->running.load(std::memory_order_relaxed);
-    return running != 0 && (slot->requested.load(std::memory_order_relaxed) == running ||
-                            slot->timedOut.load(std::memory_order_relaxed) == running);
-}
-
 void beginEntry(LuaContext& context, lua_State* state)
 {
     InterruptSlot* slot = context.interruptSlot;
@@ -405,7 +393,10 @@ void beginEntry(LuaContext& context, lua_State* state)
             }
         }
     }
-    syncHook(context, state);
+    if (state != context.hookFreeThread || context.hookInterval != 0 || (context.stoppable && !context.reachable))
+    {
+        syncHook(context, state);
+    }
 }
 
 void endEntry(LuaContext& context)
@@ -418,6 +409,14 @@ void endEntry(LuaContext& context)
     {
         slot->running.store(0, std::memory_order_release);
         slot->ownerThread.store(0, std::memory_order_relaxed);
+        // With the entry gone the handler hooks nothing more for it; before, a stop due may have hooked any
+        // thread of the context.
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        if (slot->requested.load(std::memory_order_relaxed) == context.entry ||
+            slot->timedOut.load(std::memory_order_relaxed) == context.entry)
+        {
+            context.hookFreeThread = nullptr;
+        }
     }
     if (context.threadRecord >= 0)
     {

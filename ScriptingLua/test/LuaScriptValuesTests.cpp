@@ -1,5 +1,7 @@
 #include "LuaTestSupport.h"
 
+#include "Diagnostics/Assert.h"
+
 #include "Scripting/Runtime/ScriptPromise.h"
 
 #include <gmock/gmock.h>
@@ -158,6 +160,126 @@ TEST_F(LuaScriptValuesTest, HeldFunctionsKeepAnsweringWhenTheirTableIsRemadeSmal
     }
     EXPECT_EQ(early().value(), 1500);
     EXPECT_EQ(late().value(), 2999);
+}
+
+// What a raw C function of the host drops while a script runs; native code outside the runtime's own calls.
+std::vector<Closure<int (*)()>>* sDroppedByHost = nullptr;
+
+int dropHeldClosures(lua_State* /*state*/)
+{
+    sDroppedByHost->clear();
+    return 0;
+}
+
+// The functions native code holds stay reachable when their table is remade while a script runs, where the
+// runtime cannot reach the bottom of the main thread's stack: the old table must not live on there.
+TEST_F(LuaScriptValuesTest, HeldFunctionsAnswerAfterTheirTableIsRemadeDuringARun)
+{
+    std::vector<Closure<int (*)()>> held;
+    const ContextId id = context().getContextId();
+    ASSERT_TRUE(mRuntime->collectGarbage(id));
+    const uint64_t before = mRuntime->computeContextStats(id)->memoryUsedBytes;
+    for (int index = 0; index < 3000; ++index)
+    {
+        ASSERT_FALSE(
+            run("require('@test/zoo').remember(function() return " + std::to_string(index) + " end)").isError());
+        held.emplace_back();
+        static_cast<ClosureAny&>(held.back()) = *sRemembered;
+    }
+    sRemembered.reset();
+    Closure<int (*)()> kept = held[2999];
+    ASSERT_EQ(kept().value(), 2999);
+    sDroppedByHost = &held;
+    lua_State* state = mRuntime->getLuaState(id);
+    lua_pushcfunction(state, &dropHeldClosures);
+    lua_setglobal(state, "dropHeld");
+    // The next native call after the drop lets the references go inside its own frame.
+    const ResultAny ran = run("dropHeld() local zoo = require('@test/zoo') "
+                              "return zoo.callTwice(function(x) return x + 1 end, zoo.aliveCounters())");
+    sDroppedByHost = nullptr;
+    ASSERT_FALSE(ran.isError()) << errorText(ran);
+    EXPECT_EQ(integer(ran), 2);
+    ASSERT_FALSE(run("collectgarbage()").isError());
+    ASSERT_TRUE(mRuntime->collectGarbage(id));
+    EXPECT_LT(mRuntime->computeContextStats(id)->memoryUsedBytes, before + 3000 * 16 / 2) << "the old table lives on";
+    EXPECT_EQ(kept().value(), 2999);
+}
+
+// A call from native code finds its function and the message handler wherever it comes from: between runs
+// with values of the host on the stack, and from within a native function a script called.
+TEST_F(LuaScriptValuesTest, ClosuresAnswerWhereverNativeCodeCallsThem)
+{
+    ASSERT_FALSE(run("require('@test/zoo').remember(function(a, b)\n"
+                     "  if a < 0 then error('negative') end\n"
+                     "  return a * b\n"
+                     "end)",
+                     "calls.lua")
+                     .isError());
+    Closure<int (*)(int, int)> typed;
+    static_cast<ClosureAny&>(typed) = *sRemembered;
+    lua_State* state = mRuntime->getLuaState(context().getContextId());
+    const int top = lua_gettop(state);
+    lua_pushliteral(state, "host");
+    lua_pushnil(state);
+    lua_pushinteger(state, 77);
+    for (const int first : {6, -1})
+    {
+        SCOPED_TRACE(first);
+        Result<int> viaTyped = typed(first, 7);
+        const ResultAny viaGeneral =
+            callRemembered({entt::meta_any{Reflection::context(), first}, entt::meta_any{Reflection::context(), 7}},
+                           Reflection::resolve<int>());
+        ASSERT_EQ(lua_gettop(state), top + 3);
+        EXPECT_STREQ(lua_tostring(state, top + 1), "host");
+        EXPECT_TRUE(lua_isnil(state, top + 2));
+        EXPECT_EQ(lua_tointeger(state, top + 3), 77);
+        if (first > 0)
+        {
+            ASSERT_NE(viaTyped.tryGet(), nullptr);
+            EXPECT_EQ(viaTyped.value(), 42);
+            EXPECT_EQ(viaGeneral.any().cast<int>(), 42);
+            continue;
+        }
+        const ResultAny typedAny = std::move(viaTyped);
+        for (const ResultAny* failed : {&typedAny, &viaGeneral})
+        {
+            const Error* error = failed->tryGetError();
+            ASSERT_NE(error, nullptr);
+            EXPECT_THAT(error->message, HasSubstr("calls.lua:2: negative"));
+            // The stack comes from the message handler, which only runs on an error.
+            EXPECT_THAT(error->getStack().value_or(""), HasSubstr("calls.lua:2"));
+        }
+    }
+    lua_settop(state, top);
+    // From inside native code that a script called, on the main thread and in a coroutine.
+    EXPECT_EQ(integer(run("local zoo = require('@test/zoo') return zoo.callTwice(function(x) return x * 3 end, 2)")),
+              18);
+    EXPECT_EQ(integer(run("local zoo = require('@test/zoo') return coroutine.wrap(function() "
+                          "return zoo.callTwice(function(x) return x + 1 end, 5) end)()")),
+              7);
+    EXPECT_THAT(errorText(run("local zoo = require('@test/zoo') "
+                              "return zoo.callTwice(function(x) error('inner ' .. x) end, 4)",
+                              "inner.lua")),
+                HasSubstr("inner 4"));
+    EXPECT_EQ(typed(2, 3).value(), 6);
+}
+
+// Embedding code that overwrites the runtime's slots at the bottom of the stack is told so, and calls still
+// reach their function.
+TEST_F(LuaScriptValuesTest, ClosuresAnswerAfterTheHostOverwroteTheRuntimesSlots)
+{
+    ASSERT_FALSE(run("require('@test/zoo').remember(function(a, b) return a - b end)").isError());
+    Closure<int (*)(int, int)> typed;
+    static_cast<ClosureAny&>(typed) = *sRemembered;
+    lua_State* state = mRuntime->getLuaState(context().getContextId());
+    lua_pushinteger(state, 5);
+    lua_replace(state, 2);
+    std::optional<int> answered;
+    const std::vector<std::string> asserts =
+        Ovelith::Diagnostics::collectAsserts([&] { answered = typed(9, 4).value(); });
+    ASSERT_FALSE(asserts.empty());
+    EXPECT_THAT(asserts.front(), HasSubstr("belong to the Lua runtime"));
+    EXPECT_EQ(answered, 5);
 }
 
 // A typed call gives what the general one gives, failures included, leaves the script's stack as it found it,

@@ -133,7 +133,22 @@ const TypedCase TYPED_CASES[] = {
      "for i = 1, 40 do if i % 3 ~= 1 then sum = sum + list[i].value end end return sum",
      "value: 2210", Road::Typed},
 
+    {"Int8Limits", "return zoo.echoInt8(-128) * 1000 + zoo.echoInt8(127)", "value: -127873", Road::Typed},
+    {"UInt16Limits", "return zoo.echoUInt16(0) + zoo.echoUInt16(65535)", "value: 65535", Road::Typed},
+    {"Int32Limits", "return zoo.echoInt32(-2147483648) + zoo.echoInt32(2147483647)", "value: -1", Road::Typed},
+    {"UInt32Limits", "return zoo.echoUInt32(4294967295)", "value: 4294967295", Road::Typed},
+    {"Int64Limits", "return zoo.echoInt64(math.mininteger) + zoo.echoInt64(math.maxinteger)", "value: -1", Road::Typed},
+    {"UInt64Limits", "return zoo.echoUInt64(0) + zoo.echoUInt64(math.maxinteger)", "value: 9223372036854775807",
+     Road::Typed},
+
+    // Objects of classes without properties: methods come from the method table itself.
+    {"MethodWithoutProperties", "local b = zoo.Bell.new() b:ring(2) return b:ring(3)", "value: 5", Road::Typed},
+    {"MissingMemberWithoutProperties", "return tostring(zoo.Bell.new().nothing)", "value: 'nil'", Road::Typed},
+    {"OwnMethodOfDerivedWithoutProperties", "local b = zoo.LoudBell.new() return b:shout()", "value: 0", Road::Typed},
+
     // Valid calls that the typed road hands on: a default, a derived object.
+    {"InheritedMethodWithoutProperties", "local b = zoo.LoudBell.new() return b:ring(2) + b:shout()", "value: 22",
+     Road::Declined},
     {"DefaultArgument", "return zoo.scale(3)", "value: 6", Road::Declined},
     {"NilTakesTheDefault", "return zoo.scale(3, nil)", "value: 6", Road::Declined},
     {"ConstructorDefault", "return zoo.Counter.new().value", "value: 0", Road::Declined},
@@ -173,6 +188,42 @@ const TypedCase TYPED_CASES[] = {
      "'value' of @test/zoo.scale, Value: -999999999999999939709166371603178586112, Argument bounds: "
      "[-340282346638528859811704183484516925440, 340282346638528859811704183484516925440]",
      Road::Declined},
+    {"Int8BelowItsRange", "return zoo.echoInt8(-129)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoInt8, Value: -129, Argument bounds: [-128, 127]",
+     Road::Declined},
+    {"Int8AboveItsRange", "return zoo.echoInt8(128)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoInt8, Value: 128, Argument bounds: [-128, 127]",
+     Road::Declined},
+    {"UInt16AboveItsRange", "return zoo.echoUInt16(65536)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoUInt16, Value: 65536, Argument bounds: [0, 65535]",
+     Road::Declined},
+    {"Int32BelowItsRange", "return zoo.echoInt32(-2147483649)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoInt32, Value: -2147483649, Argument bounds: [-2147483648, 2147483647]",
+     Road::Declined},
+    {"UInt32AboveItsRange", "return zoo.echoUInt32(4294967296)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoUInt32, Value: 4294967296, Argument bounds: [0, 4294967295]",
+     Road::Declined},
+    {"UInt32Negative", "return zoo.echoUInt32(-1)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoUInt32, Value: -1, Argument bounds: [0, 4294967295]",
+     Road::Declined},
+    {"UInt64Negative", "return zoo.echoUInt64(-1)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoUInt64, Value: -1, Argument bounds: [0, 18446744073709551616]",
+     Road::Declined},
+    {"UInt64PastLuaIntegers", "return zoo.echoUInt64(2^63)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoUInt64, Value: 9223372036854775808",
+     Road::Declined},
+    {"Int64FromFloatPastItsRange", "return zoo.echoInt64(2^63)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'value' of @test/zoo.echoInt64, Value: 9223372036854775808",
+     Road::Declined},
     {"ConstructorArgumentOfWrongType", "return zoo.Counter.new('x')",
      "error: InvalidArgumentError: Invalid type passed to function argument [1]. Expected type: int for argument "
      "'start' of Counter.new, got string",
@@ -201,6 +252,21 @@ const TypedCase TYPED_CASES[] = {
      "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: Counter for the object "
      "of Counter:increment, got Dog",
      Road::Declined},
+    {"OutOfBoundsWithoutProperties", "return zoo.Bell.new():ring(6)",
+     "error: ArgumentOutOfBoundsError: Unsupported or out of bounds value passed to function argument [0]: argument "
+     "'times' of Bell:ring, Value: 6, Argument bounds: [1, 5]",
+     Road::Declined},
+    {"SelfMissingWithoutProperties", "return zoo.Bell.new().ring(1)",
+     "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: Bell for the object "
+     "of Bell:ring (call it with ':'), got integer",
+     Road::Declined},
+    {"SelfOfAnotherClassWithoutProperties", "return zoo.Bell.new().ring(zoo.Counter.new(1), 1)",
+     "error: InvalidArgumentError: Invalid type passed to function argument [0]. Expected type: Bell for the object "
+     "of Bell:ring, got Counter",
+     Road::Declined},
+    {"DestroyedSelfWithoutProperties", "local b = zoo.Bell.new() zoo.destroy(b) return b:ring(1)",
+     "error: Error: Bell:ring: the Bell object was destroyed by native code", Road::Declined},
+
     {"DestroyedSelf", "local c = zoo.Counter.new(1) zoo.destroy(c) return c:increment(1)",
      "error: Error: Counter:increment: the Counter object was destroyed by native code", Road::Declined},
     {"DestroyedArgument", "local c = zoo.Counter.new(1) zoo.destroy(c) return zoo.addTo(c, 1)",

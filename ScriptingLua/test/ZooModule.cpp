@@ -56,6 +56,17 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
     dog.method<&Dog::fetch>("fetch");
     builder.classBinding(dog.finish());
 
+    ClassBindingBuilder<Bell> bell("Bell");
+    bell.constructor([](WeakLifetimeScope& scope) { return scope.makeObject<Bell>(); });
+    bell.method<&Bell::ring>("ring", ArgumentBindingBuilder<int>("times").bounds(1, 5));
+    builder.classBinding(bell.finish());
+
+    ClassBindingBuilder<LoudBell> loudBell("LoudBell");
+    loudBell.base<Bell>();
+    loudBell.constructor([](WeakLifetimeScope& scope) { return scope.makeObject<LoudBell>(); });
+    loudBell.method<&LoudBell::shout>("shout");
+    builder.classBinding(loudBell.finish());
+
     EnumBindingBuilder<std::string, Mood> mood("Mood");
     mood.value("Happy", Mood::Happy);
     mood.value("Sad", Mood::Sad);
@@ -99,6 +110,19 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
         ArgumentBindingBuilder<float>("factor").defaultValue(2.0f));
     builder.function(
         "byteEcho", [](uint8_t value) { return value; }, ArgumentBindingBuilder<uint8_t>("value"));
+    // The other integer widths, each at its limits on both roads.
+    builder.function(
+        "echoInt8", [](int8_t value) { return value; }, ArgumentBindingBuilder<int8_t>("value"));
+    builder.function(
+        "echoUInt16", [](uint16_t value) { return value; }, ArgumentBindingBuilder<uint16_t>("value"));
+    builder.function(
+        "echoInt32", [](int32_t value) { return value; }, ArgumentBindingBuilder<int32_t>("value"));
+    builder.function(
+        "echoUInt32", [](uint32_t value) { return value; }, ArgumentBindingBuilder<uint32_t>("value"));
+    builder.function(
+        "echoInt64", [](int64_t value) { return value; }, ArgumentBindingBuilder<int64_t>("value"));
+    builder.function(
+        "echoUInt64", [](uint64_t value) { return value; }, ArgumentBindingBuilder<uint64_t>("value"));
     builder.function(
         "nextMood", [](Mood value) { return value == Mood::Happy ? Mood::Sad : Mood::Happy; },
         ArgumentBindingBuilder<Mood>("mood"));

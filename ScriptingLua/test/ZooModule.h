@@ -45,6 +45,22 @@ struct Dog : Animal
     std::string fetch() const { return "stick"; }
 };
 
+// Classes with methods only, one derived from the other: their objects find methods by Lua's table look-up.
+struct Bell
+{
+    int rings = 0;
+    int ring(int times)
+    {
+        rings += times;
+        return rings;
+    }
+};
+
+struct LoudBell : Bell
+{
+    int shout() const { return rings * 10; }
+};
+
 enum class Mood
 {
     Happy,

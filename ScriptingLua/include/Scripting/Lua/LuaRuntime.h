@@ -205,7 +205,9 @@ public:
      * @return The figures; empty for an unknown id.
      */
     std::optional<LuaContextStats> computeContextStats(ContextId contextId) const;
-    /// The context's state, for embedding code that adds functions of its own; null for an unknown id.
+    /// The context's state, for embedding code that adds functions of its own; null for an unknown id. The two
+    /// lowest slots of its stack belong to the runtime: code that uses the stack pushes and pops above what it
+    /// found there, never setting the top below it.
     /// @param contextId The context.
     /// @return The state, owned by the runtime; valid until the context is destroyed.
     lua_State* getLuaState(ContextId contextId) const;

@@ -123,6 +123,21 @@ private:
 
 namespace internal
 {
+// The type of the object of an instanced callable; none otherwise. Outside the class that uses it in a constant
+// of its own, where it would not yet be defined.
+template <bool instanced, typename AllArguments>
+consteval TypeResolver objectResolver()
+{
+    if constexpr (instanced)
+    {
+        return &resolve<typename SplitFirst<AllArguments>::Head>;
+    }
+    else
+    {
+        return nullptr;
+    }
+}
+
 // Free functions and lambdas share everything but how the native thing is reached. With `instanced` the first
 // parameter is the object: `instance` goes there and is checked like any argument.
 template <typename Traits, bool instanced>
@@ -178,22 +193,10 @@ struct CallableParts
         }
     }
 
-    static consteval TypeResolver classType()
-    {
-        if constexpr (instanced)
-        {
-            return &resolve<typename SplitFirst<AllArguments>::Head>;
-        }
-        else
-        {
-            return nullptr;
-        }
-    }
-
     template <typename Wrapper>
     static constexpr CallableTable TABLE{&Wrapper::generalCall,
                                          &resolve<Return>,
-                                         classType(),
+                                         objectResolver<instanced, AllArguments>(),
                                          TypeResolvers<Arguments>::VALUES,
                                          static_cast<uint32_t>(Arguments::size),
                                          typedCall<Wrapper>()};

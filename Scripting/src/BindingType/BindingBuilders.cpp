@@ -3,6 +3,9 @@
 #include "Scripting/BindingType/InjectedTypes.h"
 #include "Scripting/BindingType/PropertyBinding.h"
 #include "Scripting/BindingType/internal/BuilderSupport.h"
+#include "Scripting/BindingType/internal/FunctionAdders.h"
+#include "Scripting/BindingType/internal/PropertyAdders.h"
+#include "Scripting/Reflection/Function.h"
 #include "Scripting/Reflection/IFunction.h"
 #include "Scripting/Reflection/IProperty.h"
 
@@ -63,6 +66,61 @@ bool fillArgumentBindings(FunctionBinding& binding, std::vector<ArgumentBinding>
     }
     binding.arguments = std::move(arguments);
     return true;
+}
+
+std::shared_ptr<Reflection::IFunction> makeTableFunction(const void* table, Privilege privilege,
+                                                         std::vector<ArgumentDetails>&& details)
+{
+    return std::make_shared<Reflection::internal::FunctionBase>(
+        privilege, std::move(details), *static_cast<const Reflection::internal::CallableTable*>(table));
+}
+
+std::shared_ptr<Reflection::IPropertyGetter> makeGetter(Privilege privilege,
+                                                        const Reflection::internal::GetterTable& table)
+{
+    return std::make_shared<Reflection::internal::GetterBase>(privilege, table);
+}
+
+std::shared_ptr<Reflection::IPropertySetter> makeSetter(Privilege privilege,
+                                                        const Reflection::internal::SetterTable& table)
+{
+    return std::make_shared<Reflection::internal::SetterBase>(privilege, table);
+}
+
+PropertyBinding makePropertyBinding(const std::string& name, const entt::meta_type& type,
+                                    std::shared_ptr<Reflection::IPropertyGetter>&& getter,
+                                    std::shared_ptr<Reflection::IPropertySetter>&& setter)
+{
+    PropertyBinding binding;
+    binding.name = name;
+    binding.type = type;
+    binding.setter = std::move(setter);
+    binding.getter = std::move(getter);
+    return binding;
+}
+
+FunctionBinding& addFunctionBinding(std::vector<FunctionBinding>& target, std::string&& name, FunctionKind kind,
+                                    FunctionMaker maker, const void* state, Privilege privilege,
+                                    ArgumentBinding* const* arguments, size_t count)
+{
+    std::vector<ArgumentDetails> details;
+    details.reserve(count);
+    for (size_t index = 0; index < count; ++index)
+    {
+        details.push_back(arguments[index]->details);
+    }
+    checkDefaultArgumentOrder(details);
+    FunctionBinding binding;
+    binding.name = std::move(name);
+    binding.function = maker(state, privilege, std::move(details));
+    std::vector<ArgumentBinding> described;
+    described.reserve(count);
+    for (size_t index = 0; index < count; ++index)
+    {
+        described.push_back(std::move(*arguments[index]));
+    }
+    const bool argumentsFilled = fillArgumentBindings(binding, std::move(described));
+    return appendFunctionBinding(target, std::move(binding), argumentsFilled, kind);
 }
 
 bool checkMemberName(const char* ownerKind, const std::string& ownerName, const std::string& memberName,

@@ -31,8 +31,7 @@ const entt::meta_type& BaseScriptComponent::getType()
 {
     if (scriptObjType == nullptr)
     {
-        scriptObjType = &getTypeFn();
-        OV_ASSERT(scriptObjType != nullptr, "Should have set the type in constructor or returned with getTypeFn");
+        scriptObjType = &typeCache->get(resolveType());
     }
     return *scriptObjType;
 }
@@ -71,6 +70,17 @@ using EntityTraits = entt::entt_traits<ObjectHandleValue>;
 // handed out again, so that no stale handle of one of its objects ever becomes valid again.
 constexpr auto RETIRED_VERSION = static_cast<EntityTraits::version_type>(EntityTraits::version_mask - 1u);
 } // namespace
+
+ObjectHandle WeakLifetimeScope::_beginObject(const internal::ObjectTypeTable& table, LifetimeRegistry*& registry) const
+{
+    OV_ASSERT(!empty(), "LifetimeScope is empty");
+    registry = getLifetimeRegistry();
+    if (registry == nullptr)
+    {
+        return ObjectHandle();
+    }
+    return registry->_createObject(internal::BaseScriptComponent(registry->mTypeCache, table));
+}
 
 ObjectHandle LifetimeRegistry::_createObject(internal::BaseScriptComponent&& component)
 {

@@ -33,5 +33,20 @@ struct ArgumentBinding
     entt::meta_type type;
     /** @brief Default, bounds and validator. */
     ArgumentDetails details;
+
+    // Out of line: a function that describes many records calls these instead of expanding every member's.
+    ArgumentBinding();
+    /**
+     * @brief A described argument.
+     * @param argumentName Name in messages.
+     * @param argumentType The native type without reference and const.
+     * @param argumentDetails Default, bounds and validator.
+     */
+    ArgumentBinding(std::string argumentName, entt::meta_type argumentType, ArgumentDetails argumentDetails);
+    ArgumentBinding(const ArgumentBinding&);
+    ArgumentBinding(ArgumentBinding&&) noexcept;
+    ArgumentBinding& operator=(const ArgumentBinding&);
+    ArgumentBinding& operator=(ArgumentBinding&&) noexcept;
+    ~ArgumentBinding();
 };
 } // namespace Scripting

@@ -35,5 +35,13 @@ struct ClassBinding : TaggedBinding
     std::vector<std::string> runtimeConditions;
     /** @brief The conditions the last build found missing; the class stays, the runtime refuses it. */
     std::vector<std::string> missingRuntimeConditions;
+
+    // Out of line: a function that describes many records calls these instead of expanding every member's.
+    ClassBinding();
+    ClassBinding(const ClassBinding&);
+    ClassBinding(ClassBinding&&) noexcept;
+    ClassBinding& operator=(const ClassBinding&);
+    ClassBinding& operator=(ClassBinding&&) noexcept;
+    ~ClassBinding();
 };
 } // namespace Scripting

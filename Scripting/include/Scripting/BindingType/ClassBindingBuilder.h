@@ -175,7 +175,8 @@ public:
     requires std::is_member_object_pointer_v<decltype(member)> PropertyBinding& bakedProperty(const std::string& name)
     {
         return this->template _add<typename internal::MemberAccess<T, member>::Return>(
-            name, std::make_shared<Reflection::MemberPropertyGetter<T, true, member>>(Privilege::ReadOnly), nullptr);
+            name, internal::makeGetter(Privilege::ReadOnly, Reflection::MemberPropertyGetter<T, true, member>::table()),
+            nullptr);
     }
 
     /// A value made anew, by copy, whenever a context asks for it.

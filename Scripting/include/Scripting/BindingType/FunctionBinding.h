@@ -25,5 +25,13 @@ struct FunctionBinding : TaggedBinding
     std::shared_ptr<Reflection::IFunction> function;
     /** @brief Conditions the runtime must offer for the call. */
     std::vector<std::string> runtimeConditions;
+
+    // Out of line: a function that describes many records calls these instead of expanding every member's.
+    FunctionBinding();
+    FunctionBinding(const FunctionBinding&);
+    FunctionBinding(FunctionBinding&&) noexcept;
+    FunctionBinding& operator=(const FunctionBinding&);
+    FunctionBinding& operator=(FunctionBinding&&) noexcept;
+    ~FunctionBinding();
 };
 } // namespace Scripting

@@ -259,12 +259,6 @@ using EntityRegistry = entt::basic_registry<ObjectHandleValue>;
 // Ends a call that must hand out an object where there is none, after its assert was swallowed.
 [[noreturn]] void throwMissingObject(const char* what);
 
-template <typename T>
-struct Traits
-{
-    using Type = T;
-};
-
 // Which typed handle BaseScriptComponent::typedHandleFunction builds.
 enum class TypedHandleKind : uint8_t
 {
@@ -347,21 +341,50 @@ template <typename T>
 entt::meta_any makeTypedHandle(const ObjectHandle& handle, TypedHandleKind kind,
                                std::span<LifetimeRegistry* const> registries);
 
+using FetchFunction = entt::meta_any (*)(EntityRegistry&, const ObjectHandleValue&);
+using TypedHandleFunction = entt::meta_any (*)(const ObjectHandle&, TypedHandleKind,
+                                               std::span<LifetimeRegistry* const>);
+
+// What an object's component knows of its native type: one constant per type and way of keeping it, so that
+// making an object of a new type adds no code but the type's own.
+struct ObjectTypeTable
+{
+    FetchFunction fetch;
+    TypedHandleFunction typedHandle;
+    entt::meta_type (*resolveType)();
+    uint32_t objectSize;
+    bool pointerStorage;
+};
+
+template <typename T, bool pointerStorage>
+consteval FetchFunction fetchFunctionOf()
+{
+    if constexpr (pointerStorage)
+    {
+        return &fetchByPointer<T>;
+    }
+    else
+    {
+        return &fetchByValue<T>;
+    }
+}
+
+template <typename T, bool pointerStorage>
+inline constexpr ObjectTypeTable OBJECT_TYPE{
+    fetchFunctionOf<T, pointerStorage>(), &makeTypedHandle<T>, &Reflection::resolve<T>,
+    static_cast<uint32_t>(pointerStorage ? sizeof(T*) : sizeof(T)), pointerStorage};
+
 // The component every object has, by which the registry knows it, counts it and names its type.
 struct BaseScriptComponent
 {
     static constexpr std::size_t page_size = 128;
 
-    using FetchFunction = entt::meta_any (*)(EntityRegistry&, const ObjectHandleValue&);
-    using TypedHandleFunction = entt::meta_any (*)(const ObjectHandle&, TypedHandleKind,
-                                                   std::span<LifetimeRegistry* const>);
+    using FetchFunction = internal::FetchFunction;
+    using TypedHandleFunction = internal::TypedHandleFunction;
 
-    template <typename T>
-    BaseScriptComponent(TypeCache& typeCache, bool pointerStorage, Traits<T>)
-        : isPointerStorage(pointerStorage), fetchFunction(pointerStorage ? &fetchByPointer<T> : &fetchByValue<T>),
-          typedHandleFunction(&makeTypedHandle<T>),
-          getTypeFn([cache = &typeCache]() -> const entt::meta_type& { return cache->get(Reflection::resolve<T>()); }),
-          objectSize(static_cast<uint32_t>(pointerStorage ? sizeof(T*) : sizeof(T)))
+    BaseScriptComponent(TypeCache& cache, const ObjectTypeTable& table)
+        : isPointerStorage(table.pointerStorage), fetchFunction(table.fetch), typedHandleFunction(table.typedHandle),
+          resolveType(table.resolveType), typeCache(&cache), objectSize(table.objectSize)
     {
     }
     BaseScriptComponent(BaseScriptComponent&&) noexcept = default;
@@ -377,7 +400,8 @@ struct BaseScriptComponent
     bool matchesAnyType = false;
     FetchFunction fetchFunction;
     TypedHandleFunction typedHandleFunction;
-    std::function<const entt::meta_type&()> getTypeFn;
+    entt::meta_type (*resolveType)();
+    TypeCache* typeCache;
     const entt::meta_type* scriptObjType = nullptr;
     uint32_t objectSize;
     uint32_t refCount = 1;
@@ -795,7 +819,8 @@ bool LifetimeRegistry::removeReference(TypedObjectHandle<T> handle)
 template <typename T>
 StrongObjectHandle LifetimeRegistry::trackObjectWithPointer(T* object)
 {
-    const ObjectHandle handle = _createObject(internal::BaseScriptComponent(mTypeCache, true, internal::Traits<T>{}));
+    const ObjectHandle handle =
+        _createObject(internal::BaseScriptComponent(mTypeCache, internal::OBJECT_TYPE<T, true>));
     if (!handle.empty())
     {
         registry.emplace<internal::PointerStorageComponent<T>>(handle.value, object);
@@ -880,15 +905,12 @@ template <typename T, typename... Args>
 StrongTypedObjectHandle<T> WeakLifetimeScope::makeObject(Args&&... args) const
 {
     static_assert(!std::is_empty_v<T>, "An object needs state of its own to be reached through its handles");
-    OV_ASSERT(!empty(), "LifetimeScope is empty");
-    LifetimeRegistry* registry = getLifetimeRegistry();
+    LifetimeRegistry* registry = nullptr;
+    const ObjectHandle handle = _beginObject(internal::OBJECT_TYPE<T, false>, registry);
     if (registry == nullptr)
     {
         return StrongTypedObjectHandle<T>();
     }
-
-    const ObjectHandle handle =
-        registry->_createObject(internal::BaseScriptComponent(registry->mTypeCache, false, internal::Traits<T>{}));
     if (!handle.empty())
     {
         try

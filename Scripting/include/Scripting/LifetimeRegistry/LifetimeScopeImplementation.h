@@ -9,6 +9,12 @@ namespace Scripting
 {
 template <typename T>
 class StrongTypedObjectHandle;
+class LifetimeRegistry;
+
+namespace internal
+{
+struct ObjectTypeTable;
+}
 
 /// A safe way to reach a registry that may die at any time: a slot and the generation the slot had when
 /// the scope was made. A dead registry's scope stays dead when a new registry takes over the slot.
@@ -104,6 +110,10 @@ public:
     StrongTypedObjectHandle<T> makeObject(Args&&... args) const;
 
 private:
+    // The entity and base component of a new object of the type `table` describes, or the empty handle (after
+    // an assert for an empty scope) when the scope reaches no registry; `registry` receives the registry.
+    ObjectHandle _beginObject(const internal::ObjectTypeTable& table, LifetimeRegistry*& registry) const;
+
     LifetimeRegistryReference* mReference = nullptr;
     uint32_t mGeneration = 0;
 };

@@ -6,6 +6,7 @@
 #include "Scripting/Reflection/internal/TypedInvoke.h"
 
 #include <optional>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -13,21 +14,52 @@ namespace Scripting::Reflection
 {
 namespace internal
 {
-// What every function wrapper shares: the described arguments and what is read from them.
+// What a wrapper knows of its callable's signature, fixed at compile time: one constant per callable. Every
+// wrapper is then one class whose operations read the table, so that binding a callable instantiates the few
+// functions that touch the native code and nothing else.
+struct CallableTable
+{
+    // Calls with the right number of arguments; an invalid any when the object or an argument does not fit.
+    using Call = entt::meta_any (*)(const IFunction& function, entt::meta_any& self, entt::meta_any* args);
+
+    Call call = nullptr;
+    TypeResolver returnType = nullptr;
+    // Null for a callable that takes no object.
+    TypeResolver classType = nullptr;
+    const TypeResolver* argumentTypes = nullptr;
+    uint32_t arity = 0;
+    const TypedCall* typedCall = nullptr;
+};
+
+// The one wrapper class of every native callable; the templates below only give it a table (and a lambda).
 class FunctionBase : public IFunction
 {
 public:
+    /**
+     * @brief Binds a callable through its table.
+     * @param privilege What a runtime may let a script do.
+     * @param details Descriptions of the leading arguments; fewer than the arity is fine.
+     * @param table The callable's table; a constant that outlives every wrapper.
+     */
+    FunctionBase(Privilege privilege, std::vector<ArgumentDetails>&& details, const CallableTable& table);
+
+    entt::meta_any call(entt::meta_any instance, entt::meta_any* args, uint32_t count) const override;
+    entt::meta_type getReturnType() const override;
+    uint32_t getArgumentCount() const override;
+    entt::meta_type getArgumentType(uint32_t index) const override;
     const entt::meta_any& getDefaultArgument(uint32_t index) const override;
     bool validateArgument(const entt::meta_any& value, uint32_t index) const override;
+    std::optional<entt::meta_type> getClassType() const override;
     const ArgumentDetails& getArgumentDetails(uint32_t index) const override;
+    const TypedCall* getTypedCall() const override;
 
-protected:
-    FunctionBase(Privilege privilege, std::vector<ArgumentDetails>&& details);
-    // Reads the argument types through the virtual operations, so only the most derived constructor may call it.
-    void _computeArgumentCounts();
-
+private:
+    const CallableTable* mTable;
     std::vector<ArgumentDetails> mDetails;
 };
+
+template <typename Traits>
+using MethodClass = std::conditional_t<Traits::IS_CONST, const typename Traits::Class, typename Traits::Class>;
 } // namespace internal
 
 /// A member function, called on the object that `instance` holds or refers to.
@@ -36,13 +68,11 @@ template <auto Method>
 class MemberFunction final : public internal::FunctionBase
 {
     using Traits = internal::FunctionTraits<decltype(Method)>;
-    using Class = std::conditional_t<Traits::IS_CONST, const typename Traits::Class, typename Traits::Class>;
-    using Arguments = typename Traits::Arguments;
-    static constexpr uint32_t ARITY = static_cast<uint32_t>(Arguments::size);
+    using Class = internal::MethodClass<Traits>;
 
 public:
     /// All native parameters, injected ones included.
-    using NativeArguments = Arguments;
+    using NativeArguments = typename Traits::Arguments;
 
     /**
      * @brief Binds the method with its argument descriptions.
@@ -50,36 +80,12 @@ public:
      * @param details Descriptions of the leading arguments; fewer than the arity is fine.
      */
     MemberFunction(Privilege privilege, std::vector<ArgumentDetails> details)
-        : FunctionBase(privilege, std::move(details))
+        : FunctionBase(privilege, std::move(details), table())
     {
-        _computeArgumentCounts();
     }
 
-    entt::meta_any call(entt::meta_any instance, entt::meta_any* args, uint32_t count) const override
-    {
-        entt::meta_any self = std::move(instance);
-        if (count != ARITY)
-        {
-            return {};
-        }
-        Class* object = self.template try_cast<Class>();
-        if (object == nullptr)
-        {
-            return {};
-        }
-        return internal::invokeChecked<typename Traits::Return>(args, Arguments{}, Method, object);
-    }
-    entt::meta_type getReturnType() const override { return resolve<typename Traits::Return>(); }
-    uint32_t getArgumentCount() const override { return ARITY; }
-    entt::meta_type getArgumentType(uint32_t index) const override
-    {
-        return internal::parameterType(Arguments{}, index);
-    }
-    std::optional<entt::meta_type> getClassType() const override { return resolve<typename Traits::Class>(); }
-    const TypedCall* getTypedCall() const override
-    {
-        return internal::typedCallOf<MemberFunction, typename Traits::Return, Arguments>();
-    }
+    /// What every wrapper of this method reads.
+    static const internal::CallableTable& table() { return TABLE<MemberFunction>; }
 
     /**
      * @brief The call that getTypedCall() hands out: the method on `object`, with arguments already converted.
@@ -89,36 +95,61 @@ public:
      */
     static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedReturn& result)
     {
-        internal::invokeTyped<typename Traits::Return>(arguments, result, Arguments{}, Method,
+        internal::invokeTyped<typename Traits::Return>(arguments, result, NativeArguments{}, Method,
                                                        static_cast<Class*>(object));
     }
+
+    /// The general call, with the count already checked.
+    static entt::meta_any generalCall(const IFunction&, entt::meta_any& self, entt::meta_any* args)
+    {
+        Class* object = internal::objectIn<Class>(self);
+        if (object == nullptr)
+        {
+            return {};
+        }
+        return internal::invokeChecked<typename Traits::Return>(args, NativeArguments{}, Method, object);
+    }
+
+private:
+    template <typename Wrapper>
+    static constexpr internal::CallableTable TABLE{
+        &Wrapper::generalCall,
+        &resolve<typename Traits::Return>,
+        &resolve<typename Traits::Class>,
+        internal::TypeResolvers<NativeArguments>::VALUES,
+        static_cast<uint32_t>(NativeArguments::size),
+        internal::typedCallOf<Wrapper, typename Traits::Return, NativeArguments>()};
 };
 
 namespace internal
 {
+// The type of the object of an instanced callable; none otherwise. Outside the class that uses it in a constant
+// of its own, where it would not yet be defined.
+template <bool instanced, typename AllArguments>
+consteval TypeResolver objectResolver()
+{
+    if constexpr (instanced)
+    {
+        return &resolve<typename SplitFirst<AllArguments>::Head>;
+    }
+    else
+    {
+        return nullptr;
+    }
+}
+
 // Free functions and lambdas share everything but how the native thing is reached. With `instanced` the first
 // parameter is the object: `instance` goes there and is checked like any argument.
 template <typename Traits, bool instanced>
-class CallableFunction : public FunctionBase
+struct CallableParts
 {
-protected:
     using AllArguments = typename Traits::Arguments;
     using Arguments = typename PassedArguments<instanced, AllArguments>::Type;
-    static constexpr uint32_t ARITY = static_cast<uint32_t>(Arguments::size);
-
-    CallableFunction(Privilege privilege, std::vector<ArgumentDetails>&& details)
-        : FunctionBase(privilege, std::move(details))
-    {
-    }
+    using Return = typename Traits::Return;
 
     template <typename Native>
-    static entt::meta_any _call(entt::meta_any instance, entt::meta_any* args, uint32_t count, const Native& native)
+    static entt::meta_any call(entt::meta_any& self, entt::meta_any* args, const Native& native)
     {
-        entt::meta_any self = std::move(instance);
-        if (count != ARITY)
-        {
-            return {};
-        }
         if constexpr (instanced)
         {
             using Object = typename SplitFirst<AllArguments>::Head;
@@ -126,11 +157,12 @@ protected:
             {
                 return {};
             }
-            return invokeChecked<typename Traits::Return>(args, Arguments{}, native, argumentAs<Object>(self));
+            return invokeChecked<Return>(args, Arguments{}, native, argumentAs<Object>(self));
         }
         else
         {
-            return invokeChecked<typename Traits::Return>(args, Arguments{}, native);
+            static_cast<void>(self);
+            return invokeChecked<Return>(args, Arguments{}, native);
         }
     }
 
@@ -149,11 +181,11 @@ protected:
     }();
 
     template <typename Wrapper>
-    static const TypedCall* _typedCall()
+    static consteval const TypedCall* typedCall()
     {
         if constexpr (TYPED_OBJECT)
         {
-            return typedCallOf<Wrapper, typename Traits::Return, Arguments>();
+            return typedCallOf<Wrapper, Return, Arguments>();
         }
         else
         {
@@ -161,10 +193,17 @@ protected:
         }
     }
 
+    template <typename Wrapper>
+    static constexpr CallableTable TABLE{&Wrapper::generalCall,
+                                         &resolve<Return>,
+                                         objectResolver<instanced, AllArguments>(),
+                                         TypeResolvers<Arguments>::VALUES,
+                                         static_cast<uint32_t>(Arguments::size),
+                                         typedCall<Wrapper>()};
+
     template <typename Native>
-    static void _typedInvoke(const Native& native, void* object, const TypedValue* arguments, TypedReturn& result)
+    static void typedInvoke(const Native& native, void* object, const TypedValue* arguments, TypedReturn& result)
     {
-        using Return = typename Traits::Return;
         if constexpr (instanced)
         {
             using Object = typename SplitFirst<AllArguments>::Head;
@@ -177,25 +216,6 @@ protected:
             invokeTyped<Return>(arguments, result, Arguments{}, native);
         }
     }
-
-public:
-    // All native parameters but the object, injected ones included.
-    using NativeArguments = Arguments;
-
-    entt::meta_type getReturnType() const override { return resolve<typename Traits::Return>(); }
-    uint32_t getArgumentCount() const override { return ARITY; }
-    entt::meta_type getArgumentType(uint32_t index) const override { return parameterType(Arguments{}, index); }
-    std::optional<entt::meta_type> getClassType() const override
-    {
-        if constexpr (instanced)
-        {
-            return resolve<typename SplitFirst<AllArguments>::Head>();
-        }
-        else
-        {
-            return std::nullopt;
-        }
-    }
 };
 } // namespace internal
 
@@ -203,26 +223,26 @@ public:
 /// @tparam Function Pointer to the function.
 /// @tparam instanced Whether the first parameter is the object a script calls the function on.
 template <auto Function, bool instanced>
-class StaticFunction final : public internal::CallableFunction<internal::FunctionTraits<decltype(Function)>, instanced>
+class StaticFunction final : public internal::FunctionBase
 {
-    using Base = internal::CallableFunction<internal::FunctionTraits<decltype(Function)>, instanced>;
+    using Parts = internal::CallableParts<internal::FunctionTraits<decltype(Function)>, instanced>;
 
 public:
+    /// All native parameters but the object, injected ones included.
+    using NativeArguments = typename Parts::Arguments;
+
     /**
      * @brief Binds the function with its argument descriptions.
      * @param privilege What a runtime may let a script do.
      * @param details Descriptions of the leading arguments; fewer than the arity is fine.
      */
-    StaticFunction(Privilege privilege, std::vector<ArgumentDetails> details) : Base(privilege, std::move(details))
+    StaticFunction(Privilege privilege, std::vector<ArgumentDetails> details)
+        : FunctionBase(privilege, std::move(details), table())
     {
-        this->_computeArgumentCounts();
     }
 
-    entt::meta_any call(entt::meta_any instance, entt::meta_any* args, uint32_t count) const override
-    {
-        return Base::_call(std::move(instance), args, count, Function);
-    }
-    const TypedCall* getTypedCall() const override { return Base::template _typedCall<StaticFunction>(); }
+    /// What every wrapper of this function reads.
+    static const internal::CallableTable& table() { return Parts::template TABLE<StaticFunction>; }
 
     /**
      * @brief The call that getTypedCall() hands out: the function, with arguments already converted.
@@ -232,7 +252,13 @@ public:
      */
     static void typedInvoke(const IFunction&, void* object, const TypedValue* arguments, TypedReturn& result)
     {
-        Base::_typedInvoke(Function, object, arguments, result);
+        Parts::typedInvoke(Function, object, arguments, result);
+    }
+
+    /// The general call, with the count already checked.
+    static entt::meta_any generalCall(const IFunction&, entt::meta_any& self, entt::meta_any* args)
+    {
+        return Parts::call(self, args, Function);
     }
 };
 
@@ -240,11 +266,14 @@ public:
 /// @tparam Lambda Type of the callable; its call operator must not be a template.
 /// @tparam instanced Whether the first parameter is the object a script calls the function on.
 template <typename Lambda, bool instanced>
-class LambdaFunction final : public internal::CallableFunction<internal::CallableTraits<Lambda>, instanced>
+class LambdaFunction final : public internal::FunctionBase
 {
-    using Base = internal::CallableFunction<internal::CallableTraits<Lambda>, instanced>;
+    using Parts = internal::CallableParts<internal::CallableTraits<Lambda>, instanced>;
 
 public:
+    /// All native parameters but the object, injected ones included.
+    using NativeArguments = typename Parts::Arguments;
+
     /**
      * @brief Takes the callable with its argument descriptions.
      * @param privilege What a runtime may let a script do.
@@ -252,16 +281,12 @@ public:
      * @param details Descriptions of the leading arguments; fewer than the arity is fine.
      */
     LambdaFunction(Privilege privilege, Lambda lambda, std::vector<ArgumentDetails> details)
-        : Base(privilege, std::move(details)), mLambda(std::move(lambda))
+        : FunctionBase(privilege, std::move(details), table()), mLambda(std::move(lambda))
     {
-        this->_computeArgumentCounts();
     }
 
-    entt::meta_any call(entt::meta_any instance, entt::meta_any* args, uint32_t count) const override
-    {
-        return Base::_call(std::move(instance), args, count, mLambda);
-    }
-    const TypedCall* getTypedCall() const override { return Base::template _typedCall<LambdaFunction>(); }
+    /// What every wrapper of this lambda type reads.
+    static const internal::CallableTable& table() { return Parts::template TABLE<LambdaFunction>; }
 
     /**
      * @brief The call that getTypedCall() hands out: the lambda, with arguments already converted.
@@ -272,7 +297,13 @@ public:
      */
     static void typedInvoke(const IFunction& function, void* object, const TypedValue* arguments, TypedReturn& result)
     {
-        Base::_typedInvoke(static_cast<const LambdaFunction&>(function).mLambda, object, arguments, result);
+        Parts::typedInvoke(static_cast<const LambdaFunction&>(function).mLambda, object, arguments, result);
+    }
+
+    /// The general call, with the count already checked.
+    static entt::meta_any generalCall(const IFunction& function, entt::meta_any& self, entt::meta_any* args)
+    {
+        return Parts::call(self, args, static_cast<const LambdaFunction&>(function).mLambda);
     }
 
 private:

@@ -52,9 +52,6 @@ struct GetterTraits<Class, R (Owner::*)() const noexcept> : GetterTraits<Class, 
 {
 };
 
-// The failure of every setter; the caller needs no detail.
-ResultAny failedToSetMember();
-
 // Numbers and strings take the typed road of properties; objects and everything else keep the general one.
 template <typename T>
 inline constexpr bool IS_TYPED_PROPERTY_VALUE =
@@ -62,12 +59,14 @@ inline constexpr bool IS_TYPED_PROPERTY_VALUE =
     TypedKind::None&& typedParameterKind<const std::remove_cvref_t<T>&>() != TypedKind::Object;
 
 template <typename Getter, typename Value>
-const TypedPropertyGet* typedGetOf()
+inline constexpr TypedPropertyGet TYPED_GET{typedResultKind<Value>(), &Getter::typedGet};
+
+template <typename Getter, typename Value>
+consteval const TypedPropertyGet* typedGetOf()
 {
     if constexpr (IS_TYPED_PROPERTY_VALUE<Value>)
     {
-        static constexpr TypedPropertyGet GET{typedResultKind<Value>(), &Getter::typedGet};
-        return &GET;
+        return &TYPED_GET<Getter, Value>;
     }
     else
     {
@@ -76,18 +75,88 @@ const TypedPropertyGet* typedGetOf()
 }
 
 template <typename Setter, typename Parameter>
-const TypedPropertySet* typedSetOf()
+inline constexpr TypedPropertySet TYPED_SET{typedParameterKind<Parameter>(), &Setter::typedSet};
+
+template <typename Setter, typename Parameter>
+consteval const TypedPropertySet* typedSetOf()
 {
     if constexpr (IS_TYPED_PROPERTY_VALUE<Parameter> && typedParameterKind<Parameter>() != TypedKind::None)
     {
-        static constexpr TypedPropertySet SET{typedParameterKind<Parameter>(), &Setter::typedSet};
-        return &SET;
+        return &TYPED_SET<Setter, Parameter>;
     }
     else
     {
         return nullptr;
     }
 }
+
+// What a getter knows of its member or lambda, one constant per getter type; the one getter class reads it.
+struct GetterTable
+{
+    // An invalid any when the object is not of the class.
+    using Get = entt::meta_any (*)(const IPropertyGetter& getter, entt::meta_any& self);
+
+    Get get = nullptr;
+    TypeResolver type = nullptr;
+    TypeResolver classType = nullptr;
+    bool baked = false;
+    ReturnPolicy policy = ReturnPolicy::ByValue;
+    const TypedPropertyGet* typedGet = nullptr;
+};
+
+class GetterBase : public IPropertyGetter
+{
+public:
+    /**
+     * @brief Reads through a table.
+     * @param privilege What a runtime may let a script do.
+     * @param table The getter's table; a constant that outlives every getter.
+     */
+    GetterBase(Privilege privilege, const GetterTable& table) : IPropertyGetter(privilege), mTable(&table) {}
+
+    entt::meta_any get(entt::meta_any instance) const override;
+    entt::meta_type getType() const override;
+    std::optional<entt::meta_type> getClassType() const override;
+    bool isBaked() const override;
+    ReturnPolicy getReturnPolicy() const override;
+    const TypedPropertyGet* getTypedGet() const override;
+
+private:
+    const GetterTable* mTable;
+};
+
+// What a setter knows of its member or lambda; the one setter class reads it.
+struct SetterTable
+{
+    // False, with nothing written, when the object or the value does not fit.
+    using Set = bool (*)(const IPropertySetter& setter, entt::meta_any& self, entt::meta_any& value);
+
+    Set set = nullptr;
+    TypeResolver type = nullptr;
+    TypeResolver classType = nullptr;
+    bool isMethod = false;
+    const TypedPropertySet* typedSet = nullptr;
+};
+
+class SetterBase : public IPropertySetter
+{
+public:
+    /**
+     * @brief Writes through a table.
+     * @param privilege What a runtime may let a script do.
+     * @param table The setter's table; a constant that outlives every setter.
+     */
+    SetterBase(Privilege privilege, const SetterTable& table) : IPropertySetter(privilege), mTable(&table) {}
+
+    ResultAny set(entt::meta_any instance, entt::meta_any value) const override;
+    entt::meta_type getType() const override;
+    std::optional<entt::meta_type> getClassType() const override;
+    bool isMethod() const override;
+    const TypedPropertySet* getTypedSet() const override;
+
+private:
+    const SetterTable* mTable;
+};
 } // namespace internal
 
 /// Reads a member object (as a reference into the object) or calls a member function of no arguments.
@@ -95,7 +164,7 @@ const TypedPropertySet* typedSetOf()
 /// @tparam baked Whether the runtime reads the value once and then fixes it.
 /// @tparam member Pointer to the data member or to the member function.
 template <typename Class, bool baked, auto member>
-class MemberPropertyGetter final : public IPropertyGetter
+class MemberPropertyGetter final : public internal::GetterBase
 {
     using Traits = internal::GetterTraits<Class, decltype(member)>;
 
@@ -104,44 +173,36 @@ public:
      * @brief Makes the getter.
      * @param privilege What a runtime may let a script do.
      */
-    explicit MemberPropertyGetter(Privilege privilege) : IPropertyGetter(privilege) {}
+    explicit MemberPropertyGetter(Privilege privilege) : GetterBase(privilege, table()) {}
 
-    entt::meta_any get(entt::meta_any instance) const override
+    /// What every getter of this member reads.
+    static const internal::GetterTable& table() { return TABLE<MemberPropertyGetter>; }
+
+    /// The general read.
+    static entt::meta_any generalGet(const IPropertyGetter&, entt::meta_any& self)
     {
-        entt::meta_any self = std::move(instance);
         if constexpr (Traits::IS_MEMBER_OBJECT)
         {
             using Value = typename Traits::Value;
-            if (Class* object = self.template try_cast<Class>(); object != nullptr)
+            if (Class* object = internal::objectIn<Class>(self); object != nullptr)
             {
-                return entt::meta_any{context(), std::in_place_type<Value&>, object->*member};
+                return internal::heldReference<Value&>(object->*member);
             }
-            if (const Class* object = self.template try_cast<const Class>(); object != nullptr)
+            if (const Class* object = internal::objectIn<const Class>(self); object != nullptr)
             {
-                return entt::meta_any{context(), std::in_place_type<const Value&>, object->*member};
+                return internal::heldReference<const Value&>(object->*member);
             }
             return {};
         }
         else
         {
-            auto* object = self.template try_cast<typename Traits::Object>();
+            auto* object = internal::objectIn<typename Traits::Object>(self);
             if (object == nullptr)
             {
                 return {};
             }
             return internal::wrapResult<typename Traits::Return>(member, object);
         }
-    }
-    entt::meta_type getType() const override { return resolve<typename Traits::Value>(); }
-    std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }
-    bool isBaked() const override { return baked; }
-    ReturnPolicy getReturnPolicy() const override
-    {
-        return std::is_reference_v<typename Traits::Return> ? ReturnPolicy::ByReference : ReturnPolicy::ByValue;
-    }
-    const TypedPropertyGet* getTypedGet() const override
-    {
-        return internal::typedGetOf<MemberPropertyGetter, typename Traits::Value>();
     }
 
     /**
@@ -162,6 +223,16 @@ public:
                 std::invoke(member, static_cast<typename Traits::Object*>(object)), result);
         }
     }
+
+private:
+    template <typename Getter>
+    static constexpr internal::GetterTable TABLE{
+        &Getter::generalGet,
+        &resolve<typename Traits::Value>,
+        &resolve<Class>,
+        baked,
+        std::is_reference_v<typename Traits::Return> ? ReturnPolicy::ByReference : ReturnPolicy::ByValue,
+        internal::typedGetOf<Getter, typename Traits::Value>()};
 };
 
 /// Calls a lambda whose only parameter is the object.
@@ -170,7 +241,7 @@ public:
 /// @tparam baked Whether the runtime reads the value once and then fixes it.
 /// @tparam Lambda Type of the callable.
 template <typename Class, bool baked, typename Lambda>
-class LambdaPropertyGetter final : public IPropertyGetter
+class LambdaPropertyGetter final : public internal::GetterBase
 {
     using Traits = internal::CallableTraits<Lambda>;
     static_assert(Traits::Arguments::size == 1, "A getter lambda takes the object and nothing else");
@@ -184,28 +255,23 @@ public:
      * @param privilege What a runtime may let a script do.
      * @param lambda The callable, moved in.
      */
-    LambdaPropertyGetter(Privilege privilege, Lambda lambda) : IPropertyGetter(privilege), mLambda(std::move(lambda)) {}
-
-    entt::meta_any get(entt::meta_any instance) const override
+    LambdaPropertyGetter(Privilege privilege, Lambda lambda)
+        : GetterBase(privilege, table()), mLambda(std::move(lambda))
     {
-        entt::meta_any self = std::move(instance);
-        Object* object = self.template try_cast<Object>();
+    }
+
+    /// What every getter of this lambda type reads.
+    static const internal::GetterTable& table() { return TABLE<LambdaPropertyGetter>; }
+
+    /// The general read: the lambda, called on the object.
+    static entt::meta_any generalGet(const IPropertyGetter& getter, entt::meta_any& self)
+    {
+        Object* object = internal::objectIn<Object>(self);
         if (object == nullptr)
         {
             return {};
         }
-        return internal::wrapResult<Return>(mLambda, *object);
-    }
-    entt::meta_type getType() const override { return resolve<Return>(); }
-    std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }
-    bool isBaked() const override { return baked; }
-    ReturnPolicy getReturnPolicy() const override
-    {
-        return std::is_reference_v<Return> ? ReturnPolicy::ByReference : ReturnPolicy::ByValue;
-    }
-    const TypedPropertyGet* getTypedGet() const override
-    {
-        return internal::typedGetOf<LambdaPropertyGetter, Return>();
+        return internal::wrapResult<Return>(static_cast<const LambdaPropertyGetter&>(getter).mLambda, *object);
     }
 
     /**
@@ -222,6 +288,15 @@ public:
     }
 
 private:
+    template <typename Getter>
+    static constexpr internal::GetterTable TABLE{&Getter::generalGet,
+                                                 &resolve<Return>,
+                                                 &resolve<Class>,
+                                                 baked,
+                                                 std::is_reference_v<Return> ? ReturnPolicy::ByReference
+                                                                             : ReturnPolicy::ByValue,
+                                                 internal::typedGetOf<Getter, Return>()};
+
     Lambda mLambda;
 };
 
@@ -270,18 +345,16 @@ struct AssignThroughMember
 
 // Assigns once the object and the value are both there; nothing is written otherwise.
 template <typename Class, typename Parameter, typename Assign>
-ResultAny assignChecked(entt::meta_any instance, entt::meta_any value, const Assign& assign)
+bool assignChecked(entt::meta_any& self, entt::meta_any& value, const Assign& assign)
 {
-    entt::meta_any newValue = std::move(value);
-    entt::meta_any self = std::move(instance);
-    Class* object = self.template try_cast<Class>();
-    const bool valueFits = fits<Parameter>(newValue);
+    Class* object = objectIn<Class>(self);
+    const bool valueFits = fits<Parameter>(value);
     if (object == nullptr || !valueFits)
     {
-        return failedToSetMember();
+        return false;
     }
-    std::invoke(assign, *object, argumentAs<Parameter>(newValue));
-    return ResultAny();
+    std::invoke(assign, *object, argumentAs<Parameter>(value));
+    return true;
 }
 } // namespace internal
 
@@ -289,30 +362,26 @@ ResultAny assignChecked(entt::meta_any instance, entt::meta_any value, const Ass
 /// @tparam Class The class; the member may be of a base of it.
 /// @tparam member Pointer to the data member or to the member function.
 template <typename Class, auto member>
-class MemberPropertySetter final : public IPropertySetter
+class MemberPropertySetter final : public internal::SetterBase
 {
     using Traits = internal::SetterTraits<Class, decltype(member)>;
     using Parameter = typename Traits::Parameter;
+    using Assign = internal::AssignThroughMember<member, Traits::IS_METHOD, Parameter>;
 
 public:
     /**
      * @brief Makes the setter.
      * @param privilege What a runtime may let a script do.
      */
-    explicit MemberPropertySetter(Privilege privilege) : IPropertySetter(privilege) {}
+    explicit MemberPropertySetter(Privilege privilege) : SetterBase(privilege, table()) {}
 
-    ResultAny set(entt::meta_any instance, entt::meta_any value) const override
+    /// What every setter of this member reads.
+    static const internal::SetterTable& table() { return TABLE<MemberPropertySetter>; }
+
+    /// The general write.
+    static bool generalSet(const IPropertySetter&, entt::meta_any& self, entt::meta_any& value)
     {
-        return internal::assignChecked<Class, Parameter>(
-            std::move(instance), std::move(value),
-            internal::AssignThroughMember<member, Traits::IS_METHOD, Parameter>{});
-    }
-    entt::meta_type getType() const override { return resolve<Parameter>(); }
-    std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }
-    bool isMethod() const override { return Traits::IS_METHOD; }
-    const TypedPropertySet* getTypedSet() const override
-    {
-        return internal::typedSetOf<MemberPropertySetter, Parameter>();
+        return internal::assignChecked<Class, Parameter>(self, value, Assign{});
     }
 
     /**
@@ -322,16 +391,20 @@ public:
      */
     static void typedSet(const IPropertySetter&, void* object, const TypedValue& value)
     {
-        internal::AssignThroughMember<member, Traits::IS_METHOD, Parameter>{}(
-            *static_cast<Class*>(object), internal::typedArgument<Parameter>(value));
+        Assign{}(*static_cast<Class*>(object), internal::typedArgument<Parameter>(value));
     }
+
+private:
+    template <typename Setter>
+    static constexpr internal::SetterTable TABLE{&Setter::generalSet, &resolve<Parameter>, &resolve<Class>,
+                                                 Traits::IS_METHOD, internal::typedSetOf<Setter, Parameter>()};
 };
 
 /// Calls a lambda of the object and the value.
 /// @tparam Class The class.
 /// @tparam Lambda Type of the callable.
 template <typename Class, typename Lambda>
-class LambdaPropertySetter final : public IPropertySetter
+class LambdaPropertySetter final : public internal::SetterBase
 {
     using Traits = internal::CallableTraits<Lambda>;
     static_assert(Traits::Arguments::size == 2, "A setter lambda takes the object and the value");
@@ -344,18 +417,19 @@ public:
      * @param privilege What a runtime may let a script do.
      * @param lambda The callable, moved in.
      */
-    LambdaPropertySetter(Privilege privilege, Lambda lambda) : IPropertySetter(privilege), mLambda(std::move(lambda)) {}
-
-    ResultAny set(entt::meta_any instance, entt::meta_any value) const override
+    LambdaPropertySetter(Privilege privilege, Lambda lambda)
+        : SetterBase(privilege, table()), mLambda(std::move(lambda))
     {
-        return internal::assignChecked<Class, Parameter>(std::move(instance), std::move(value), mLambda);
     }
-    entt::meta_type getType() const override { return resolve<Parameter>(); }
-    std::optional<entt::meta_type> getClassType() const override { return resolve<Class>(); }
-    bool isMethod() const override { return false; }
-    const TypedPropertySet* getTypedSet() const override
+
+    /// What every setter of this lambda type reads.
+    static const internal::SetterTable& table() { return TABLE<LambdaPropertySetter>; }
+
+    /// The general write: the lambda, called with the object and the value.
+    static bool generalSet(const IPropertySetter& setter, entt::meta_any& self, entt::meta_any& value)
     {
-        return internal::typedSetOf<LambdaPropertySetter, Parameter>();
+        return internal::assignChecked<Class, Parameter>(self, value,
+                                                         static_cast<const LambdaPropertySetter&>(setter).mLambda);
     }
 
     /**
@@ -371,6 +445,10 @@ public:
     }
 
 private:
+    template <typename Setter>
+    static constexpr internal::SetterTable TABLE{&Setter::generalSet, &resolve<Parameter>, &resolve<Class>, false,
+                                                 internal::typedSetOf<Setter, Parameter>()};
+
     Lambda mLambda;
 };
 } // namespace Scripting::Reflection

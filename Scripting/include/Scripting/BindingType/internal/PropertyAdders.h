@@ -27,6 +27,24 @@ struct DeclaredPropertyType<Result_deprecated<X>>
     using Type = X;
 };
 
+// The one getter and setter class of members, read through the member's table.
+std::shared_ptr<Reflection::IPropertyGetter> makeGetter(Privilege privilege,
+                                                        const Reflection::internal::GetterTable& table);
+std::shared_ptr<Reflection::IPropertySetter> makeSetter(Privilege privilege,
+                                                        const Reflection::internal::SetterTable& table);
+
+// A lambda's getter or setter holds the lambda; its owner is the same for all of them.
+template <typename Wrapper, typename Interface, typename Lambda>
+std::shared_ptr<Interface> makeLambdaAccessor(Privilege privilege, Lambda&& lambda)
+{
+    return std::shared_ptr<Interface>(std::unique_ptr<Interface>(new Wrapper(privilege, std::forward<Lambda>(lambda))));
+}
+
+// The record of a property, named and typed.
+PropertyBinding makePropertyBinding(const std::string& name, const entt::meta_type& type,
+                                    std::shared_ptr<Reflection::IPropertyGetter>&& getter,
+                                    std::shared_ptr<Reflection::IPropertySetter>&& setter);
+
 template <typename Class, auto member>
 struct MemberAccess
 {
@@ -44,8 +62,8 @@ public:
     requires std::is_member_object_pointer_v<decltype(member)> PropertyBinding& property(const std::string& name)
     {
         return _add<typename MemberAccess<T, member>::Return>(
-            name, std::make_shared<Reflection::MemberPropertyGetter<T, false, member>>(Privilege::ReadOnly),
-            std::make_shared<Reflection::MemberPropertySetter<T, member>>(Privilege::None));
+            name, makeGetter(Privilege::ReadOnly, Reflection::MemberPropertyGetter<T, false, member>::table()),
+            makeSetter(Privilege::None, Reflection::MemberPropertySetter<T, member>::table()));
     }
 
     // A getter and a setter member function.
@@ -54,8 +72,8 @@ public:
         PropertyBinding& property(const std::string& name)
     {
         return _add<typename MemberAccess<T, getter>::Return>(
-            name, std::make_shared<Reflection::MemberPropertyGetter<T, false, getter>>(Privilege::ReadOnly),
-            std::make_shared<Reflection::MemberPropertySetter<T, setter>>(Privilege::None));
+            name, makeGetter(Privilege::ReadOnly, Reflection::MemberPropertyGetter<T, false, getter>::table()),
+            makeSetter(Privilege::None, Reflection::MemberPropertySetter<T, setter>::table()));
     }
 
     // Read-only: a member object or a getter member function.
@@ -63,7 +81,8 @@ public:
     requires std::is_member_pointer_v<decltype(getter)> PropertyBinding& property(const std::string& name)
     {
         return _add<typename MemberAccess<T, getter>::Return>(
-            name, std::make_shared<Reflection::MemberPropertyGetter<T, false, getter>>(Privilege::ReadOnly), nullptr);
+            name, makeGetter(Privilege::ReadOnly, Reflection::MemberPropertyGetter<T, false, getter>::table()),
+            nullptr);
     }
 
     // A getter lambda of the object and a setter lambda of the object and the value.
@@ -72,9 +91,10 @@ public:
     {
         return _add<typename Reflection::internal::CallableTraits<Getter>::Return>(
             name,
-            std::make_shared<Reflection::LambdaPropertyGetter<T, false, Getter>>(Privilege::ReadOnly,
-                                                                                 std::move(getter)),
-            std::make_shared<Reflection::LambdaPropertySetter<T, Setter>>(Privilege::None, std::move(setter)));
+            makeLambdaAccessor<Reflection::LambdaPropertyGetter<T, false, Getter>, Reflection::IPropertyGetter>(
+                Privilege::ReadOnly, std::move(getter)),
+            makeLambdaAccessor<Reflection::LambdaPropertySetter<T, Setter>, Reflection::IPropertySetter>(
+                Privilege::None, std::move(setter)));
     }
 
     // Read-only: a getter lambda.
@@ -83,8 +103,8 @@ public:
     {
         return _add<typename Reflection::internal::CallableTraits<Getter>::Return>(
             name,
-            std::make_shared<Reflection::LambdaPropertyGetter<T, false, Getter>>(Privilege::ReadOnly,
-                                                                                 std::move(getter)),
+            makeLambdaAccessor<Reflection::LambdaPropertyGetter<T, false, Getter>, Reflection::IPropertyGetter>(
+                Privilege::ReadOnly, std::move(getter)),
             nullptr);
     }
 
@@ -93,12 +113,9 @@ protected:
     PropertyBinding& _add(const std::string& name, std::shared_ptr<Reflection::IPropertyGetter> getter,
                           std::shared_ptr<Reflection::IPropertySetter> setter)
     {
-        PropertyBinding binding;
-        binding.name = name;
-        binding.type = Reflection::resolve<typename DeclaredPropertyType<std::remove_cvref_t<Read>>::Type>();
-        binding.setter = std::move(setter);
-        binding.getter = std::move(getter);
-        return static_cast<Builder&>(*this)._appendProperty(std::move(binding));
+        return static_cast<Builder&>(*this)._appendProperty(makePropertyBinding(
+            name, Reflection::resolve<typename DeclaredPropertyType<std::remove_cvref_t<Read>>::Type>(),
+            std::move(getter), std::move(setter)));
     }
 };
 } // namespace internal

@@ -89,11 +89,32 @@ inline constexpr bool NEEDS_MUTABLE = std::is_rvalue_reference_v<P> ||
 template <typename P>
 using CheckedAs = std::conditional_t<NEEDS_MUTABLE<P>, std::remove_cvref_t<P>&, std::remove_cvref_t<P>>;
 
-// Converts in place where a conversion is registered; false when the argument cannot become a `P`.
+// The conversions below are shared by every callable whose parameter or result has their type, and kept out of
+// line: inlined, each would add its meta_any code to every callable of a binding.
+
+// Converts in place where a conversion is registered; false when the argument cannot become a `Checked`.
+template <typename Checked>
+[[gnu::noinline]] bool fitsAs(entt::meta_any& any)
+{
+    return any.template allow_cast<Checked>();
+}
+
 template <typename P>
 bool fits(entt::meta_any& any)
 {
-    return any.template allow_cast<CheckedAs<P>>();
+    return fitsAs<CheckedAs<P>>(any);
+}
+
+template <typename Value>
+[[gnu::noinline]] Value& heldMutable(entt::meta_any& any)
+{
+    return any.template cast<Value&>();
+}
+
+template <typename Value>
+[[gnu::noinline]] const Value& heldConst(entt::meta_any& any)
+{
+    return any.template cast<const Value&>();
 }
 
 // Only after `fits`: reference parameters bind to the object in the any, by-value ones copy it.
@@ -103,12 +124,36 @@ decltype(auto) argumentAs(entt::meta_any& any)
     using Value = std::remove_cvref_t<P>;
     if constexpr (NEEDS_MUTABLE<P>)
     {
-        return static_cast<P>(any.template cast<Value&>());
+        return static_cast<P>(heldMutable<Value>(any));
     }
     else
     {
-        return any.template cast<const Value&>();
+        return heldConst<Value>(any);
     }
+}
+
+// The object a method is called on, null when the any holds no `Class`.
+template <typename Class>
+[[gnu::noinline]] Class* objectIn(entt::meta_any& any)
+{
+    return any.template try_cast<Class>();
+}
+
+// An any of void, the result of every void callable.
+entt::meta_any voidResult();
+
+// A view of a returned lvalue reference.
+template <typename R>
+[[gnu::noinline]] entt::meta_any heldReference(R value)
+{
+    return entt::meta_any{context(), std::in_place_type<R>, value};
+}
+
+// A returned value, moved in.
+template <typename V>
+[[gnu::noinline]] entt::meta_any heldValue(V value)
+{
+    return entt::meta_any{context(), std::in_place_type<V>, std::move(value)};
 }
 
 // Calls `native` with `values` and holds what it gives: an any of void, a view of a returned lvalue reference,
@@ -119,17 +164,16 @@ entt::meta_any wrapResult(Native&& native, Values&&... values)
     if constexpr (std::is_void_v<R>)
     {
         std::invoke(std::forward<Native>(native), std::forward<Values>(values)...);
-        return entt::meta_any{context(), std::in_place_type<void>};
+        return voidResult();
     }
     else if constexpr (std::is_lvalue_reference_v<R>)
     {
-        return entt::meta_any{context(), std::in_place_type<R>,
-                              std::invoke(std::forward<Native>(native), std::forward<Values>(values)...)};
+        return heldReference<R>(std::invoke(std::forward<Native>(native), std::forward<Values>(values)...));
     }
     else
     {
-        return entt::meta_any{context(), std::in_place_type<std::remove_cvref_t<R>>,
-                              std::invoke(std::forward<Native>(native), std::forward<Values>(values)...)};
+        return heldValue<std::remove_cvref_t<R>>(
+            std::invoke(std::forward<Native>(native), std::forward<Values>(values)...));
     }
 }
 
@@ -153,19 +197,14 @@ entt::meta_any invokeChecked(entt::meta_any* args, entt::type_list<P...> list, N
                             std::forward<Leading>(leading)...);
 }
 
-// The meta type of parameter `index`, invalid past the end.
+using TypeResolver = entt::meta_type (*)();
+
+// One resolver per parameter, in order; a list of no parameters still has an address to hand out.
+template <typename List>
+struct TypeResolvers;
 template <typename... P>
-entt::meta_type parameterType(entt::type_list<P...>, uint32_t index)
+struct TypeResolvers<entt::type_list<P...>>
 {
-    if constexpr (sizeof...(P) == 0)
-    {
-        return entt::meta_type{};
-    }
-    else
-    {
-        using Resolver = entt::meta_type (*)();
-        static constexpr Resolver RESOLVERS[] = {&resolve<P>...};
-        return index < sizeof...(P) ? RESOLVERS[index]() : entt::meta_type{};
-    }
-}
+    static constexpr TypeResolver VALUES[sizeof...(P) + 1] = {&resolve<P>..., nullptr};
+};
 } // namespace Scripting::Reflection::internal

@@ -294,15 +294,19 @@ TypedValue toTypedValue(const T& value)
 template <typename R, typename Arguments>
 inline constexpr bool HAS_TYPED_CALL = typedResultKind<R>() != TypedKind::None&& allTyped(Arguments{});
 
-// The typed call of a wrapper whose static `typedInvoke` does the work; null when the signature does not fit.
+// The typed call of a wrapper whose static `typedInvoke` does the work. A constant, so that a wrapper's table
+// can point at it without a function to instantiate per callable.
 template <typename Wrapper, typename R, typename Arguments>
-const TypedCall* typedCallOf()
+inline constexpr TypedCall TYPED_CALL{TypedKinds<Arguments>::VALUES, static_cast<uint32_t>(Arguments::size),
+                                      typedResultKind<R>(), &Wrapper::typedInvoke};
+
+// The address of the typed call; null when the signature does not fit.
+template <typename Wrapper, typename R, typename Arguments>
+consteval const TypedCall* typedCallOf()
 {
     if constexpr (HAS_TYPED_CALL<R, Arguments>)
     {
-        static constexpr TypedCall CALL{TypedKinds<Arguments>::VALUES, static_cast<uint32_t>(Arguments::size),
-                                        typedResultKind<R>(), &Wrapper::typedInvoke};
-        return &CALL;
+        return &TYPED_CALL<Wrapper, R, Arguments>;
     }
     else
     {

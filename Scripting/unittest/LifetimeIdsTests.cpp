@@ -292,19 +292,19 @@ TEST(LifetimeHashSlotTableTest, AgreesWithAMapThroughInsertsAndErasures)
         if (random() % 3 != 0)
         {
             bool inserted = false;
-            int& value = table.emplace(key, step, inserted);
+            int& value = table.emplace(key, key, step, inserted);
             const auto [entry, modelInserted] = model.emplace(key, step);
             ASSERT_EQ(inserted, modelInserted) << "step " << step;
             ASSERT_EQ(value, entry->second) << "an existing key keeps its value";
         }
         else
         {
-            ASSERT_EQ(table.erase(key), model.erase(key) == 1) << "step " << step;
+            ASSERT_EQ(table.erase(key, key), model.erase(key) == 1) << "step " << step;
         }
         ASSERT_EQ(table.size(), model.size());
         for (const uint64_t probe : pool)
         {
-            const int* found = table.find(probe);
+            const int* found = table.find(probe, probe);
             const auto expected = model.find(probe);
             ASSERT_EQ(found != nullptr, expected != model.end()) << "step " << step << ", key " << probe;
             if (found != nullptr)

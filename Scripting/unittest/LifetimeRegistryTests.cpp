@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -591,5 +592,42 @@ TEST_F(LifetimeRegistryTest, ADeadScopeMakesNothing)
     scope = std::move(alias);
     EXPECT_EQ(scope, before) << "Move-assigning a scope to itself keeps it";
     EXPECT_FALSE(scope == WeakLifetimeScope(&reference)) << "The slot moved on to the next generation";
+}
+// Objects move in their storage when others die, and new objects take the places they left: a fetch must count
+// the tracked object, never whatever stands where it stood when it was tracked.
+TEST_F(LifetimeRegistryTest, FetchCountsTheTrackedObjectAfterObjectsMovedAndPlacesWereRetaken)
+{
+    std::vector<StrongTypedObjectHandle<Tracked>> objects;
+    for (int key = 0; key < 6; ++key)
+    {
+        objects.push_back(mScope.makeObject<Tracked>(key));
+        HandleTracker::trackWith<Tracked>(mRegistry, objects.back().getHandle(), key, false);
+    }
+    objects[0] = StrongTypedObjectHandle<Tracked>();
+    objects[1] = StrongTypedObjectHandle<Tracked>();
+    const StrongTypedObjectHandle<Tracked> newcomerA = mScope.makeObject<Tracked>(100);
+    const StrongTypedObjectHandle<Tracked> newcomerB = mScope.makeObject<Tracked>(101);
+
+    for (int round = 0; round < 2; ++round)
+    {
+        for (int key = 0; key < 6; ++key)
+        {
+            SCOPED_TRACE("round " + std::to_string(round) + ", key " + std::to_string(key));
+            std::optional<StrongTypedObjectHandle<Tracked>> fetched = HandleTracker::fetch<Tracked>(mScope, key);
+            if (key < 2)
+            {
+                EXPECT_FALSE(fetched.has_value()) << "a dead object left the cache";
+                continue;
+            }
+            ASSERT_TRUE(fetched.has_value());
+            EXPECT_EQ(fetched->getHandle(), objects[key].getHandle());
+            EXPECT_EQ((*fetched)->mValue, key);
+            EXPECT_EQ(objects[key].getReferenceCount(), 2u);
+            fetched.reset();
+            EXPECT_EQ(objects[key].getReferenceCount(), 1u);
+        }
+        EXPECT_EQ(newcomerA.getReferenceCount(), 1u);
+        EXPECT_EQ(newcomerB.getReferenceCount(), 1u);
+    }
 }
 } // namespace

@@ -168,6 +168,19 @@ private:
     struct OfferedModule
     {
         static constexpr size_t NO_ENTRY = SIZE_MAX;
+        static constexpr size_t NOT_OFFERED = SIZE_MAX;
+
+        // What the walk works out for a request of one offered version, the same every time it is asked:
+        // a module is requested at its few versions over and over.
+        struct VersionFacts
+        {
+            bool settled = false;
+            bool isAvailable = false;
+            // The offered version a request is promoted to when it is not available, NOT_OFFERED for none.
+            size_t promotion = NOT_OFFERED;
+            // Its dependencies have been walked.
+            bool visited = false;
+        };
 
         // Null when no factory provides the module.
         IModuleBindingFactory* factory = nullptr;
@@ -178,6 +191,8 @@ private:
         std::vector<Version> offered;
         // The offered versions in the order a promotion looks at them: lowest or highest first.
         std::vector<Version> promotionOrder;
+        // Beside `offered`, by index.
+        std::vector<VersionFacts> facts;
     };
 
     // The requests of one requester, walked one dependency at a time. A dependency is handled in two steps,
@@ -191,7 +206,8 @@ private:
         bool promotionHandled = false;
         OfferedModule* module = nullptr;
         bool isAvailable = false;
-        bool isOffered = false;
+        // The requested version's index in the module's offered versions.
+        size_t offeredIndex = OfferedModule::NOT_OFFERED;
 
         void advance()
         {
@@ -202,8 +218,9 @@ private:
     };
 
     void _walk(ModuleDescriptor requester, std::vector<ModuleDependency> dependencies, ExplicitRule explicitRule);
+    // `offeredIndex` is the version's index in the module's offered versions, NOT_OFFERED if it is not one.
     std::optional<WalkFrame> _descend(OfferedModule& module, const ModuleDependency& dependency,
-                                      bool dependencyIsExplicit, const Version& version);
+                                      bool dependencyIsExplicit, const Version& version, size_t offeredIndex);
     // The request is written in place: a moved request costs as much as a copied one, its strings being short.
     void _addRequest(OfferedModule& module, const ModuleDependency& dependency, const Version& version,
                      const Version& requestedVersion, const ModuleDescriptor& requester, bool isAvailable,
@@ -211,6 +228,9 @@ private:
     OfferedModule& _moduleOf(const quv::UUID& uuid);
     bool _isAvailable(const std::vector<Version>& offered, const Version& requested) const;
     const Version* _promotionFor(const OfferedModule& module, const Version& requested) const;
+    // Availability and promotion of a request; for an offered version worked out once per build.
+    void _settle(OfferedModule& module, const Version& requested, size_t offeredIndex, bool& isAvailable,
+                 size_t& promotion) const;
     bool _isSatisfied(const PendingDependencySet& pending) const;
 
     FactoryIndex mFactories;
@@ -220,13 +240,21 @@ private:
     // Only dependency sets ask what the table holds, so the index is built when the first one is settled.
     RequestedVersionIndex mRequestedVersions;
     bool mIndexRequests = false;
+    // Walked versions that their module does not offer; offered ones are marked in the module's facts.
     std::unordered_set<VisitedModuleVersion, VisitedModuleVersion::Hash> mVisited;
     std::vector<PendingDependencySet> mPending;
 };
 
+// The first index of `version`, SIZE_MAX for none.
+size_t indexIn(const std::vector<Version>& versions, const Version& version)
+{
+    const auto found = std::find(versions.begin(), versions.end(), version);
+    return found != versions.end() ? static_cast<size_t>(found - versions.begin()) : SIZE_MAX;
+}
+
 bool contains(const std::vector<Version>& versions, const Version& version)
 {
-    return std::find(versions.begin(), versions.end(), version) != versions.end();
+    return indexIn(versions, version) != SIZE_MAX;
 }
 
 Version highestOf(const std::vector<Version>& versions)
@@ -371,25 +399,24 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<ModuleDe
                 frame.advance();
                 continue;
             }
-            const std::vector<Version>& offered = frame.module->offered;
-            frame.isAvailable = _isAvailable(offered, requested);
-            frame.isOffered = contains(offered, requested);
-            if (!frame.isAvailable)
+            frame.offeredIndex = indexIn(frame.module->offered, requested);
+            size_t promotion = OfferedModule::NOT_OFFERED;
+            _settle(*frame.module, requested, frame.offeredIndex, frame.isAvailable, promotion);
+            if (promotion != OfferedModule::NOT_OFFERED)
             {
-                if (const Version* promoted = _promotionFor(*frame.module, requested))
-                {
-                    _addRequest(*frame.module, dependency, *promoted, requested, frame.requester, true, false,
-                                dependencyIsExplicit, true);
-                    descent = _descend(*frame.module, dependency, dependencyIsExplicit, *promoted);
-                }
+                const Version& promoted = frame.module->offered[promotion];
+                _addRequest(*frame.module, dependency, promoted, requested, frame.requester, true, false,
+                            dependencyIsExplicit, true);
+                descent = _descend(*frame.module, dependency, dependencyIsExplicit, promoted, promotion);
             }
         }
         else
         {
             const Version& requested = dependency.versions.front();
-            _addRequest(*frame.module, dependency, requested, requested, frame.requester, frame.isAvailable,
-                        !frame.isOffered, dependencyIsExplicit, false);
-            descent = _descend(*frame.module, dependency, dependencyIsExplicit, requested);
+            const bool isOffered = frame.offeredIndex != OfferedModule::NOT_OFFERED;
+            _addRequest(*frame.module, dependency, requested, requested, frame.requester, frame.isAvailable, !isOffered,
+                        dependencyIsExplicit, false);
+            descent = _descend(*frame.module, dependency, dependencyIsExplicit, requested, frame.offeredIndex);
             frame.advance();
         }
         if (descent)
@@ -403,9 +430,18 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<ModuleDe
 std::optional<RequestTableBuilder::WalkFrame> RequestTableBuilder::_descend(OfferedModule& module,
                                                                             const ModuleDependency& dependency,
                                                                             bool dependencyIsExplicit,
-                                                                            const Version& version)
+                                                                            const Version& version, size_t offeredIndex)
 {
-    if (!mVisited.insert({dependency.uuid, version}).second)
+    if (offeredIndex != OfferedModule::NOT_OFFERED)
+    {
+        bool& visited = module.facts[offeredIndex].visited;
+        if (visited)
+        {
+            return std::nullopt;
+        }
+        visited = true;
+    }
+    else if (!mVisited.insert({dependency.uuid, version}).second)
     {
         return std::nullopt;
     }
@@ -427,6 +463,7 @@ RequestTableBuilder::OfferedModule& RequestTableBuilder::_moduleOf(const quv::UU
         module.loaded = true;
         module.name = module.factory->getName();
         module.offered = module.factory->getSupportedVersions();
+        module.facts.resize(module.offered.size());
         module.promotionOrder = module.offered;
         switch (mVersionSelection)
         {
@@ -462,6 +499,37 @@ void RequestTableBuilder::_addRequest(OfferedModule& module, const ModuleDepende
     request.isMissing = isMissing;
     request.isExplicit = isExplicit;
     request.isPromotion = isPromotion;
+}
+
+void RequestTableBuilder::_settle(OfferedModule& module, const Version& requested, size_t offeredIndex,
+                                  bool& isAvailable, size_t& promotion) const
+{
+    const auto work = [&](bool& available, size_t& promoted)
+    {
+        available = _isAvailable(module.offered, requested);
+        promoted = OfferedModule::NOT_OFFERED;
+        if (!available)
+        {
+            if (const Version* version = _promotionFor(module, requested))
+            {
+                // The first offered copy of the version: visits are marked there.
+                promoted = indexIn(module.offered, *version);
+            }
+        }
+    };
+    if (offeredIndex == OfferedModule::NOT_OFFERED)
+    {
+        work(isAvailable, promotion);
+        return;
+    }
+    OfferedModule::VersionFacts& facts = module.facts[offeredIndex];
+    if (!facts.settled)
+    {
+        work(facts.isAvailable, facts.promotion);
+        facts.settled = true;
+    }
+    isAvailable = facts.isAvailable;
+    promotion = facts.promotion;
 }
 
 bool RequestTableBuilder::_isAvailable(const std::vector<Version>& offered, const Version& requested) const

@@ -4,8 +4,10 @@
 #include "Scripting/internal/Hash.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <queue>
@@ -80,6 +82,82 @@ public:
 
 private:
     std::unordered_map<quv::UUID, IModuleBindingFactory*> mByUuid;
+};
+
+// Places of UUIDs in a list, found in one array: open addressing with linear probing, at most half full. The
+// walk looks a module up for every dependency it meets, and a node-based map pays a cache miss or two for each.
+class UuidSlots
+{
+public:
+    static constexpr size_t NONE = SIZE_MAX;
+
+    // The place of `uuid`, NONE if it has none; `uuidAt` gives the UUID at a place.
+    template <typename UuidAt>
+    size_t find(const quv::UUID& uuid, const UuidAt& uuidAt) const
+    {
+        if (mSlots.empty())
+        {
+            return NONE;
+        }
+        for (size_t index = _home(uuid);; index = (index + 1) & mMask)
+        {
+            const size_t slot = mSlots[index];
+            if (slot == 0)
+            {
+                return NONE;
+            }
+            if (uuidAt(slot - 1) == uuid)
+            {
+                return slot - 1;
+            }
+        }
+    }
+
+    // Files a UUID that `find` did not find, at `place`.
+    template <typename UuidAt>
+    void add(const quv::UUID& uuid, size_t place, const UuidAt& uuidAt)
+    {
+        if ((mCount + 1) * 2 > mSlots.size())
+        {
+            const size_t capacity = mSlots.empty() ? 64 : mSlots.size() * 2;
+            std::vector<size_t> old = std::move(mSlots);
+            mSlots.assign(capacity, 0);
+            mMask = capacity - 1;
+            mShift = 64 - static_cast<unsigned>(std::countr_zero(capacity));
+            for (const size_t slot : old)
+            {
+                if (slot != 0)
+                {
+                    _insert(uuidAt(slot - 1), slot);
+                }
+            }
+        }
+        _insert(uuid, place + 1);
+        ++mCount;
+    }
+
+private:
+    // Fibonacci hashing over the UUID's own hash, which is a plain fold of its halves.
+    size_t _home(const quv::UUID& uuid) const
+    {
+        return static_cast<size_t>((static_cast<uint64_t>(quv::UUID::Hash()(uuid)) * 0x9E3779B97F4A7C15ull) >> mShift);
+    }
+
+    void _insert(const quv::UUID& uuid, size_t slot)
+    {
+        size_t index = _home(uuid);
+        while (mSlots[index] != 0)
+        {
+            index = (index + 1) & mMask;
+        }
+        mSlots[index] = slot;
+    }
+
+    // Place plus one; 0 is an empty slot.
+    std::vector<size_t> mSlots;
+    size_t mCount = 0;
+    size_t mMask = 0;
+    unsigned mShift = 64;
 };
 
 // Which versions of each module the table holds, kept so that "does any request meet this version" is a
@@ -182,6 +260,7 @@ private:
             bool visited = false;
         };
 
+        quv::UUID uuid;
         // Null when no factory provides the module.
         IModuleBindingFactory* factory = nullptr;
         // The module's place in the table, once it has a request: one UUID lookup per request, not two.
@@ -235,7 +314,9 @@ private:
 
     FactoryIndex mFactories;
     VersionSelection mVersionSelection;
-    std::unordered_map<quv::UUID, OfferedModule> mOfferedModules;
+    // A deque: the walk holds on to modules while others are added.
+    std::deque<OfferedModule> mOfferedModules;
+    UuidSlots mOfferedSlots;
     VersionRequestTable mTable;
     // Only dependency sets ask what the table holds, so the index is built when the first one is settled.
     RequestedVersionIndex mRequestedVersions;
@@ -452,12 +533,17 @@ std::optional<RequestTableBuilder::WalkFrame> RequestTableBuilder::_descend(Offe
 
 RequestTableBuilder::OfferedModule& RequestTableBuilder::_moduleOf(const quv::UUID& uuid)
 {
-    const auto [entry, added] = mOfferedModules.try_emplace(uuid);
-    OfferedModule& module = entry->second;
-    if (added)
+    const auto uuidAt = [this](size_t place) -> const quv::UUID& { return mOfferedModules[place].uuid; };
+    size_t place = mOfferedSlots.find(uuid, uuidAt);
+    if (place == UuidSlots::NONE)
     {
-        module.factory = mFactories.find(uuid);
+        place = mOfferedModules.size();
+        OfferedModule& added = mOfferedModules.emplace_back();
+        added.uuid = uuid;
+        added.factory = mFactories.find(uuid);
+        mOfferedSlots.add(uuid, place, uuidAt);
     }
+    OfferedModule& module = mOfferedModules[place];
     if (module.factory != nullptr && !module.loaded)
     {
         module.loaded = true;

@@ -675,12 +675,10 @@ private:
     friend class HandleTracker;
 
     // Where the object's base component stands in its storage, HandleCache::TrackedEntry::NO_POSITION for no
-    // object: a hint for _addReferenceAt.
-    uint32_t _basePosition(ObjectHandle handle) const
-    {
-        return mBaseComponents.contains(handle.value) ? static_cast<uint32_t>(mBaseComponents.index(handle.value))
-                                                      : HandleCache::TrackedEntry::NO_POSITION;
-    }
+    // object: a hint for _addReferenceAt. Out of line, as is the search when a hint is stale: more inline
+    // searches would make the compiler stop inlining the one every strong handle's count goes through.
+    uint32_t _basePosition(ObjectHandle handle) const;
+    internal::BaseScriptComponent* _findBase(ObjectHandle handle, uint32_t& position) const;
     // addReference for a caller that remembers where the base component stood. The hint is checked against
     // the storage, whose entities sit in the same order as the components, and refreshed when the object has
     // moved since: a correct hint spares the search through the sparse array.
@@ -751,8 +749,7 @@ void LifetimeRegistry::_addReferenceAt(ObjectHandle handle, uint32_t& position)
     }
     else
     {
-        baseScriptComp = _tryGetBase(handle.value);
-        position = _basePosition(handle);
+        baseScriptComp = _findBase(handle, position);
     }
     _raiseCount(baseScriptComp);
 }

@@ -749,6 +749,8 @@ void LifetimeRegistry::_addReferenceAt(ObjectHandle handle, uint32_t& position)
     }
     else
     {
+        // Written before the count is raised: a raise may call the script reference, which may track or untrack
+        // and so move the entry that `position` lives in.
         baseScriptComp = _findBase(handle, position);
     }
     _raiseCount(baseScriptComp);

@@ -48,12 +48,15 @@ uint64_t hashKey(const Key& key)
     }
 }
 
-// Where a key's entry goes in its type's table. An integer key is its own place, so that keys in order sit in
-// order; other keys are placed by their hash.
+// Where a key's entry goes in its type's table. An integer key of up to four bytes is its own place, so that
+// keys in order sit in order; the hash alone must still decide which keys are one, and FNV-1a gives each value
+// of four bytes or fewer a hash of its own (an exhaustive check of all 2^32 shows it), so the place follows from
+// the hash. Wider keys, for which that is not known, and keys of other types are placed by their hash.
 template <typename Key>
 uint64_t placeOfKey(const Key& key, uint64_t keyHash)
 {
-    if constexpr (std::is_integral_v<Key> || std::is_enum_v<Key>)
+    constexpr bool ownPlace = (std::is_integral_v<Key> || std::is_enum_v<Key>)&&sizeof(Key) <= 4;
+    if constexpr (ownPlace)
     {
         return static_cast<uint64_t>(key);
     }

@@ -70,7 +70,8 @@ namespace internal
 // that keys looked up in order walk the array in order. A place is only a position: the hash alone says which
 // entry is which. Places taken modulo the capacity can pile up (keys with a common stride of a power of two);
 // the first entry pushed further than MAX_DISPLACEMENT from its home switches the table to scrambled homes for
-// good, so that such places cost what hashed ones do, while runs in order stay bounded by MAX_DISPLACEMENT.
+// good, so that such places cost what hashed ones do; until then no entry stands further than that from its
+// home, which bounds every lookup.
 template <typename Value>
 class HashSlotTable
 {

@@ -232,7 +232,9 @@ void BM_HandleCacheFindOnly(benchmark::State& state)
     size_t next = 0;
     for (auto _ : state)
     {
-        auto found = cache._find(internal::hashTrackedType<BenchObject>(), internal::hashKey(keys[next]));
+        const uint64_t keyHash = internal::hashKey(keys[next]);
+        auto found =
+            cache._find(internal::hashTrackedType<BenchObject>(), keyHash, internal::placeOfKey(keys[next], keyHash));
         benchmark::DoNotOptimize(found);
         next = next + 1 == keys.size() ? 0 : next + 1;
     }

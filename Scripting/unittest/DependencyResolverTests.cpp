@@ -136,13 +136,14 @@ struct RandomGraph
 
 // A tame graph asks only for versions that are offered and for modules that exist, so that most resolves
 // reach the ordering step; a wild one asks for anything.
-RandomGraph randomGraph(std::mt19937& random, bool tame)
+// `modules` fixes the number of modules; 0 picks one to six.
+RandomGraph randomGraph(std::mt19937& random, bool tame, size_t modules = 0)
 {
     const auto pick = [&random](size_t count) { return std::uniform_int_distribution<size_t>(0, count - 1)(random); };
     const auto chance = [&](int percent) { return pick(100) < static_cast<size_t>(percent); };
     const auto randomVersion = [&] { return VERSION_POOL[pick(VERSION_POOL.size())]; };
 
-    const size_t moduleCount = 1 + pick(6);
+    const size_t moduleCount = modules != 0 ? modules : 1 + pick(6);
     std::vector<std::vector<Version>> offered(moduleCount);
     for (std::vector<Version>& versions : offered)
     {
@@ -188,7 +189,7 @@ RandomGraph randomGraph(std::mt19937& random, bool tame)
                 Versions{{randomVersion(), {dependencyOn(target, {wantedVersion(target)})}}}));
         }
     }
-    for (size_t count = pick(5); count > 0; --count)
+    for (size_t count = modules != 0 ? modules / 2 : pick(5); count > 0; --count)
     {
         const size_t target = pick(targets);
         ModuleDescriptor descriptor = requestOf(target, wantedVersion(target));
@@ -245,6 +246,42 @@ TEST(DependencyResolverModelTest, RandomGraphsResolveAsTheLiteralModelDoes)
     EXPECT_GT(resolved, 1000u);
     EXPECT_GT(failed, 1000u);
     EXPECT_GT(withAsserts, 100u);
+}
+
+// Hundreds of modules, so that the walk's index of modules grows past its first size and a module's versions
+// are requested by many requesters: each outcome worked out once per module version must be the one the
+// literal model works out per request.
+TEST(DependencyResolverModelTest, LargeRandomGraphsResolveAsTheLiteralModelDoes)
+{
+    std::mt19937 random(77);
+    size_t largestTable = 0;
+    for (int round = 0; round < 12; ++round)
+    {
+        const RandomGraph graph = randomGraph(random, round % 3 != 0, 40 + 40 * static_cast<size_t>(round % 6));
+        for (VersionSelection selection : {VersionSelection::LowestSatisfying, VersionSelection::HighestSatisfying})
+        {
+            std::string expected;
+            const std::vector<std::string> expectedAsserts = collectAsserts(
+                [&]
+                {
+                    LiteralDependencyResolver model(graph.factories, selection);
+                    const LiteralDependencyResolver::Table table = model.build(PLUGIN, graph.requested);
+                    expected = tableText(table) + resultText(model.decide(table));
+                });
+            std::string actual;
+            const std::vector<std::string> actualAsserts = collectAsserts(
+                [&]
+                {
+                    const DependencyResolver resolver(graph.factories, selection);
+                    const VersionRequestTable table = resolver._buildVersionRequestTable(PLUGIN, graph.requested);
+                    actual = tableText(table) + resultText(resolver._resolveDependencyRequests(table));
+                    largestTable = std::max(largestTable, table.size());
+                });
+            ASSERT_EQ(actual, expected) << "round " << round;
+            ASSERT_EQ(actualAsserts, expectedAsserts) << "round " << round;
+        }
+    }
+    EXPECT_GT(largestTable, 150u) << "the walk must reach most modules";
 }
 
 // The conflict check visits only conflicting pairs; it must still report every pair the rule rejects, in

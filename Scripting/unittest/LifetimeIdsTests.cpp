@@ -292,19 +292,19 @@ TEST(LifetimeHashSlotTableTest, AgreesWithAMapThroughInsertsAndErasures)
         if (random() % 3 != 0)
         {
             bool inserted = false;
-            int& value = table.emplace(key, step, inserted);
+            int& value = table.emplace(key, key, step, inserted);
             const auto [entry, modelInserted] = model.emplace(key, step);
             ASSERT_EQ(inserted, modelInserted) << "step " << step;
             ASSERT_EQ(value, entry->second) << "an existing key keeps its value";
         }
         else
         {
-            ASSERT_EQ(table.erase(key), model.erase(key) == 1) << "step " << step;
+            ASSERT_EQ(table.erase(key, key), model.erase(key) == 1) << "step " << step;
         }
         ASSERT_EQ(table.size(), model.size());
         for (const uint64_t probe : pool)
         {
-            const int* found = table.find(probe);
+            const int* found = table.find(probe, probe);
             const auto expected = model.find(probe);
             ASSERT_EQ(found != nullptr, expected != model.end()) << "step " << step << ", key " << probe;
             if (found != nullptr)
@@ -312,6 +312,60 @@ TEST(LifetimeHashSlotTableTest, AgreesWithAMapThroughInsertsAndErasures)
                 ASSERT_EQ(*found, expected->second);
             }
         }
+    }
+}
+
+// Keys are hash-like and distinct; places come from each case's rule. Every third key is erased again, and
+// every key, erased or never added, is then looked up against a plain map.
+TEST(LifetimeHashSlotTableTest, PlacesDecideHomesButHashesDecideIdentity)
+{
+    struct Case
+    {
+        const char* name;
+        std::function<uint64_t(uint64_t)> place;
+        bool scrambles;
+    };
+    const std::vector<Case> cases = {
+        {"keys in order", [](uint64_t i) { return i; }, false},
+        {"keys in order, far from zero", [](uint64_t i) { return 0xFFFFFFFF00000000ull + i; }, false},
+        {"a stride of a power of two piles homes up", [](uint64_t i) { return i << 20; }, true},
+        {"one place for every key", [](uint64_t) { return uint64_t{42}; }, true},
+    };
+    constexpr uint64_t COUNT = 3000;
+    const auto keyOf = [](uint64_t i) { return (i + 1) * 0x9E3779B97F4A7C15ull; };
+    for (const Case& testCase : cases)
+    {
+        SCOPED_TRACE(testCase.name);
+        internal::HashSlotTable<uint64_t> table;
+        std::unordered_map<uint64_t, uint64_t> model;
+        for (uint64_t i = 0; i < COUNT; ++i)
+        {
+            bool inserted = false;
+            table.emplace(keyOf(i), testCase.place(i), i, inserted);
+            ASSERT_TRUE(inserted);
+            model.emplace(keyOf(i), i);
+        }
+        for (uint64_t i = 0; i < COUNT; i += 3)
+        {
+            ASSERT_TRUE(table.erase(keyOf(i), testCase.place(i)));
+            model.erase(keyOf(i));
+        }
+        EXPECT_EQ(table.isScrambled(), testCase.scrambles);
+        ASSERT_EQ(table.size(), model.size());
+        for (uint64_t i = 0; i < COUNT * 2; ++i)
+        {
+            const uint64_t* found = table.find(keyOf(i), testCase.place(i));
+            const auto expected = model.find(keyOf(i));
+            ASSERT_EQ(found != nullptr, expected != model.end()) << "key " << i;
+            if (found != nullptr)
+            {
+                ASSERT_EQ(*found, expected->second);
+            }
+        }
+        bool inserted = true;
+        EXPECT_EQ(table.emplace(keyOf(1), testCase.place(1), 999, inserted), 1u) << "an existing key keeps its value";
+        EXPECT_FALSE(inserted);
+        EXPECT_FALSE(table.erase(keyOf(0), testCase.place(0))) << "erased already";
     }
 }
 

@@ -8,8 +8,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -131,6 +133,12 @@ struct Tracked
 {
     using HandleKey = int;
     int mValue = 0;
+};
+
+struct WideTracked
+{
+    using HandleKey = int64_t;
+    int64_t mValue = 0;
 };
 
 // Every case gets a registry with id 1 on a slot of its own; what a case leaves alive dies with it.
@@ -591,5 +599,88 @@ TEST_F(LifetimeRegistryTest, ADeadScopeMakesNothing)
     scope = std::move(alias);
     EXPECT_EQ(scope, before) << "Move-assigning a scope to itself keeps it";
     EXPECT_FALSE(scope == WeakLifetimeScope(&reference)) << "The slot moved on to the next generation";
+}
+// Objects move in their storage when others die, and new objects take the places they left: a fetch must count
+// the tracked object, never whatever stands where it stood when it was tracked.
+TEST_F(LifetimeRegistryTest, FetchCountsTheTrackedObjectAfterObjectsMovedAndPlacesWereRetaken)
+{
+    std::vector<StrongTypedObjectHandle<Tracked>> objects;
+    for (int key = 0; key < 6; ++key)
+    {
+        objects.push_back(mScope.makeObject<Tracked>(key));
+        HandleTracker::trackWith<Tracked>(mRegistry, objects.back().getHandle(), key, false);
+    }
+    objects[0] = StrongTypedObjectHandle<Tracked>();
+    objects[1] = StrongTypedObjectHandle<Tracked>();
+    const StrongTypedObjectHandle<Tracked> newcomerA = mScope.makeObject<Tracked>(100);
+    const StrongTypedObjectHandle<Tracked> newcomerB = mScope.makeObject<Tracked>(101);
+
+    for (int round = 0; round < 2; ++round)
+    {
+        for (int key = 0; key < 6; ++key)
+        {
+            SCOPED_TRACE("round " + std::to_string(round) + ", key " + std::to_string(key));
+            std::optional<StrongTypedObjectHandle<Tracked>> fetched = HandleTracker::fetch<Tracked>(mScope, key);
+            if (key < 2)
+            {
+                EXPECT_FALSE(fetched.has_value()) << "a dead object left the cache";
+                continue;
+            }
+            ASSERT_TRUE(fetched.has_value());
+            EXPECT_EQ(fetched->getHandle(), objects[key].getHandle());
+            EXPECT_EQ((*fetched)->mValue, key);
+            EXPECT_EQ(objects[key].getReferenceCount(), 2u);
+            fetched.reset();
+            EXPECT_EQ(objects[key].getReferenceCount(), 1u);
+        }
+        EXPECT_EQ(newcomerA.getReferenceCount(), 1u);
+        EXPECT_EQ(newcomerB.getReferenceCount(), 1u);
+    }
+}
+// Narrow integer keys sit at their own value in the cache, wide ones at their hash; either way every key, however
+// its values are spaced, answers with its own object, and the count follows tracking and untracking.
+template <typename T>
+void trackFetchAndUntrack(LifetimeRegistry& registry, WeakLifetimeScope scope, const std::vector<HandleKey<T>>& keys)
+{
+    std::vector<StrongTypedObjectHandle<T>> objects;
+    for (const HandleKey<T> key : keys)
+    {
+        objects.push_back(scope.makeObject<T>(key));
+        HandleTracker::trackWith<T>(registry, objects.back().getHandle(), key, true);
+    }
+    ASSERT_EQ(HandleTracker::getTrackedHandleCount<T>(registry), keys.size());
+    for (size_t i = 0; i < keys.size(); ++i)
+    {
+        const std::optional<StrongTypedObjectHandle<T>> fetched = HandleTracker::fetch<T>(scope, keys[i]);
+        ASSERT_TRUE(fetched.has_value()) << "key " << keys[i];
+        EXPECT_EQ(fetched->getHandle(), objects[i].getHandle());
+        EXPECT_EQ((*fetched)->mValue, keys[i]);
+    }
+    for (size_t i = 0; i < keys.size(); ++i)
+    {
+        HandleTracker::untrack<T>(registry, objects[i].getHandle());
+        EXPECT_FALSE(HandleTracker::fetch<T>(scope, keys[i]).has_value()) << "key " << keys[i];
+    }
+    EXPECT_EQ(HandleTracker::getTrackedHandleCount<T>(registry), 0u);
+}
+
+TEST_F(LifetimeRegistryTest, IntegerKeysOfEveryWidthAndSpacingFetchTheirOwnObjects)
+{
+    std::vector<int> narrow = {INT32_MIN, -1, 0, 1, INT32_MAX};
+    std::vector<int64_t> wide = {INT64_MIN, -1, 0, 1, int64_t{1} << 32, int64_t{1} << 40, INT64_MAX};
+    // Keys a power of two apart land on one home slot of a small table, over and over.
+    for (int i = 1; i <= 300; ++i)
+    {
+        narrow.push_back(i << 16);
+        wide.push_back(static_cast<int64_t>(i) << 41);
+    }
+    {
+        SCOPED_TRACE("int keys");
+        trackFetchAndUntrack<Tracked>(mRegistry, mScope, narrow);
+    }
+    {
+        SCOPED_TRACE("int64_t keys");
+        trackFetchAndUntrack<WideTracked>(mRegistry, mScope, wide);
+    }
 }
 } // namespace

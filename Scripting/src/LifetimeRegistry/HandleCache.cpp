@@ -11,31 +11,35 @@ HandleCache::~HandleCache()
               "they are being leaked!");
 }
 
-void HandleCache::_add(uint64_t typeHash, uint64_t keyHash, const ObjectHandle& handle)
+void HandleCache::_add(uint64_t typeHash, uint64_t keyHash, uint64_t place, const ObjectHandle& handle,
+                       uint32_t basePosition)
 {
     bool newType = false;
-    KeyCache& cache = mTypeCaches.emplace(typeHash, KeyCache{}, newType);
+    KeyCache& cache = mTypeCaches.emplace(typeHash, typeHash, KeyCache{}, newType);
     bool newKey = false;
+    const uint64_t packed = handle.toU64();
     // A key already there keeps its first handle; the reverse map follows the latest call.
-    cache.emplace(keyHash, handle.toU64(), newKey);
+    cache.emplace(keyHash, place,
+                  TrackedEntry{static_cast<uint32_t>(packed), static_cast<uint32_t>(packed >> 32), basePosition},
+                  newKey);
     OV_ASSERT(newKey, "Trying to add a key that already exists into the handle cache!");
-    mHandleToLookupData.insert_or_assign(handle, LookupData{typeHash, keyHash});
+    mHandleToLookupData.insert_or_assign(handle, LookupData{typeHash, keyHash, place});
 }
 
-void HandleCache::_remove(uint64_t typeHash, uint64_t keyHash)
+void HandleCache::_remove(uint64_t typeHash, uint64_t keyHash, uint64_t place)
 {
-    KeyCache* cache = mTypeCaches.find(typeHash);
+    KeyCache* cache = mTypeCaches.find(typeHash, typeHash);
     if (cache == nullptr)
     {
         return;
     }
-    const uint64_t* packed = cache->find(keyHash);
-    if (packed == nullptr)
+    const TrackedEntry* entry = cache->find(keyHash, place);
+    if (entry == nullptr)
     {
         return;
     }
-    const ObjectHandle handle(*packed);
-    cache->erase(keyHash);
+    const ObjectHandle handle = entry->handle();
+    cache->erase(keyHash, place);
     const auto handleErased = mHandleToLookupData.erase(handle);
     OV_ASSERT(handleErased == 1, "Expected handle to remove from reverse map");
 }
@@ -53,6 +57,19 @@ void HandleCache::removeHandle(const ObjectHandle& handle)
         return;
     }
     const LookupData lookup = found->second;
-    _remove(lookup.typeHash, lookup.keyHash);
+    _remove(lookup.typeHash, lookup.keyHash, lookup.place);
+}
+
+// The registry's side of the cache's position hints, kept beside the cache they serve.
+uint32_t LifetimeRegistry::_basePosition(ObjectHandle handle) const
+{
+    return mBaseComponents.contains(handle.value) ? static_cast<uint32_t>(mBaseComponents.index(handle.value))
+                                                  : HandleCache::TrackedEntry::NO_POSITION;
+}
+
+internal::BaseScriptComponent* LifetimeRegistry::_findBase(ObjectHandle handle, uint32_t& position) const
+{
+    position = _basePosition(handle);
+    return _tryGetBase(handle.value);
 }
 } // namespace Scripting

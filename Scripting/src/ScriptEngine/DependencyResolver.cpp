@@ -4,8 +4,10 @@
 #include "Scripting/internal/Hash.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <queue>
@@ -80,6 +82,82 @@ public:
 
 private:
     std::unordered_map<quv::UUID, IModuleBindingFactory*> mByUuid;
+};
+
+// Places of UUIDs in a list, found in one array: open addressing with linear probing, at most half full. The
+// walk looks a module up for every dependency it meets, and a node-based map pays a cache miss or two for each.
+class UuidSlots
+{
+public:
+    static constexpr size_t NONE = SIZE_MAX;
+
+    // The place of `uuid`, NONE if it has none; `uuidAt` gives the UUID at a place.
+    template <typename UuidAt>
+    size_t find(const quv::UUID& uuid, const UuidAt& uuidAt) const
+    {
+        if (mSlots.empty())
+        {
+            return NONE;
+        }
+        for (size_t index = _home(uuid);; index = (index + 1) & mMask)
+        {
+            const size_t slot = mSlots[index];
+            if (slot == 0)
+            {
+                return NONE;
+            }
+            if (uuidAt(slot - 1) == uuid)
+            {
+                return slot - 1;
+            }
+        }
+    }
+
+    // Files a UUID that `find` did not find, at `place`.
+    template <typename UuidAt>
+    void add(const quv::UUID& uuid, size_t place, const UuidAt& uuidAt)
+    {
+        if ((mCount + 1) * 2 > mSlots.size())
+        {
+            const size_t capacity = mSlots.empty() ? 64 : mSlots.size() * 2;
+            std::vector<size_t> old = std::move(mSlots);
+            mSlots.assign(capacity, 0);
+            mMask = capacity - 1;
+            mShift = 64 - static_cast<unsigned>(std::countr_zero(capacity));
+            for (const size_t slot : old)
+            {
+                if (slot != 0)
+                {
+                    _insert(uuidAt(slot - 1), slot);
+                }
+            }
+        }
+        _insert(uuid, place + 1);
+        ++mCount;
+    }
+
+private:
+    // Fibonacci hashing over the UUID's own hash, which is a plain fold of its halves.
+    size_t _home(const quv::UUID& uuid) const
+    {
+        return static_cast<size_t>((static_cast<uint64_t>(quv::UUID::Hash()(uuid)) * 0x9E3779B97F4A7C15ull) >> mShift);
+    }
+
+    void _insert(const quv::UUID& uuid, size_t slot)
+    {
+        size_t index = _home(uuid);
+        while (mSlots[index] != 0)
+        {
+            index = (index + 1) & mMask;
+        }
+        mSlots[index] = slot;
+    }
+
+    // Place plus one; 0 is an empty slot.
+    std::vector<size_t> mSlots;
+    size_t mCount = 0;
+    size_t mMask = 0;
+    unsigned mShift = 64;
 };
 
 // Which versions of each module the table holds, kept so that "does any request meet this version" is a
@@ -168,7 +246,21 @@ private:
     struct OfferedModule
     {
         static constexpr size_t NO_ENTRY = SIZE_MAX;
+        static constexpr size_t NOT_OFFERED = SIZE_MAX;
 
+        // What the walk works out for a request of one offered version, the same every time it is asked:
+        // a module is requested at its few versions over and over.
+        struct VersionFacts
+        {
+            bool settled = false;
+            bool isAvailable = false;
+            // The offered version a request is promoted to when it is not available, NOT_OFFERED for none.
+            size_t promotion = NOT_OFFERED;
+            // Its dependencies have been walked.
+            bool visited = false;
+        };
+
+        quv::UUID uuid;
         // Null when no factory provides the module.
         IModuleBindingFactory* factory = nullptr;
         // The module's place in the table, once it has a request: one UUID lookup per request, not two.
@@ -178,6 +270,8 @@ private:
         std::vector<Version> offered;
         // The offered versions in the order a promotion looks at them: lowest or highest first.
         std::vector<Version> promotionOrder;
+        // Beside `offered`, by index.
+        std::vector<VersionFacts> facts;
     };
 
     // The requests of one requester, walked one dependency at a time. A dependency is handled in two steps,
@@ -191,7 +285,8 @@ private:
         bool promotionHandled = false;
         OfferedModule* module = nullptr;
         bool isAvailable = false;
-        bool isOffered = false;
+        // The requested version's index in the module's offered versions.
+        size_t offeredIndex = OfferedModule::NOT_OFFERED;
 
         void advance()
         {
@@ -202,8 +297,9 @@ private:
     };
 
     void _walk(ModuleDescriptor requester, std::vector<ModuleDependency> dependencies, ExplicitRule explicitRule);
+    // `offeredIndex` is the version's index in the module's offered versions, NOT_OFFERED if it is not one.
     std::optional<WalkFrame> _descend(OfferedModule& module, const ModuleDependency& dependency,
-                                      bool dependencyIsExplicit, const Version& version);
+                                      bool dependencyIsExplicit, const Version& version, size_t offeredIndex);
     // The request is written in place: a moved request costs as much as a copied one, its strings being short.
     void _addRequest(OfferedModule& module, const ModuleDependency& dependency, const Version& version,
                      const Version& requestedVersion, const ModuleDescriptor& requester, bool isAvailable,
@@ -211,22 +307,35 @@ private:
     OfferedModule& _moduleOf(const quv::UUID& uuid);
     bool _isAvailable(const std::vector<Version>& offered, const Version& requested) const;
     const Version* _promotionFor(const OfferedModule& module, const Version& requested) const;
+    // Availability and promotion of a request; for an offered version worked out once per build.
+    void _settle(OfferedModule& module, const Version& requested, size_t offeredIndex, bool& isAvailable,
+                 size_t& promotion) const;
     bool _isSatisfied(const PendingDependencySet& pending) const;
 
     FactoryIndex mFactories;
     VersionSelection mVersionSelection;
-    std::unordered_map<quv::UUID, OfferedModule> mOfferedModules;
+    // A deque: the walk holds on to modules while others are added.
+    std::deque<OfferedModule> mOfferedModules;
+    UuidSlots mOfferedSlots;
     VersionRequestTable mTable;
     // Only dependency sets ask what the table holds, so the index is built when the first one is settled.
     RequestedVersionIndex mRequestedVersions;
     bool mIndexRequests = false;
+    // Walked versions that their module does not offer; offered ones are marked in the module's facts.
     std::unordered_set<VisitedModuleVersion, VisitedModuleVersion::Hash> mVisited;
     std::vector<PendingDependencySet> mPending;
 };
 
+// The first index of `version`, SIZE_MAX for none.
+size_t indexIn(const std::vector<Version>& versions, const Version& version)
+{
+    const auto found = std::find(versions.begin(), versions.end(), version);
+    return found != versions.end() ? static_cast<size_t>(found - versions.begin()) : SIZE_MAX;
+}
+
 bool contains(const std::vector<Version>& versions, const Version& version)
 {
-    return std::find(versions.begin(), versions.end(), version) != versions.end();
+    return indexIn(versions, version) != SIZE_MAX;
 }
 
 Version highestOf(const std::vector<Version>& versions)
@@ -371,25 +480,24 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<ModuleDe
                 frame.advance();
                 continue;
             }
-            const std::vector<Version>& offered = frame.module->offered;
-            frame.isAvailable = _isAvailable(offered, requested);
-            frame.isOffered = contains(offered, requested);
-            if (!frame.isAvailable)
+            frame.offeredIndex = indexIn(frame.module->offered, requested);
+            size_t promotion = OfferedModule::NOT_OFFERED;
+            _settle(*frame.module, requested, frame.offeredIndex, frame.isAvailable, promotion);
+            if (promotion != OfferedModule::NOT_OFFERED)
             {
-                if (const Version* promoted = _promotionFor(*frame.module, requested))
-                {
-                    _addRequest(*frame.module, dependency, *promoted, requested, frame.requester, true, false,
-                                dependencyIsExplicit, true);
-                    descent = _descend(*frame.module, dependency, dependencyIsExplicit, *promoted);
-                }
+                const Version& promoted = frame.module->offered[promotion];
+                _addRequest(*frame.module, dependency, promoted, requested, frame.requester, true, false,
+                            dependencyIsExplicit, true);
+                descent = _descend(*frame.module, dependency, dependencyIsExplicit, promoted, promotion);
             }
         }
         else
         {
             const Version& requested = dependency.versions.front();
-            _addRequest(*frame.module, dependency, requested, requested, frame.requester, frame.isAvailable,
-                        !frame.isOffered, dependencyIsExplicit, false);
-            descent = _descend(*frame.module, dependency, dependencyIsExplicit, requested);
+            const bool isOffered = frame.offeredIndex != OfferedModule::NOT_OFFERED;
+            _addRequest(*frame.module, dependency, requested, requested, frame.requester, frame.isAvailable, !isOffered,
+                        dependencyIsExplicit, false);
+            descent = _descend(*frame.module, dependency, dependencyIsExplicit, requested, frame.offeredIndex);
             frame.advance();
         }
         if (descent)
@@ -403,9 +511,18 @@ void RequestTableBuilder::_walk(ModuleDescriptor requester, std::vector<ModuleDe
 std::optional<RequestTableBuilder::WalkFrame> RequestTableBuilder::_descend(OfferedModule& module,
                                                                             const ModuleDependency& dependency,
                                                                             bool dependencyIsExplicit,
-                                                                            const Version& version)
+                                                                            const Version& version, size_t offeredIndex)
 {
-    if (!mVisited.insert({dependency.uuid, version}).second)
+    if (offeredIndex != OfferedModule::NOT_OFFERED)
+    {
+        bool& visited = module.facts[offeredIndex].visited;
+        if (visited)
+        {
+            return std::nullopt;
+        }
+        visited = true;
+    }
+    else if (!mVisited.insert({dependency.uuid, version}).second)
     {
         return std::nullopt;
     }
@@ -416,17 +533,23 @@ std::optional<RequestTableBuilder::WalkFrame> RequestTableBuilder::_descend(Offe
 
 RequestTableBuilder::OfferedModule& RequestTableBuilder::_moduleOf(const quv::UUID& uuid)
 {
-    const auto [entry, added] = mOfferedModules.try_emplace(uuid);
-    OfferedModule& module = entry->second;
-    if (added)
+    const auto uuidAt = [this](size_t place) -> const quv::UUID& { return mOfferedModules[place].uuid; };
+    size_t place = mOfferedSlots.find(uuid, uuidAt);
+    if (place == UuidSlots::NONE)
     {
-        module.factory = mFactories.find(uuid);
+        place = mOfferedModules.size();
+        OfferedModule& added = mOfferedModules.emplace_back();
+        added.uuid = uuid;
+        added.factory = mFactories.find(uuid);
+        mOfferedSlots.add(uuid, place, uuidAt);
     }
+    OfferedModule& module = mOfferedModules[place];
     if (module.factory != nullptr && !module.loaded)
     {
         module.loaded = true;
         module.name = module.factory->getName();
         module.offered = module.factory->getSupportedVersions();
+        module.facts.resize(module.offered.size());
         module.promotionOrder = module.offered;
         switch (mVersionSelection)
         {
@@ -462,6 +585,37 @@ void RequestTableBuilder::_addRequest(OfferedModule& module, const ModuleDepende
     request.isMissing = isMissing;
     request.isExplicit = isExplicit;
     request.isPromotion = isPromotion;
+}
+
+void RequestTableBuilder::_settle(OfferedModule& module, const Version& requested, size_t offeredIndex,
+                                  bool& isAvailable, size_t& promotion) const
+{
+    const auto work = [&](bool& available, size_t& promoted)
+    {
+        available = _isAvailable(module.offered, requested);
+        promoted = OfferedModule::NOT_OFFERED;
+        if (!available)
+        {
+            if (const Version* version = _promotionFor(module, requested))
+            {
+                // The first offered copy of the version: visits are marked there.
+                promoted = indexIn(module.offered, *version);
+            }
+        }
+    };
+    if (offeredIndex == OfferedModule::NOT_OFFERED)
+    {
+        work(isAvailable, promotion);
+        return;
+    }
+    OfferedModule::VersionFacts& facts = module.facts[offeredIndex];
+    if (!facts.settled)
+    {
+        work(facts.isAvailable, facts.promotion);
+        facts.settled = true;
+    }
+    isAvailable = facts.isAvailable;
+    promotion = facts.promotion;
 }
 
 bool RequestTableBuilder::_isAvailable(const std::vector<Version>& offered, const Version& requested) const

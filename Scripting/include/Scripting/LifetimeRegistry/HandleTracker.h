@@ -48,6 +48,24 @@ uint64_t hashKey(const Key& key)
     }
 }
 
+// Where a key's entry goes in its type's table. An integer key of up to four bytes is its own place, so that
+// keys in order sit in order; the hash alone must still decide which keys are one, and FNV-1a gives each value
+// of four bytes or fewer a hash of its own (an exhaustive check of all 2^32 shows it), so the place follows from
+// the hash. Wider keys, for which that is not known, and keys of other types are placed by their hash.
+template <typename Key>
+uint64_t placeOfKey(const Key& key, uint64_t keyHash)
+{
+    constexpr bool ownPlace = (std::is_integral_v<Key> || std::is_enum_v<Key>)&&sizeof(Key) <= 4;
+    if constexpr (ownPlace)
+    {
+        return static_cast<uint64_t>(key);
+    }
+    else
+    {
+        return keyHash;
+    }
+}
+
 // The key an object of `T` is tracked under. A type of its own per tracked `T`, so that tracking never mixes
 // with plain objects or components of the key's type, nor with the keys of another tracked type.
 template <typename T>
@@ -87,7 +105,9 @@ public:
     {
         OV_ASSERT(!handle.empty(), "Attempting to track an empty handle");
         registry.attach<internal::TrackingKey<T>, const HandleKey<T>&>(handle, key);
-        registry.getHandleCache()._add(internal::hashTrackedType<T>(), internal::hashKey(key), handle);
+        const uint64_t keyHash = internal::hashKey(key);
+        registry.getHandleCache()._add(internal::hashTrackedType<T>(), keyHash, internal::placeOfKey(key, keyHash),
+                                       handle, registry._basePosition(handle));
         if (addReference)
         {
             registry.addReference(handle);
@@ -107,15 +127,17 @@ public:
         {
             return std::nullopt;
         }
-        const std::optional<ObjectHandle> found =
-            registry->getHandleCache()._find(internal::hashTrackedType<T>(), internal::hashKey(key));
-        if (!found)
+        const uint64_t keyHash = internal::hashKey(key);
+        HandleCache::TrackedEntry* entry = registry->getHandleCache()._findEntry(
+            internal::hashTrackedType<T>(), keyHash, internal::placeOfKey(key, keyHash));
+        if (entry == nullptr)
         {
             return std::nullopt;
         }
+        const ObjectHandle found = entry->handle();
         // The reference is added here, on the registry in hand, and adopted by the handle.
-        registry->addReference(*found);
-        return std::optional<StrongTypedObjectHandle<T>>(std::in_place, std::move(scope), *found, false);
+        registry->_addReferenceAt(found, entry->basePosition);
+        return std::optional<StrongTypedObjectHandle<T>>(std::in_place, std::move(scope), found, false);
     }
 
     /// Detaches the key, forgets it and removes the tracking reference, which may destroy the object.

@@ -64,91 +64,64 @@ public:
 
 namespace internal
 {
-// A map from 64-bit hashes to values in one array: open addressing with linear probing from a scrambled home
-// slot, never more than half full, and erasure that shifts the rest of a run back instead of leaving
-// tombstones, so that a lookup touches one or two neighbouring slots and nothing else.
+// A map from 64-bit hashes to values in one array, open-addressed with Robin Hood linear probing and erasure by
+// shifting the rest of a run back, never more than half full. Each entry also carries a place, which picks its
+// home slot: the caller passes a number that keeps related keys near each other (an integer key itself), so
+// that keys looked up in order walk the array in order. A place is only a position: the hash alone says which
+// entry is which. Places taken modulo the capacity can pile up (keys with a common stride of a power of two);
+// the first entry pushed further than MAX_DISPLACEMENT from its home switches the table to scrambled homes for
+// good, so that such places cost what hashed ones do; until then no entry stands further than that from its
+// home, which bounds every lookup.
 template <typename Value>
 class HashSlotTable
 {
 public:
     size_t size() const { return mSize; }
     bool empty() const { return mSize == 0; }
+    // Whether homes are scrambled: the places stopped spreading by themselves.
+    bool isScrambled() const { return mScrambled; }
 
-    const Value* find(uint64_t key) const
+    const Value* find(uint64_t key, uint64_t place) const
     {
-        if (mSize == 0)
-        {
-            return nullptr;
-        }
-        for (size_t index = _home(key);; index = (index + 1) & mMask)
-        {
-            const Slot& slot = mSlots[index];
-            if (!slot.used)
-            {
-                return nullptr;
-            }
-            if (slot.key == key)
-            {
-                return &slot.value;
-            }
-        }
+        const size_t index = _indexOf(key, place);
+        return index != NOWHERE ? &mSlots[index].value : nullptr;
     }
-    Value* find(uint64_t key) { return const_cast<Value*>(std::as_const(*this).find(key)); }
+    Value* find(uint64_t key, uint64_t place) { return const_cast<Value*>(std::as_const(*this).find(key, place)); }
 
-    // The value under `key`, inserted from `value` if the key is new; `inserted` says which.
-    Value& emplace(uint64_t key, Value value, bool& inserted)
+    // The value under `key`, inserted from `value` at `place` if the key is new; `inserted` says which.
+    Value& emplace(uint64_t key, uint64_t place, Value value, bool& inserted)
     {
+        if (Value* existing = find(key, place))
+        {
+            inserted = false;
+            return *existing;
+        }
+        inserted = true;
         if ((mSize + 1) * 2 > mSlots.size())
         {
-            _grow();
+            _rebuild(mSlots.empty() ? MIN_CAPACITY : mSlots.size() * 2, mScrambled);
         }
-        for (size_t index = _home(key);; index = (index + 1) & mMask)
+        if (_insertNew(Slot{key, place, std::move(value), 0}) && !mScrambled)
         {
-            Slot& slot = mSlots[index];
-            if (!slot.used)
-            {
-                slot = Slot{key, std::move(value), true};
-                ++mSize;
-                inserted = true;
-                return slot.value;
-            }
-            if (slot.key == key)
-            {
-                inserted = false;
-                return slot.value;
-            }
+            _rebuild(mSlots.size(), true);
         }
+        return *find(key, place);
     }
 
-    bool erase(uint64_t key)
+    bool erase(uint64_t key, uint64_t place)
     {
-        if (mSize == 0)
+        size_t hole = _indexOf(key, place);
+        if (hole == NOWHERE)
         {
             return false;
         }
-        size_t hole = _home(key);
-        for (;; hole = (hole + 1) & mMask)
+        // Every entry after the hole that is not at its home moves one back, until an empty slot or an entry
+        // at its home ends the run.
+        for (size_t next = (hole + 1) & mMask; mSlots[next].distance > 1; next = (next + 1) & mMask)
         {
-            if (!mSlots[hole].used)
-            {
-                return false;
-            }
-            if (mSlots[hole].key == key)
-            {
-                break;
-            }
-        }
-        // An entry further along the run may fill the hole when the hole lies between its home slot and
-        // where it stands; otherwise a lookup for it would stop at the hole.
-        for (size_t next = (hole + 1) & mMask; mSlots[next].used; next = (next + 1) & mMask)
-        {
-            const size_t fromHome = (next - _home(mSlots[next].key)) & mMask;
-            const size_t fromHole = (next - hole) & mMask;
-            if (fromHome >= fromHole)
-            {
-                mSlots[hole] = std::move(mSlots[next]);
-                hole = next;
-            }
+            mSlots[hole] = std::move(mSlots[next]);
+            --mSlots[hole].distance;
+            hole = next;
         }
         mSlots[hole] = Slot{};
         --mSize;
@@ -159,38 +132,99 @@ private:
     struct Slot
     {
         uint64_t key = 0;
+        uint64_t place = 0;
         Value value{};
-        bool used = false;
+        // Distance from the home slot plus one; 0 marks an empty slot.
+        uint32_t distance = 0;
     };
 
-    // Fibonacci hashing: the top bits of the product depend on every bit of the key, so keys whose hashes
-    // differ only in their high bits (or a std::hash that is the identity) still spread over the table.
-    size_t _home(uint64_t key) const { return static_cast<size_t>((key * 0x9E3779B97F4A7C15ull) >> mShift); }
+    static constexpr size_t MIN_CAPACITY = 8;
+    static constexpr uint32_t MAX_DISPLACEMENT = 48;
+    static constexpr size_t NOWHERE = SIZE_MAX;
 
-    void _grow()
+    size_t _indexOf(uint64_t key, uint64_t place) const
     {
-        std::vector<Slot> old = std::move(mSlots);
-        const size_t capacity = old.empty() ? MIN_CAPACITY : old.size() * 2;
-        mSlots.assign(capacity, Slot{});
-        mMask = capacity - 1;
-        mShift = 64 - static_cast<unsigned>(std::countr_zero(capacity));
-        mSize = 0;
-        for (Slot& slot : old)
+        if (mSize == 0)
         {
-            if (slot.used)
+            return NOWHERE;
+        }
+        const size_t home = _home(place);
+        for (uint32_t distance = 1;; ++distance)
+        {
+            const size_t index = (home + distance - 1) & mMask;
+            const Slot& slot = mSlots[index];
+            // Robin Hood order: an entry nearer its home than this probe is to ours means ours is absent.
+            if (slot.distance < distance)
             {
-                bool inserted = false;
-                emplace(slot.key, std::move(slot.value), inserted);
+                return NOWHERE;
+            }
+            if (slot.key == key)
+            {
+                return index;
             }
         }
     }
 
-    static constexpr size_t MIN_CAPACITY = 8;
+    // Scrambled homes use Fibonacci hashing: the top bits of the product depend on every bit of the place.
+    size_t _home(uint64_t place) const
+    {
+        return mScrambled ? static_cast<size_t>((place * 0x9E3779B97F4A7C15ull) >> mShift)
+                          : static_cast<size_t>(place) & mMask;
+    }
+
+    // Places an entry whose key is absent, taking the slot of any entry nearer its home. True when some entry
+    // ended up further than MAX_DISPLACEMENT from its home.
+    bool _insertNew(Slot&& entry)
+    {
+        Slot carried = std::move(entry);
+        carried.distance = 1;
+        bool far = false;
+        for (size_t index = _home(carried.place);; index = (index + 1) & mMask)
+        {
+            Slot& slot = mSlots[index];
+            if (slot.distance == 0)
+            {
+                slot = std::move(carried);
+                ++mSize;
+                return far;
+            }
+            if (slot.distance < carried.distance)
+            {
+                std::swap(slot, carried);
+            }
+            ++carried.distance;
+            far = far || carried.distance > MAX_DISPLACEMENT + 1;
+        }
+    }
+
+    void _rebuild(size_t capacity, bool scrambled)
+    {
+        std::vector<Slot> old = std::move(mSlots);
+        mSlots.clear();
+        mSlots.resize(capacity);
+        mMask = capacity - 1;
+        mShift = 64 - static_cast<unsigned>(std::countr_zero(capacity));
+        mScrambled = scrambled;
+        mSize = 0;
+        bool far = false;
+        for (Slot& slot : old)
+        {
+            if (slot.distance != 0)
+            {
+                far = _insertNew(std::move(slot)) || far;
+            }
+        }
+        if (far && !mScrambled)
+        {
+            _rebuild(capacity, true);
+        }
+    }
 
     std::vector<Slot> mSlots;
     size_t mSize = 0;
     size_t mMask = 0;
     unsigned mShift = 63;
+    bool mScrambled = false;
 };
 } // namespace internal
 
@@ -207,9 +241,29 @@ public:
         uint64_t typeHash = 0;
         /** @brief Hash of the native key. */
         uint64_t keyHash = 0;
+        /** @brief Where the key's entry sits in its type's table (see HashSlotTable). */
+        uint64_t place = 0;
     };
-    /// Key hash to handle, for one type; handles are kept packed (ObjectHandle::toU64) to halve the slots.
-    using KeyCache = internal::HashSlotTable<uint64_t>;
+    /// What a key is filed with: the handle, packed (ObjectHandle::toU64) in two halves so that an entry takes
+    /// 32 bytes, and where the object's base component last stood in its storage, so that a fetch need not
+    /// search the registry for it.
+    struct TrackedEntry
+    {
+        /** @brief No known position. */
+        static constexpr uint32_t NO_POSITION = UINT32_MAX;
+
+        /** @return The handle. */
+        ObjectHandle handle() const { return ObjectHandle((static_cast<uint64_t>(high) << 32) | low); }
+
+        /** @brief Low half of the packed handle. */
+        uint32_t low = 0;
+        /** @brief High half of the packed handle. */
+        uint32_t high = 0;
+        /** @brief A hint, checked before use: objects move in their storage when others die. */
+        uint32_t basePosition = NO_POSITION;
+    };
+    /// Key hash to entry, for one type.
+    using KeyCache = internal::HashSlotTable<TrackedEntry>;
 
     /** @brief An empty cache. */
     HandleCache() = default;
@@ -218,31 +272,59 @@ public:
     /** @brief Asserts when handles are left: they would leak their tracking references. */
     ~HandleCache();
 
-    /** @brief Files a handle under a key; for HandleTracker. */
-    void _add(uint64_t typeHash, uint64_t keyHash, const ObjectHandle& handle);
-    /** @brief Drops a key; for HandleTracker. */
-    void _remove(uint64_t typeHash, uint64_t keyHash);
+    /** @brief Files a handle under a key, placed by its hash; for HandleTracker and tools. */
+    void _add(uint64_t typeHash, uint64_t keyHash, const ObjectHandle& handle)
+    {
+        _add(typeHash, keyHash, keyHash, handle);
+    }
     /**
-     * @brief The handle filed under a key; for HandleTracker.
+     * @brief Files a handle under a key; for HandleTracker.
+     * @param typeHash Hash of the object's type.
+     * @param keyHash Hash of the key, which alone identifies it.
+     * @param place Where the key's entry goes; keys near in place are near in the table.
+     * @param handle The object.
+     * @param basePosition Position of the object's base component, or TrackedEntry::NO_POSITION.
+     */
+    void _add(uint64_t typeHash, uint64_t keyHash, uint64_t place, const ObjectHandle& handle,
+              uint32_t basePosition = TrackedEntry::NO_POSITION);
+    /** @brief Drops a key filed by its hash; for HandleTracker and tools. */
+    void _remove(uint64_t typeHash, uint64_t keyHash) { _remove(typeHash, keyHash, keyHash); }
+    /** @brief Drops a key filed at `place`; for HandleTracker. */
+    void _remove(uint64_t typeHash, uint64_t keyHash, uint64_t place);
+    /**
+     * @brief The handle filed under a key placed by its hash; for HandleTracker and tools.
      * @return The handle, or empty.
      */
     std::optional<ObjectHandle> _find(uint64_t typeHash, uint64_t keyHash) const
     {
-        const KeyCache* cache = _findType(typeHash);
-        if (cache == nullptr)
-        {
-            return std::nullopt;
-        }
-        const uint64_t* packed = cache->find(keyHash);
-        if (packed == nullptr)
-        {
-            return std::nullopt;
-        }
-        return ObjectHandle(*packed);
+        return _find(typeHash, keyHash, keyHash);
+    }
+    /**
+     * @brief The handle filed under a key at `place`; for HandleTracker.
+     * @return The handle, or empty.
+     */
+    std::optional<ObjectHandle> _find(uint64_t typeHash, uint64_t keyHash, uint64_t place) const
+    {
+        const TrackedEntry* entry = _findEntry(typeHash, keyHash, place);
+        return entry != nullptr ? std::optional<ObjectHandle>(entry->handle()) : std::nullopt;
+    }
+    /**
+     * @brief The entry of a key, whose position hint the caller may refresh; for HandleTracker.
+     * @return The entry, or null. It lasts until the next _add or _remove.
+     */
+    TrackedEntry* _findEntry(uint64_t typeHash, uint64_t keyHash, uint64_t place)
+    {
+        return const_cast<TrackedEntry*>(std::as_const(*this)._findEntry(typeHash, keyHash, place));
+    }
+    /** @brief The entry of a key, or null. */
+    const TrackedEntry* _findEntry(uint64_t typeHash, uint64_t keyHash, uint64_t place) const
+    {
+        const KeyCache* cache = mTypeCaches.find(typeHash, typeHash);
+        return cache != nullptr ? cache->find(keyHash, place) : nullptr;
     }
     /// The keys of a type, null if the type was never tracked. A type whose keys are all gone keeps its
     /// empty map. The pointer lasts until the next _add.
-    const KeyCache* _findType(uint64_t typeHash) const { return mTypeCaches.find(typeHash); }
+    const KeyCache* _findType(uint64_t typeHash) const { return mTypeCaches.find(typeHash, typeHash); }
 
     /// Drops whatever key `handle` stands under; nothing if it stands under none.
     void removeHandle(const ObjectHandle& handle);
@@ -615,6 +697,18 @@ public:
 private:
     friend class WeakLifetimeScope;
     friend class WeakObjectHandle;
+    friend class HandleTracker;
+
+    // Where the object's base component stands in its storage, HandleCache::TrackedEntry::NO_POSITION for no
+    // object: a hint for _addReferenceAt. Out of line, as is the search when a hint is stale: more inline
+    // searches would make the compiler stop inlining the one every strong handle's count goes through.
+    uint32_t _basePosition(ObjectHandle handle) const;
+    internal::BaseScriptComponent* _findBase(ObjectHandle handle, uint32_t& position) const;
+    // addReference for a caller that remembers where the base component stood. The hint is checked against
+    // the storage, whose entities sit in the same order as the components, and refreshed when the object has
+    // moved since: a correct hint spares the search through the sparse array.
+    inline void _addReferenceAt(ObjectHandle handle, uint32_t& position);
+    inline void _raiseCount(internal::BaseScriptComponent* baseScriptComp);
 
     ObjectHandle _createObject(internal::BaseScriptComponent&& component);
     // Condemns the object and destroys it, at once or after the destruction under way.
@@ -666,7 +760,29 @@ private:
 void LifetimeRegistry::addReference(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    _raiseCount(_tryGetBase(handle.value));
+}
+
+void LifetimeRegistry::_addReferenceAt(ObjectHandle handle, uint32_t& position)
+{
+    OV_ASSERT(handle != removingEntity, "This handle is being removed");
+    constexpr std::size_t PAGE = internal::BaseScriptComponent::page_size;
+    internal::BaseScriptComponent* baseScriptComp = nullptr;
+    if (position < mBaseComponents.size() && mBaseComponents.data()[position] == handle.value)
+    {
+        baseScriptComp = &mBaseComponents.raw()[position / PAGE][position % PAGE];
+    }
+    else
+    {
+        // Written before the count is raised: a raise may call the script reference, which may track or untrack
+        // and so move the entry that `position` lives in.
+        baseScriptComp = _findBase(handle, position);
+    }
+    _raiseCount(baseScriptComp);
+}
+
+void LifetimeRegistry::_raiseCount(internal::BaseScriptComponent* baseScriptComp)
+{
     // A dying object cannot be held again: the new holder finds it gone, as it will be.
     if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
     {

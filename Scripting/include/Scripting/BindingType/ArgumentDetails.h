@@ -43,10 +43,14 @@ struct ArgumentBinding
      * @param argumentDetails Default, bounds and validator.
      */
     ArgumentBinding(std::string argumentName, entt::meta_type argumentType, ArgumentDetails argumentDetails);
+    /// @brief Copied, moved and destroyed out of line: a function that describes many records calls these
+    /// instead of expanding every member's.
+    ///@{
     ArgumentBinding(const ArgumentBinding&);
     ArgumentBinding(ArgumentBinding&&) noexcept;
     ArgumentBinding& operator=(const ArgumentBinding&);
     ArgumentBinding& operator=(ArgumentBinding&&) noexcept;
     ~ArgumentBinding();
+    ///@}
 };
 } // namespace Scripting

@@ -36,12 +36,15 @@ struct ClassBinding : TaggedBinding
     /** @brief The conditions the last build found missing; the class stays, the runtime refuses it. */
     std::vector<std::string> missingRuntimeConditions;
 
-    // Out of line: a function that describes many records calls these instead of expanding every member's.
+    /// @brief Copied, moved and destroyed out of line: a function that describes many records calls these
+    /// instead of expanding every member's.
+    ///@{
     ClassBinding();
     ClassBinding(const ClassBinding&);
     ClassBinding(ClassBinding&&) noexcept;
     ClassBinding& operator=(const ClassBinding&);
     ClassBinding& operator=(ClassBinding&&) noexcept;
     ~ClassBinding();
+    ///@}
 };
 } // namespace Scripting

@@ -26,12 +26,15 @@ struct FunctionBinding : TaggedBinding
     /** @brief Conditions the runtime must offer for the call. */
     std::vector<std::string> runtimeConditions;
 
-    // Out of line: a function that describes many records calls these instead of expanding every member's.
+    /// @brief Copied, moved and destroyed out of line: a function that describes many records calls these
+    /// instead of expanding every member's.
+    ///@{
     FunctionBinding();
     FunctionBinding(const FunctionBinding&);
     FunctionBinding(FunctionBinding&&) noexcept;
     FunctionBinding& operator=(const FunctionBinding&);
     FunctionBinding& operator=(FunctionBinding&&) noexcept;
     ~FunctionBinding();
+    ///@}
 };
 } // namespace Scripting

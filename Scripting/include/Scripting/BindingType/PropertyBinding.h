@@ -41,13 +41,16 @@ struct PropertyBinding : TaggedBinding
     /** @brief Free for a runtime; no builder sets it. */
     entt::meta_any extraValue;
 
-    // Out of line: a function that describes many records calls these instead of expanding every member's.
+    /// @brief Copied, moved and destroyed out of line: a function that describes many records calls these
+    /// instead of expanding every member's.
+    ///@{
     PropertyBinding();
     PropertyBinding(const PropertyBinding&);
     PropertyBinding(PropertyBinding&&) noexcept;
     PropertyBinding& operator=(const PropertyBinding&);
     PropertyBinding& operator=(PropertyBinding&&) noexcept;
     ~PropertyBinding();
+    ///@}
 
     /// Inclusive bounds for a property of `U`, std::optional<U>, std::vector<U> or std::optional<std::vector<U>>,
     /// with `U` int or float. A read-only property or another type reports and keeps the property unbounded.

@@ -60,16 +60,4 @@ void HandleCache::removeHandle(const ObjectHandle& handle)
     _remove(lookup.typeHash, lookup.keyHash, lookup.place);
 }
 
-// The registry's side of the cache's position hints, kept beside the cache they serve.
-uint32_t LifetimeRegistry::_basePosition(ObjectHandle handle) const
-{
-    return mBaseComponents.contains(handle.value) ? static_cast<uint32_t>(mBaseComponents.index(handle.value))
-                                                  : HandleCache::TrackedEntry::NO_POSITION;
-}
-
-internal::BaseScriptComponent* LifetimeRegistry::_findBase(ObjectHandle handle, uint32_t& position) const
-{
-    position = _basePosition(handle);
-    return _tryGetBase(handle.value);
-}
 } // namespace Scripting

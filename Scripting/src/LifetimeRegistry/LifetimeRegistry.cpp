@@ -82,6 +82,23 @@ ObjectHandle WeakLifetimeScope::_beginObject(const internal::ObjectTypeTable& ta
     return registry->_createObject(internal::BaseScriptComponent(registry->mTypeCache, table));
 }
 
+uint32_t LifetimeRegistry::_basePosition(ObjectHandle handle) const
+{
+    return mBaseComponents.contains(handle.value) ? static_cast<uint32_t>(mBaseComponents.index(handle.value))
+                                                  : HandleCache::TrackedEntry::NO_POSITION;
+}
+
+internal::BaseScriptComponent* LifetimeRegistry::_findBase(ObjectHandle handle, uint32_t& position) const
+{
+    if (!mBaseComponents.contains(handle.value))
+    {
+        position = HandleCache::TrackedEntry::NO_POSITION;
+        return nullptr;
+    }
+    position = static_cast<uint32_t>(mBaseComponents.index(handle.value));
+    return &mBaseComponents.get(handle.value);
+}
+
 ObjectHandle LifetimeRegistry::_createObject(internal::BaseScriptComponent&& component)
 {
     ObjectHandleValue entity = registry.create();

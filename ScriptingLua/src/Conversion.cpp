@@ -11,7 +11,6 @@
 #include <cfloat>
 #include <cmath>
 #include <limits>
-#include <mutex>
 
 namespace Scripting::Lua
 {
@@ -19,60 +18,14 @@ namespace internal
 {
 namespace
 {
-std::unordered_map<entt::id_type, SequenceAdapter>& sequenceAdapters()
-{
-    static std::unordered_map<entt::id_type, SequenceAdapter> sAdapters;
-    return sAdapters;
-}
-
-std::unordered_map<entt::id_type, OptionalAdapter>& optionalAdapters()
-{
-    static std::unordered_map<entt::id_type, OptionalAdapter> sAdapters;
-    return sAdapters;
-}
-
-// The vectors and optionals of the primitives, known without being asked for.
-void registerBuiltInValueTypes()
-{
-    static std::once_flag sOnce;
-    std::call_once(sOnce,
-                   []
-                   {
-                       registerValueType<std::vector<bool>>();
-                       registerValueType<std::vector<int>>();
-                       registerValueType<std::vector<unsigned>>();
-                       registerValueType<std::vector<int64_t>>();
-                       registerValueType<std::vector<uint64_t>>();
-                       registerValueType<std::vector<float>>();
-                       registerValueType<std::vector<double>>();
-                       registerValueType<std::vector<std::string>>();
-                       registerValueType<std::optional<bool>>();
-                       registerValueType<std::optional<int>>();
-                       registerValueType<std::optional<unsigned>>();
-                       registerValueType<std::optional<int64_t>>();
-                       registerValueType<std::optional<uint64_t>>();
-                       registerValueType<std::optional<float>>();
-                       registerValueType<std::optional<double>>();
-                       registerValueType<std::optional<std::string>>();
-                       registerValueType<std::optional<std::vector<int>>>();
-                       registerValueType<std::optional<std::vector<float>>>();
-                       registerValueType<std::optional<std::vector<double>>>();
-                       registerValueType<std::optional<std::vector<std::string>>>();
-                   });
-}
-
 const SequenceAdapter* findSequence(const entt::meta_type& type)
 {
-    const auto& adapters = sequenceAdapters();
-    const auto found = adapters.find(type.info().hash());
-    return found != adapters.end() ? &found->second : nullptr;
+    return Reflection::findSequenceAdapter(type);
 }
 
 const OptionalAdapter* findOptional(const entt::meta_type& type)
 {
-    const auto& adapters = optionalAdapters();
-    const auto found = adapters.find(type.info().hash());
-    return found != adapters.end() ? &found->second : nullptr;
+    return Reflection::findOptionalAdapter(type);
 }
 
 // A Result<T, ...> and a Result_deprecated<T> hold one ResultAny and nothing else, at the start of the object.
@@ -916,16 +869,6 @@ PushStatus pushInterface(LuaContext& context, lua_State* state, const InterfaceI
 }
 } // namespace
 
-void addSequenceAdapter(const entt::meta_type& type, const SequenceAdapter& adapter)
-{
-    sequenceAdapters().insert_or_assign(type.info().hash(), adapter);
-}
-
-void addOptionalAdapter(const entt::meta_type& type, const OptionalAdapter& adapter)
-{
-    optionalAdapters().insert_or_assign(type.info().hash(), adapter);
-}
-
 Primitive primitiveOf(const entt::meta_type& type)
 {
     static const PrimitiveTable sTable;
@@ -942,11 +885,6 @@ Primitive primitiveOf(const entt::meta_type& type)
         }
     }
     return Primitive::None;
-}
-
-void registerBuiltInTypes()
-{
-    registerBuiltInValueTypes();
 }
 
 const char* primitiveName(Primitive primitive)

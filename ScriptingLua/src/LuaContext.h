@@ -63,8 +63,6 @@ bool isSpecializationOf(const entt::meta_type& type)
 }
 
 Primitive primitiveOf(const entt::meta_type& type);
-// The vectors and optionals of primitives; before any context converts anything.
-void registerBuiltInTypes();
 const char* primitiveName(Primitive primitive);
 
 // The native arguments that the runtime fills from the context.

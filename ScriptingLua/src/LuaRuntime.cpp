@@ -332,7 +332,6 @@ LuaRuntime::LuaRuntime(RegistryManager& registryManager, LuaRuntimeSettings sett
     std::call_once(sRegistered,
                    []
                    {
-                       internal::registerBuiltInTypes();
                        // Made here, outside any Lua call, where nothing may throw.
                        internal::sealFor(nullptr, internal::BoxKind::Error);
                        internal::userdataHeader();

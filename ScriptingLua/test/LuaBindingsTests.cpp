@@ -48,6 +48,13 @@ INSTANTIATE_TEST_SUITE_P(
                    "local zoo = require('@test/zoo') zoo.keeper:increment(1) return zoo.keeper.value", 43},
         ScriptCase{"Vector", "return require('@test/zoo').sum({1, 2, 3, 4})", 10},
         ScriptCase{"EmptyVector", "return require('@test/zoo').sum({})", 0},
+        ScriptCase{"VectorOfClassObjects",
+                   "local zoo = require('@test/zoo') return zoo.totalValue({zoo.Counter(2), zoo.Counter(5)})", 7},
+        // {4, nil, 2, nil, 0}: the holes of a returned vector of optionals are nils.
+        ScriptCase{
+            "VectorInsideResult",
+            "local t = require('@test/zoo').countdown(4) return t[1] * 100 + t[3] * 10 + (t[2] == nil and 1 or 0)",
+            421},
         ScriptCase{"OptionalPresent", "return require('@test/zoo').maybeDouble(4)", 8},
         ScriptCase{"OptionalAbsent", "return require('@test/zoo').maybeDouble(nil) == nil and 1 or 0", 1},
         ScriptCase{"OptionalLeftOut", "return require('@test/zoo').maybeDouble() == nil and 1 or 0", 1},

@@ -99,6 +99,31 @@ std::optional<ModuleBinding> describe(ModuleBindingBuilder& builder)
             return total;
         },
         ArgumentBindingBuilder<const std::vector<int>&>("values").bounds(-100, 100));
+    // Containers no registration names: the bindings describe them to the runtime.
+    builder.function(
+        "totalValue",
+        [](const std::vector<Counter>& counters)
+        {
+            int total = 0;
+            for (const Counter& counter : counters)
+            {
+                total += counter.value;
+            }
+            return total;
+        },
+        ArgumentBindingBuilder<const std::vector<Counter>&>("counters"));
+    builder.function(
+        "countdown",
+        [](int from) -> Result<std::vector<std::optional<int16_t>>>
+        {
+            std::vector<std::optional<int16_t>> values;
+            for (int value = from; value >= 0; --value)
+            {
+                values.emplace_back(value % 2 == 0 ? std::optional<int16_t>(value) : std::nullopt);
+            }
+            return values;
+        },
+        ArgumentBindingBuilder<int>("from"));
     builder.function(
         "maybeDouble", [](std::optional<int> value) { return value ? std::optional<int>(*value * 2) : std::nullopt; },
         ArgumentBindingBuilder<std::optional<int>>("value"));

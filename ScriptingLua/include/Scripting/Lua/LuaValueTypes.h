@@ -5,7 +5,9 @@
 
 namespace Scripting::Lua
 {
+/// The name this runtime gave the vector adapter before the core library held it.
 using SequenceAdapter = Reflection::SequenceAdapter;
+/// The name this runtime gave the optional adapter before the core library held it.
 using OptionalAdapter = Reflection::OptionalAdapter;
 
 /// Makes a std::vector or std::optional type, and the ones nested in it, convertible to and from Lua values:

@@ -387,6 +387,11 @@ struct LuaContext
     uint64_t entry = 0;
     uint64_t entries = 0;
     InterruptSlot* interruptSlot = nullptr;
+    // Unique in the process, so that what a closure value cached about a context is never taken for a later
+    // context of the same id; and how many script values this context let go, which a typed closure call
+    // compares with what it saw when it found its function.
+    uint64_t serial = 0;
+    uint64_t valuesLetGo = 0;
     // Coroutines made so far that may still live, and the registry references that script values hold.
     uint64_t coroutines = 0;
     uint64_t scriptReferences = 0;

@@ -39,6 +39,8 @@ public:
     // The Lua side may be running right now; the reference is dropped at the next safe point.
     void onObjectDestroyed() override
     {
+        // Typed closure calls that found this value's slot must look again.
+        ++mContext.valuesLetGo;
         if (!mContext.closing)
         {
             mContext.pendingUnreferences.push_back(mReference);
@@ -716,16 +718,36 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
     return result;
 }
 
-Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId, ObjectHandle closure, int64_t& slot,
+Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId, ObjectHandle closure,
+                                                            Reflection::TypedClosureCache& cache,
                                                             const Reflection::TypedClosureCall& call,
                                                             const entt::meta_type& returnType,
                                                             Reflection::TypedReturn& result, ResultAny& failure)
 {
     using Reflection::TypedClosureStatus;
     LuaContext* context = _getContext(contextId);
-    if (context == nullptr || context->closing || !context->useTypedCalls || call.count > 200)
+    if (cache.owner != 0)
     {
-        return TypedClosureStatus::Unsupported;
+        // A context made later under the same id has another serial, and any script value let go since the
+        // function was found may have been this one, or have freed the slot for another function.
+        if (context == nullptr || context->serial != cache.owner || context->valuesLetGo != cache.epoch)
+        {
+            cache = {};
+            return TypedClosureStatus::Unsupported;
+        }
+    }
+    else
+    {
+        if (context == nullptr || context->closing || !context->useTypedCalls || call.count > 200)
+        {
+            return TypedClosureStatus::Unsupported;
+        }
+        const int reference = internal::referenceOf(*context, closure);
+        if (reference <= 0)
+        {
+            return TypedClosureStatus::Unsupported;
+        }
+        cache = {context->serial, context->valuesLetGo, reference};
     }
     if (context->stopped && context->entry != 0)
     {
@@ -738,16 +760,7 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     {
         return TypedClosureStatus::Unsupported;
     }
-    // The slot is the function's reference, which lives as long as the closure's object.
-    if (slot <= 0 || slot > std::numeric_limits<int>::max())
-    {
-        slot = internal::referenceOf(*context, closure);
-        if (slot <= 0)
-        {
-            slot = 0;
-            return TypedClosureStatus::Unsupported;
-        }
-    }
+    const int64_t slot = cache.slot;
     const int base = lua_gettop(state);
     int handler = internal::HANDLER_SLOT;
     int function = base + 1;
@@ -772,8 +785,8 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     }
     if (type != LUA_TFUNCTION)
     {
+        // A callable table, say: the general road calls it.
         lua_settop(state, base);
-        slot = 0;
         return TypedClosureStatus::Unsupported;
     }
     {

@@ -133,6 +133,9 @@ struct FunctionPlan
     const Reflection::TypedCall* typed = nullptr;
     // The typed result is a number that Lua holds as an integer whatever its value.
     bool integerResult = false;
+    // A function (no object) on the typed road whose every parameter is a plain integer, in script order, and
+    // whose result is an integer or nothing: its calls take the shortest road there is.
+    bool integersOnly = false;
     // The class a method's object must be exactly, for the typed road; a derived object takes the general one.
     entt::meta_type selfType;
     // Argument anys kept from one call to the next, so that numbers are written into anys that hold their

@@ -756,16 +756,21 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         return TypedClosureStatus::Failed;
     }
     lua_State* state = internal::usableThread(*context);
-    if (!lua_checkstack(state, static_cast<int>(call.count) + 4))
+    const int64_t slot = cache.slot;
+    const int base = lua_gettop(state);
+    const bool atBottom = internal::atStackBottom(*context, state, base);
+    // Lua keeps LUA_MINSTACK slots ready above the bottom of a thread with no function active, and never takes
+    // them back: with nothing above the runtime's two slots a few arguments need no look.
+    constexpr uint32_t ROOM_AT_BOTTOM = LUA_MINSTACK - internal::REFERENCES_SLOT - 4;
+    const bool roomKnown = atBottom && base == internal::REFERENCES_SLOT && call.count <= ROOM_AT_BOTTOM;
+    if (!roomKnown && !lua_checkstack(state, static_cast<int>(call.count) + 4))
     {
         return TypedClosureStatus::Unsupported;
     }
-    const int64_t slot = cache.slot;
-    const int base = lua_gettop(state);
     int handler = internal::HANDLER_SLOT;
     int function = base + 1;
     int type = LUA_TNIL;
-    if (internal::atStackBottom(*context, state, base))
+    if (atBottom)
     {
         if (!context->referencesPinned)
         {
@@ -793,7 +798,23 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         internal::UnlimitedMemory unlimited(*context);
         for (uint32_t index = 0; index < call.count; ++index)
         {
-            internal::pushTyped(state, internal::primitiveOfKind(call.kinds[index]), call.arguments[index]);
+            // One switch on the kind: integers that fit a Lua integer are the common case.
+            const Reflection::TypedValue& argument = call.arguments[index];
+            switch (call.kinds[index])
+            {
+            case Reflection::TypedKind::Int8:
+            case Reflection::TypedKind::UInt8:
+            case Reflection::TypedKind::Int16:
+            case Reflection::TypedKind::UInt16:
+            case Reflection::TypedKind::Int32:
+            case Reflection::TypedKind::UInt32:
+            case Reflection::TypedKind::Int64:
+                lua_pushinteger(state, static_cast<lua_Integer>(argument.integer));
+                break;
+            default:
+                internal::pushTyped(state, internal::primitiveOfKind(call.kinds[index]), argument);
+                break;
+            }
         }
     }
     ++context->typedCalls;
@@ -804,6 +825,11 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     {
         failure = internal::takeError(*context, state, status, "closure");
         outcome = TypedClosureStatus::Failed;
+    }
+    else if (call.result == Reflection::TypedKind::Int32 && lua_type(state, -1) == LUA_TNUMBER &&
+             internal::integerTyped<int32_t>(state, -1, result.value))
+    {
+        // The common result, without the switches over every kind; anything else takes the road below.
     }
     else if (call.result != Reflection::TypedKind::Void)
     {

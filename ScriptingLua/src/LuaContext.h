@@ -795,8 +795,9 @@ void openPatternFunctions(lua_State* state);
 bool installStopSignal(int signal);
 // Makes the running entry known to the thread table and, with a time budget, to the deadline thread; before
 // any script code of the entry runs.
-void beginEntry(LuaContext& context, lua_State* state);
-void endEntry(LuaContext& context);
+// One entry from native code into `state` (context.entry set already): registers it for stops, runs lua_pcall
+// with the arguments given, charges a stop that came due at its very end, and unregisters it.
+int runEntry(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler);
 // Whether an interrupt or the deadline asks the running entry to stop. Safe in the signal handler.
 inline bool stopDue(const LuaContext& context)
 {

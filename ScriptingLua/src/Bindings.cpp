@@ -674,7 +674,8 @@ int callIntegers(lua_State* state)
 {
     const FunctionPlan& plan = planOf(state);
     LuaContext& context = contextOf(state);
-    const auto count = static_cast<uint32_t>(plan.arguments.size());
+    // Every argument comes from the script here: the plan's count of script values is the number of arguments.
+    const uint32_t count = plan.scriptCount;
     std::array<Reflection::TypedValue, INLINE_ARGUMENTS> values;
     bool fits = !context.closing && lua_gettop(state) == static_cast<int>(count);
     for (uint32_t index = 0; fits && index < count; ++index)

@@ -423,6 +423,39 @@ TEST_F(LuaScriptValuesTest, TypedClosureOfAClosedContextStaysOutOfTheNextOne)
     EXPECT_EQ(integer(run("return calls")), 0);
 }
 
+// What the runtime cached for a closure names its context by a serial that a later context of the same id does not
+// share: a cache kept past the context's end never reaches the next context's functions, even where the slot and
+// the count of values let go would match.
+TEST_F(LuaScriptValuesTest, TypedCallCacheOfAClosedContextIsRefusedByTheNextOne)
+{
+    // The cache belongs to the typed road, which this case needs on whichever road the others run.
+    install(Lua::LuaRuntimeSettings{});
+    ASSERT_FALSE(run("require('@test/zoo').remember(function(a, b) return a + b end)").isError());
+    const ContextId id = context().getContextId();
+    const ObjectHandle function = *sRemembered->getHandle();
+    Reflection::TypedValue values[2]{};
+    values[0].integer = 1;
+    values[1].integer = 2;
+    const Reflection::TypedKind kinds[2] = {Reflection::TypedKind::Int32, Reflection::TypedKind::Int32};
+    const Reflection::TypedClosureCall call{values, kinds, 2, Reflection::TypedKind::Int32};
+    Reflection::TypedClosureCache cache;
+    Reflection::TypedReturn result;
+    ResultAny failure;
+    ASSERT_EQ(mRuntime->callClosureTyped(id, function, cache, call, Reflection::resolve<int>(), result, failure),
+              Reflection::TypedClosureStatus::Done);
+    EXPECT_EQ(result.value.integer, 3);
+    ASSERT_NE(cache.owner, 0U);
+    sRemembered.reset();
+    mContext.reset();
+    ASSERT_FALSE(
+        run("calls = 0 require('@test/zoo').remember(function(a, b) calls = calls + 1 return 7 end)").isError());
+    ASSERT_EQ(context().getContextId(), id) << "the case needs the id used again";
+    EXPECT_EQ(mRuntime->callClosureTyped(id, function, cache, call, Reflection::resolve<int>(), result, failure),
+              Reflection::TypedClosureStatus::Unsupported);
+    EXPECT_EQ(cache.owner, 0U) << "a refused cache is emptied";
+    EXPECT_EQ(integer(run("return calls")), 0);
+}
+
 TEST_F(LuaScriptValuesTest, ClosuresOfOneFunctionCompareEqual)
 {
     ASSERT_FALSE(run("f = function() end g = function() end require('@test/zoo').remember(f)").isError());

@@ -36,9 +36,11 @@ Reflection::TypedClosureStatus ClosureAny::_callTyped(const Reflection::TypedClo
     {
         return Reflection::TypedClosureStatus::Unsupported;
     }
-    if (mTypedCache.owner != 0 && mScope.valid())
+    const LifetimeRegistry* registry = mScope.getLifetimeRegistry();
+    if (mTypedCache.owner != 0 && registry != nullptr && registry->removingEntity != mHandle->getHandle())
     {
-        // The runtime vouches for the function while what it cached holds: no look into the registry.
+        // The runtime vouches for the function while what it cached holds: no look into the registry's
+        // storage. An object in the middle of its destruction may not have told the runtime yet.
         const Reflection::TypedClosureStatus status = mRuntime->callClosureTyped(
             mContextId, mHandle->getHandle(), mTypedCache, call, returnType, result, failure);
         if (status != Reflection::TypedClosureStatus::Unsupported || mTypedCache.owner != 0)

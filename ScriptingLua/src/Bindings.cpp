@@ -667,6 +667,58 @@ int callMethod(lua_State* state)
     return raiseIfError(state, invoke(contextOf(state), state, planOf(state), 2));
 }
 
+// What invokeTyped does for a function of integers alone, with nothing to look at per argument but its range:
+// any argument that is not such an integer, a wrong count or a closing context hands the call to the general
+// path before native code runs, which then reports it in its usual words.
+int callIntegers(lua_State* state)
+{
+    const FunctionPlan& plan = planOf(state);
+    LuaContext& context = contextOf(state);
+    // Every argument comes from the script here: the plan's count of script values is the number of arguments.
+    const uint32_t count = plan.scriptCount;
+    std::array<Reflection::TypedValue, INLINE_ARGUMENTS> values;
+    bool fits = !context.closing && lua_gettop(state) == static_cast<int>(count);
+    for (uint32_t index = 0; fits && index < count; ++index)
+    {
+        const FunctionPlan::Argument& argument = plan.arguments[index];
+        int isInteger = 0;
+        const lua_Integer value = lua_tointegerx(state, static_cast<int>(index) + 1, &isInteger);
+        values[index].integer = value;
+        fits = isInteger != 0 && value >= argument.low && value <= argument.high;
+    }
+    if (!fits)
+    {
+        ++context.typedCallsDeclined;
+        return raiseIfError(state, invoke(context, state, plan, 1));
+    }
+    int results = 0;
+    {
+        NativeCallScope call(context, state);
+        ++context.typedCalls;
+        Reflection::TypedReturn result;
+        try
+        {
+            plan.typed->invoke(*plan.function, nullptr, values.data(), result);
+            if (plan.integerResult)
+            {
+                lua_pushinteger(state, static_cast<lua_Integer>(result.value.integer));
+                results = 1;
+            }
+        }
+        catch (const std::exception& exception)
+        {
+            results = pushFailure(
+                context, state, Error(fmt::format("{} failed in native code: {}", plan.displayName, exception.what())));
+        }
+        catch (...)
+        {
+            results = pushFailure(context, state, Error(plan.displayName + " failed in native code"));
+        }
+    }
+    // Raised once the call's scope has ended: lua_error does not come back.
+    return raiseIfError(state, results);
+}
+
 int callTyped(lua_State* state)
 {
     const FunctionPlan& plan = planOf(state);
@@ -890,7 +942,11 @@ void setObjectMetamethods(lua_State* state, const char* name)
 void pushFunction(lua_State* state, const FunctionPlan& plan, lua_CFunction function)
 {
     lua_pushlightuserdata(state, const_cast<FunctionPlan*>(&plan));
-    lua_pushcclosure(state, plan.typed != nullptr && function == &callPlan ? &callTyped : function, 1);
+    if (plan.typed != nullptr && function == &callPlan)
+    {
+        function = plan.integersOnly ? &callIntegers : &callTyped;
+    }
+    lua_pushcclosure(state, function, 1);
 }
 
 void pushConstant(LuaContext& context, lua_State* state, const ConstantFactory& constant)
@@ -1159,6 +1215,13 @@ void chooseTypedRoads(LuaContext& context)
         // Unsigned 64-bit results past Lua's integers become floats.
         plan->integerResult = !plan->returnsVoid && plan->typed->result != Reflection::TypedKind::Handle &&
                               plan->returnPrimitive >= Primitive::Int8 && plan->returnPrimitive <= Primitive::Int64;
+        bool integersOnly = plan->kind == FunctionPlan::Kind::Function && (plan->integerResult || plan->returnsVoid) &&
+                            plan->scriptCount == plan->arguments.size();
+        for (uint32_t index = 0; integersOnly && index < plan->arguments.size(); ++index)
+        {
+            integersOnly = plan->arguments[index].plainInteger && plan->arguments[index].detailsIndex == index;
+        }
+        plan->integersOnly = integersOnly;
     }
     if (!context.useTypedCalls)
     {

@@ -329,21 +329,19 @@ int protectedCallWithHandler(LuaContext& context, lua_State* state, int function
         context.instructionsUsed = 0;
         context.stopped = false;
         context.entry = ++context.entries;
-        beginEntry(context, state);
     }
-    int status = lua_pcall(state, argumentCount, resultCount, handler);
-    if (!outermost && context.stopped)
+    int status = LUA_OK;
+    if (!outermost)
     {
-        stopAtNextInstruction(context);
-    }
-    if (outermost)
-    {
-        if (status == LUA_OK && !context.stopped && stopDue(context))
+        status = lua_pcall(state, argumentCount, resultCount, handler);
+        if (context.stopped)
         {
-            // Asked to stop before the script got back to an instruction: its end is a safe point too.
-            chargeWork(context, state, 0);
+            stopAtNextInstruction(context);
         }
-        endEntry(context);
+    }
+    else
+    {
+        status = runEntry(context, state, argumentCount, resultCount, handler);
         context.entry = 0;
         if (!context.referencesPinned && atStackBottom(context, state, lua_gettop(state)))
         {

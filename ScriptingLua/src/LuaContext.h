@@ -131,6 +131,9 @@ struct FunctionPlan
     const Reflection::TypedCall* typed = nullptr;
     // The typed result is a number that Lua holds as an integer whatever its value.
     bool integerResult = false;
+    // A function (no object) on the typed road whose every parameter is a plain integer, in script order, and
+    // whose result is an integer or nothing: its calls take the shortest road there is.
+    bool integersOnly = false;
     // The class a method's object must be exactly, for the typed road; a derived object takes the general one.
     entt::meta_type selfType;
     // Argument anys kept from one call to the next, so that numbers are written into anys that hold their
@@ -385,6 +388,11 @@ struct LuaContext
     uint64_t entry = 0;
     uint64_t entries = 0;
     InterruptSlot* interruptSlot = nullptr;
+    // Unique in the process, so that what a closure value cached about a context is never taken for a later
+    // context of the same id; and how many script values this context let go, which a typed closure call
+    // compares with what it saw when it found its function.
+    uint64_t serial = 0;
+    uint64_t valuesLetGo = 0;
     // Coroutines made so far that may still live, and the registry references that script values hold.
     uint64_t coroutines = 0;
     uint64_t scriptReferences = 0;
@@ -785,8 +793,9 @@ void openPatternFunctions(lua_State* state);
 bool installStopSignal(int signal);
 // Makes the running entry known to the thread table and, with a time budget, to the deadline thread; before
 // any script code of the entry runs.
-void beginEntry(LuaContext& context, lua_State* state);
-void endEntry(LuaContext& context);
+// One entry from native code into `state` (context.entry set already): registers it for stops, runs lua_pcall
+// with the arguments given, charges a stop that came due at its very end, and unregisters it.
+int runEntry(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler);
 // Whether an interrupt or the deadline asks the running entry to stop. Safe in the signal handler.
 inline bool stopDue(const LuaContext& context)
 {

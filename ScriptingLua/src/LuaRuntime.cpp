@@ -409,6 +409,8 @@ std::optional<ScriptContext> LuaRuntime::createContext(ModuleBindingBundle bundl
     context->state = state;
     context->current = state;
     *static_cast<LuaContext**>(lua_getextraspace(state)) = context.get();
+    static std::atomic<uint64_t> sContextSerials{0};
+    context->serial = sContextSerials.fetch_add(1, std::memory_order_relaxed) + 1;
     context->interruptSlot = &mInterrupts[contextId.value];
     context->stopSignal = mStopSignal;
     context->entries = mInterrupts[contextId.value].lastEntry;

@@ -39,6 +39,8 @@ public:
     // The Lua side may be running right now; the reference is dropped at the next safe point.
     void onObjectDestroyed() override
     {
+        // Typed closure calls that found this value's slot must look again.
+        ++mContext.valuesLetGo;
         if (!mContext.closing)
         {
             mContext.pendingUnreferences.push_back(mReference);
@@ -716,16 +718,36 @@ ResultAny LuaRuntime::callClosure(ContextId contextId, ObjectHandle closure, ent
     return result;
 }
 
-Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId, ObjectHandle closure, int64_t& slot,
+Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId, ObjectHandle closure,
+                                                            Reflection::TypedClosureCache& cache,
                                                             const Reflection::TypedClosureCall& call,
                                                             const entt::meta_type& returnType,
                                                             Reflection::TypedReturn& result, ResultAny& failure)
 {
     using Reflection::TypedClosureStatus;
     LuaContext* context = _getContext(contextId);
-    if (context == nullptr || context->closing || !context->useTypedCalls || call.count > 200)
+    if (cache.owner != 0)
     {
-        return TypedClosureStatus::Unsupported;
+        // A context made later under the same id has another serial, and any script value let go since the
+        // function was found may have been this one, or have freed the slot for another function.
+        if (context == nullptr || context->serial != cache.owner || context->valuesLetGo != cache.epoch)
+        {
+            cache = {};
+            return TypedClosureStatus::Unsupported;
+        }
+    }
+    else
+    {
+        if (context == nullptr || context->closing || !context->useTypedCalls || call.count > 200)
+        {
+            return TypedClosureStatus::Unsupported;
+        }
+        const int reference = internal::referenceOf(*context, closure);
+        if (reference <= 0)
+        {
+            return TypedClosureStatus::Unsupported;
+        }
+        cache = {context->serial, context->valuesLetGo, reference};
     }
     if (context->stopped && context->entry != 0)
     {
@@ -734,25 +756,21 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
         return TypedClosureStatus::Failed;
     }
     lua_State* state = internal::usableThread(*context);
-    if (!lua_checkstack(state, static_cast<int>(call.count) + 4))
+    const int64_t slot = cache.slot;
+    const int base = lua_gettop(state);
+    const bool atBottom = internal::atStackBottom(*context, state, base);
+    // Lua keeps LUA_MINSTACK slots ready above the bottom of a thread with no function active, and never takes
+    // them back: with nothing above the runtime's two slots a few arguments need no look.
+    constexpr uint32_t ROOM_AT_BOTTOM = LUA_MINSTACK - internal::REFERENCES_SLOT - 4;
+    const bool roomKnown = atBottom && base == internal::REFERENCES_SLOT && call.count <= ROOM_AT_BOTTOM;
+    if (!roomKnown && !lua_checkstack(state, static_cast<int>(call.count) + 4))
     {
         return TypedClosureStatus::Unsupported;
     }
-    // The slot is the function's reference, which lives as long as the closure's object.
-    if (slot <= 0 || slot > std::numeric_limits<int>::max())
-    {
-        slot = internal::referenceOf(*context, closure);
-        if (slot <= 0)
-        {
-            slot = 0;
-            return TypedClosureStatus::Unsupported;
-        }
-    }
-    const int base = lua_gettop(state);
     int handler = internal::HANDLER_SLOT;
     int function = base + 1;
     int type = LUA_TNIL;
-    if (internal::atStackBottom(*context, state, base))
+    if (atBottom)
     {
         if (!context->referencesPinned)
         {
@@ -772,15 +790,31 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     }
     if (type != LUA_TFUNCTION)
     {
+        // A callable table, say: the general road calls it.
         lua_settop(state, base);
-        slot = 0;
         return TypedClosureStatus::Unsupported;
     }
     {
         internal::UnlimitedMemory unlimited(*context);
         for (uint32_t index = 0; index < call.count; ++index)
         {
-            internal::pushTyped(state, internal::primitiveOfKind(call.kinds[index]), call.arguments[index]);
+            // One switch on the kind: integers that fit a Lua integer are the common case.
+            const Reflection::TypedValue& argument = call.arguments[index];
+            switch (call.kinds[index])
+            {
+            case Reflection::TypedKind::Int8:
+            case Reflection::TypedKind::UInt8:
+            case Reflection::TypedKind::Int16:
+            case Reflection::TypedKind::UInt16:
+            case Reflection::TypedKind::Int32:
+            case Reflection::TypedKind::UInt32:
+            case Reflection::TypedKind::Int64:
+                lua_pushinteger(state, static_cast<lua_Integer>(argument.integer));
+                break;
+            default:
+                internal::pushTyped(state, internal::primitiveOfKind(call.kinds[index]), argument);
+                break;
+            }
         }
     }
     ++context->typedCalls;
@@ -791,6 +825,11 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     {
         failure = internal::takeError(*context, state, status, "closure");
         outcome = TypedClosureStatus::Failed;
+    }
+    else if (call.result == Reflection::TypedKind::Int32 && lua_type(state, -1) == LUA_TNUMBER &&
+             internal::integerTyped<int32_t>(state, -1, result.value))
+    {
+        // The common result, without the switches over every kind; anything else takes the road below.
     }
     else if (call.result != Reflection::TypedKind::Void)
     {

@@ -351,7 +351,10 @@ bool installStopSignal(int signal)
     return true;
 }
 
-void beginEntry(LuaContext& context, lua_State* state)
+namespace
+{
+// Both halves sit in one function with the call between them: an entry is the hottest road from native code.
+[[gnu::always_inline]] inline void beginEntry(LuaContext& context, lua_State* state)
 {
     InterruptSlot* slot = context.interruptSlot;
     context.running.store(state, std::memory_order_relaxed);
@@ -399,7 +402,7 @@ void beginEntry(LuaContext& context, lua_State* state)
     }
 }
 
-void endEntry(LuaContext& context)
+[[gnu::always_inline]] inline void endEntry(LuaContext& context)
 {
     if (context.deadline.linked)
     {
@@ -426,6 +429,21 @@ void endEntry(LuaContext& context)
         context.threadRecord = -1;
     }
     context.running.store(nullptr, std::memory_order_relaxed);
+}
+
+} // namespace
+
+int runEntry(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler)
+{
+    beginEntry(context, state);
+    const int status = lua_pcall(state, argumentCount, resultCount, handler);
+    if (status == LUA_OK && !context.stopped && stopDue(context))
+    {
+        // Asked to stop before the script got back to an instruction: its end is a safe point too.
+        chargeWork(context, state, 0);
+    }
+    endEntry(context);
+    return status;
 }
 
 void signalInterrupt(InterruptSlot& slot, int signal)

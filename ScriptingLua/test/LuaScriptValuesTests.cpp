@@ -349,6 +349,113 @@ TEST_F(LuaScriptValuesTest, ClosureOutlivingItsContextAnswersAnError)
     EXPECT_EQ(errorText(callRemembered({}, Reflection::resolve<int>())), ClosureAny::INVALID_CALL_MESSAGE);
 }
 
+// A typed closure keeps where it found its function between calls. Whatever ends the function's life or frees
+// its place must reach that: after each change the closure answers the invalid-call error and runs no script,
+// neither its old function nor one that took its place. Each case primes the closure with a call first.
+TEST_F(LuaScriptValuesTest, TypedClosuresNoticeWhatChangedSinceTheirLastCall)
+{
+    enum class Change
+    {
+        ObjectDestroyed,
+        PlaceTakenByAnotherFunction,
+        RegistryDestroyed,
+    };
+    for (const Change change :
+         {Change::ObjectDestroyed, Change::PlaceTakenByAnotherFunction, Change::RegistryDestroyed})
+    {
+        SCOPED_TRACE(static_cast<int>(change));
+        mContext.reset();
+        ASSERT_FALSE(
+            run("calls, other = 0, 0 require('@test/zoo').remember(function(a, b) calls = calls + 1 return a + b end)")
+                .isError());
+        Closure<int (*)(int, int)> typed;
+        static_cast<ClosureAny&>(typed) = *sRemembered;
+        sRemembered.reset();
+        const ObjectHandle function = *typed.getHandle();
+        ASSERT_EQ(typed(1, 2).value(), 3);
+        LifetimeRegistry& registry = *context().getLifetimeRegistry();
+        const uint64_t typedBefore = mRuntime->computeContextStats(context().getContextId())->typedCalls;
+        switch (change)
+        {
+        case Change::ObjectDestroyed:
+            registry.destroyObject(function);
+            break;
+        case Change::PlaceTakenByAnotherFunction:
+            registry.destroyObject(function);
+            // The run lets go of the old place, and the next function native code holds takes it.
+            ASSERT_FALSE(
+                run("require('@test/zoo').remember(function(a, b) other = other + 1 return -1 end)").isError());
+            break;
+        case Change::RegistryDestroyed:
+            registry.destroyLifetimeScope(false);
+            break;
+        }
+        Result<int> after = typed(1, 2);
+        ASSERT_TRUE(after.isError());
+        EXPECT_EQ(ResultAny(std::move(after)).tryGetError()->message, ClosureAny::INVALID_CALL_MESSAGE);
+        if (change != Change::RegistryDestroyed)
+        {
+            EXPECT_EQ(mRuntime->computeContextStats(context().getContextId())->typedCalls, typedBefore);
+            EXPECT_EQ(integer(run("return calls")), 1);
+            EXPECT_EQ(integer(run("return other")), 0);
+        }
+    }
+    sRemembered.reset();
+}
+
+// A closure that outlived its context must not reach a later context that got the same id, even though it
+// remembers where its function was.
+TEST_F(LuaScriptValuesTest, TypedClosureOfAClosedContextStaysOutOfTheNextOne)
+{
+    ASSERT_FALSE(run("require('@test/zoo').remember(function(a, b) return a + b end)").isError());
+    Closure<int (*)(int, int)> typed;
+    static_cast<ClosureAny&>(typed) = *sRemembered;
+    ASSERT_EQ(typed(1, 2).value(), 3);
+    const ContextId closedId = context().getContextId();
+    sRemembered.reset();
+    mContext.reset();
+    ASSERT_FALSE(
+        run("calls = 0 require('@test/zoo').remember(function(a, b) calls = calls + 1 return 7 end)").isError());
+    ASSERT_EQ(context().getContextId(), closedId) << "the case needs the id used again";
+    Result<int> after = typed(1, 2);
+    ASSERT_TRUE(after.isError());
+    EXPECT_EQ(ResultAny(std::move(after)).tryGetError()->message, ClosureAny::INVALID_CALL_MESSAGE);
+    EXPECT_EQ(integer(run("return calls")), 0);
+}
+
+// What the runtime cached for a closure names its context by a serial that a later context of the same id does not
+// share: a cache kept past the context's end never reaches the next context's functions, even where the slot and
+// the count of values let go would match.
+TEST_F(LuaScriptValuesTest, TypedCallCacheOfAClosedContextIsRefusedByTheNextOne)
+{
+    // The cache belongs to the typed road, which this case needs on whichever road the others run.
+    install(Lua::LuaRuntimeSettings{});
+    ASSERT_FALSE(run("require('@test/zoo').remember(function(a, b) return a + b end)").isError());
+    const ContextId id = context().getContextId();
+    const ObjectHandle function = *sRemembered->getHandle();
+    Reflection::TypedValue values[2]{};
+    values[0].integer = 1;
+    values[1].integer = 2;
+    const Reflection::TypedKind kinds[2] = {Reflection::TypedKind::Int32, Reflection::TypedKind::Int32};
+    const Reflection::TypedClosureCall call{values, kinds, 2, Reflection::TypedKind::Int32};
+    Reflection::TypedClosureCache cache;
+    Reflection::TypedReturn result;
+    ResultAny failure;
+    ASSERT_EQ(mRuntime->callClosureTyped(id, function, cache, call, Reflection::resolve<int>(), result, failure),
+              Reflection::TypedClosureStatus::Done);
+    EXPECT_EQ(result.value.integer, 3);
+    ASSERT_NE(cache.owner, 0U);
+    sRemembered.reset();
+    mContext.reset();
+    ASSERT_FALSE(
+        run("calls = 0 require('@test/zoo').remember(function(a, b) calls = calls + 1 return 7 end)").isError());
+    ASSERT_EQ(context().getContextId(), id) << "the case needs the id used again";
+    EXPECT_EQ(mRuntime->callClosureTyped(id, function, cache, call, Reflection::resolve<int>(), result, failure),
+              Reflection::TypedClosureStatus::Unsupported);
+    EXPECT_EQ(cache.owner, 0U) << "a refused cache is emptied";
+    EXPECT_EQ(integer(run("return calls")), 0);
+}
+
 TEST_F(LuaScriptValuesTest, ClosuresOfOneFunctionCompareEqual)
 {
     ASSERT_FALSE(run("f = function() end g = function() end require('@test/zoo').remember(f)").isError());

@@ -32,12 +32,29 @@ Reflection::TypedClosureStatus ClosureAny::_callTyped(const Reflection::TypedClo
                                                       const entt::meta_type& returnType,
                                                       Reflection::TypedReturn& result, ResultAny& failure) const
 {
+    if (mRuntime == nullptr || !mHandle.has_value())
+    {
+        return Reflection::TypedClosureStatus::Unsupported;
+    }
+    const LifetimeRegistry* registry = mScope.getLifetimeRegistry();
+    if (mTypedCache.owner != 0 && registry != nullptr && registry->removingEntity != mHandle->getHandle())
+    {
+        // The runtime vouches for the function while what it cached holds: no look into the registry's
+        // storage. An object in the middle of its destruction may not have told the runtime yet.
+        const Reflection::TypedClosureStatus status = mRuntime->callClosureTyped(
+            mContextId, mHandle->getHandle(), mTypedCache, call, returnType, result, failure);
+        if (status != Reflection::TypedClosureStatus::Unsupported || mTypedCache.owner != 0)
+        {
+            return status;
+        }
+    }
+    // Nothing cached, or the runtime dropped it: the full check first, and the runtime finds the function anew.
+    mTypedCache = {};
     if (!_isUsable())
     {
         return Reflection::TypedClosureStatus::Unsupported;
     }
-    return mRuntime->callClosureTyped(mContextId, mHandle->getHandle(), mRuntimeSlot, call, returnType, result,
-                                      failure);
+    return mRuntime->callClosureTyped(mContextId, mHandle->getHandle(), mTypedCache, call, returnType, result, failure);
 }
 
 ResultAny PromiseAny::resolve(const entt::meta_any& value)

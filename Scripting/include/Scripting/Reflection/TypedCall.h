@@ -126,6 +126,18 @@ struct TypedClosureCall
     TypedKind result = TypedKind::Void;
 };
 
+/// What a runtime found out about a closure on its first typed call, kept with the closure value so that the
+/// next calls need not find it again. Only the runtime that filled it reads it; all zero means nothing known.
+struct TypedClosureCache
+{
+    /// The runtime's mark of the context the function was found in; 0 while nothing is known.
+    uint64_t owner = 0;
+    /// The runtime's count of script values let go in that context, when the function was found.
+    uint64_t epoch = 0;
+    /// Where the runtime keeps the function.
+    int64_t slot = 0;
+};
+
 /// How a call of a script function on the typed road ended.
 enum class TypedClosureStatus : uint8_t
 {

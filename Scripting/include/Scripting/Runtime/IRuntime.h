@@ -71,15 +71,33 @@ public:
     virtual ResultAny callClosure(ContextId contextId, ObjectHandle closure, entt::meta_any* arguments, unsigned count,
                                   const entt::meta_type& returnType, RunOption option) = 0;
     /// Calls a script function with arguments and a result that are numbers, booleans or strings, without
-    /// meta_any. `Unsupported` (the default) sends the caller to callClosure, which also reports whatever keeps
-    /// this road from being taken; `Failed` leaves the error in `failure`. `slot` is the runtime's to keep with
-    /// the closure value between calls, so that it finds the function without a lookup; 0 the first time.
-    virtual Reflection::TypedClosureStatus callClosureTyped(ContextId /*contextId*/, ObjectHandle /*closure*/,
-                                                            int64_t& /*slot*/,
-                                                            const Reflection::TypedClosureCall& /*call*/,
-                                                            const entt::meta_type& /*returnType*/,
-                                                            Reflection::TypedReturn& /*result*/, ResultAny& /*failure*/)
+    /// meta_any. `Unsupported` sends the caller to callClosure, which also reports whatever keeps this road
+    /// from being taken; `Failed` leaves the error in `failure`. The runtime keeps in `cache` what it found
+    /// about the closure. A caller passes an empty cache only for a closure it checked as valid() just before;
+    /// a filled one stands for that check until the runtime empties it, answering `Unsupported` without
+    /// running anything, when what it knew no longer holds (the object or its context gone, the function's
+    /// place taken by another). The default runtime takes no typed calls.
+    /// @param contextId Context the closure belongs to.
+    /// @param closure Handle of the runtime's closure object.
+    /// @param cache What the runtime knew after the closure's last typed call; kept with the closure value.
+    /// @param call The arguments, their kinds and the kind of the result.
+    /// @param returnType Native type of the result, which an error about a result of another type names.
+    /// @param result Receives the result when the call is Done.
+    /// @param failure Receives the error when the call Failed.
+    /// @return Done, Failed or Unsupported.
+    virtual Reflection::TypedClosureStatus callClosureTyped(ContextId contextId, ObjectHandle closure,
+                                                            Reflection::TypedClosureCache& cache,
+                                                            const Reflection::TypedClosureCall& call,
+                                                            const entt::meta_type& returnType,
+                                                            Reflection::TypedReturn& result, ResultAny& failure)
     {
+        static_cast<void>(contextId);
+        static_cast<void>(closure);
+        static_cast<void>(cache);
+        static_cast<void>(call);
+        static_cast<void>(returnType);
+        static_cast<void>(result);
+        static_cast<void>(failure);
         return Reflection::TypedClosureStatus::Unsupported;
     }
     virtual ResultAny resolvePromise(ContextId contextId, ObjectHandle promise, const entt::meta_any& value) = 0;

@@ -91,9 +91,9 @@ protected:
                                               ResultAny& failure) const;
 
 private:
-    // Where the runtime found the function last time; it names the same function for as long as the value is
-    // usable, copies included.
-    mutable int64_t mRuntimeSlot = 0;
+    // What the runtime found about the function on the last typed call. Copies and moves take it with the
+    // handle, so it always describes this value's function; the runtime empties it when that stops holding.
+    mutable Reflection::TypedClosureCache mTypedCache;
 };
 
 /// A script function with its native signature.

@@ -152,7 +152,8 @@ public:
     ResultAny runScript(ContextId contextId, const std::string& source, const std::string& sourceName,
                         RunOption option) override;
 
-    Reflection::TypedClosureStatus callClosureTyped(ContextId contextId, ObjectHandle closure, int64_t& slot,
+    Reflection::TypedClosureStatus callClosureTyped(ContextId contextId, ObjectHandle closure,
+                                                    Reflection::TypedClosureCache& cache,
                                                     const Reflection::TypedClosureCall& call,
                                                     const entt::meta_type& returnType, Reflection::TypedReturn& result,
                                                     ResultAny& failure) override;

@@ -107,7 +107,7 @@ public:
         registry.attach<internal::TrackingKey<T>, const HandleKey<T>&>(handle, key);
         const uint64_t keyHash = internal::hashKey(key);
         registry.getHandleCache()._add(internal::hashTrackedType<T>(), keyHash, internal::placeOfKey(key, keyHash),
-                                       handle, registry._basePosition(handle));
+                                       handle);
         if (addReference)
         {
             registry.addReference(handle);
@@ -128,7 +128,7 @@ public:
             return std::nullopt;
         }
         const uint64_t keyHash = internal::hashKey(key);
-        HandleCache::TrackedEntry* entry = registry->getHandleCache()._findEntry(
+        const HandleCache::TrackedEntry* entry = registry->getHandleCache()._findEntry(
             internal::hashTrackedType<T>(), keyHash, internal::placeOfKey(key, keyHash));
         if (entry == nullptr)
         {
@@ -136,7 +136,7 @@ public:
         }
         const ObjectHandle found = entry->handle();
         // The reference is added here, on the registry in hand, and adopted by the handle.
-        registry->_addReferenceAt(found, entry->basePosition);
+        registry->addReference(found);
         return std::optional<StrongTypedObjectHandle<T>>(std::in_place, std::move(scope), found, false);
     }
 

@@ -15,6 +15,10 @@ void HandleCache::_add(uint64_t typeHash, uint64_t keyHash, uint64_t place, cons
 {
     bool newType = false;
     KeyCache& cache = mTypeCaches.emplace(typeHash, typeHash, KeyCache{}, newType);
+    if (newType)
+    {
+        mLastType = nullptr;
+    }
     bool newKey = false;
     // A key already there keeps its first handle; the reverse map follows the latest call.
     cache.emplace(keyHash, place, TrackedEntry{handle.toU64()}, newKey);
@@ -24,7 +28,7 @@ void HandleCache::_add(uint64_t typeHash, uint64_t keyHash, uint64_t place, cons
 
 void HandleCache::_remove(uint64_t typeHash, uint64_t keyHash, uint64_t place)
 {
-    KeyCache* cache = mTypeCaches.find(typeHash, typeHash);
+    KeyCache* cache = const_cast<KeyCache*>(_findType(typeHash));
     if (cache == nullptr)
     {
         return;

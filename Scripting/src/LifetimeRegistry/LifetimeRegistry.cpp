@@ -154,16 +154,16 @@ void LifetimeRegistry::_tellScriptRef(ObjectHandleValue value, bool raisedToTwo)
     }
 }
 
-bool LifetimeRegistry::_releaseLast(ObjectHandle handle, internal::ReferenceCount& count)
+bool LifetimeRegistry::_releaseLast(ObjectHandleValue value, internal::ReferenceCount& count)
 {
-    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(value);
     if (baseScriptComp == nullptr)
     {
         // Its entity was destroyed through the entity registry itself: the count follows it now.
         count = internal::ReferenceCount{};
         return false;
     }
-    _destroyObject(handle, *baseScriptComp);
+    _destroyObject(ObjectHandle(value, mContextId), *baseScriptComp);
     return true;
 }
 

@@ -88,6 +88,14 @@ public:
     }
     Value* find(uint64_t key, uint64_t place) { return const_cast<Value*>(std::as_const(*this).find(key, place)); }
 
+    // The entry at `place`, found by its place alone: for a table whose places are as distinct as its keys, where
+    // the caller then need not compute the key.
+    const Value* findAtPlace(uint64_t place) const
+    {
+        const size_t index = _probe(place, [place](const Slot& slot) { return slot.place == place; });
+        return index != NOWHERE ? &mSlots[index].value : nullptr;
+    }
+
     // The value under `key`, inserted from `value` at `place` if the key is new; `inserted` says which.
     Value& emplace(uint64_t key, uint64_t place, Value value, bool& inserted)
     {
@@ -144,6 +152,13 @@ private:
 
     size_t _indexOf(uint64_t key, uint64_t place) const
     {
+        return _probe(place, [key](const Slot& slot) { return slot.key == key; });
+    }
+
+    // The index of the first slot from the home of `place` that `matches`, or NOWHERE.
+    template <typename Matches>
+    size_t _probe(uint64_t place, Matches matches) const
+    {
         if (mSize == 0)
         {
             return NOWHERE;
@@ -158,7 +173,7 @@ private:
             {
                 return NOWHERE;
             }
-            if (slot.key == key)
+            if (matches(slot))
             {
                 return index;
             }
@@ -300,18 +315,42 @@ public:
     /** @brief The entry of a key, or null. It lasts until the next _add or _remove. */
     const TrackedEntry* _findEntry(uint64_t typeHash, uint64_t keyHash, uint64_t place) const
     {
-        const KeyCache* cache = mTypeCaches.find(typeHash, typeHash);
+        const KeyCache* cache = _findType(typeHash);
         return cache != nullptr ? cache->find(keyHash, place) : nullptr;
+    }
+    /// The entry at `place`, for a type whose keys are their own places, so that two keys share a place only
+    /// if they are one key; for HandleTracker. Null if there is none. It lasts until the next _add or _remove.
+    const TrackedEntry* _findEntryAtPlace(uint64_t typeHash, uint64_t place) const
+    {
+        const KeyCache* cache = _findType(typeHash);
+        return cache != nullptr ? cache->findAtPlace(place) : nullptr;
     }
     /// The keys of a type, null if the type was never tracked. A type whose keys are all gone keeps its
     /// empty map. The pointer lasts until the next _add.
-    const KeyCache* _findType(uint64_t typeHash) const { return mTypeCaches.find(typeHash, typeHash); }
+    const KeyCache* _findType(uint64_t typeHash) const
+    {
+        // Fetches tend to ask for one type many times over.
+        if (mLastType != nullptr && mLastTypeHash == typeHash)
+        {
+            return mLastType;
+        }
+        const KeyCache* cache = mTypeCaches.find(typeHash, typeHash);
+        if (cache != nullptr)
+        {
+            mLastTypeHash = typeHash;
+            mLastType = cache;
+        }
+        return cache;
+    }
 
     /// Drops whatever key `handle` stands under; nothing if it stands under none.
     void removeHandle(const ObjectHandle& handle);
 
 private:
     internal::HashSlotTable<KeyCache> mTypeCaches;
+    // The type asked for last, remembered until a type is added, which may move every type's table.
+    mutable uint64_t mLastTypeHash = 0;
+    mutable const KeyCache* mLastType = nullptr;
     std::unordered_map<ObjectHandle, LookupData> mHandleToLookupData;
 };
 
@@ -714,9 +753,11 @@ private:
         return (count.tag & ~internal::ReferenceCount::HAS_SCRIPT_REF) == Traits::to_version(value) ? &count : nullptr;
     }
     // Out of line, the rare ends of counting: inline they would stop the compiler inlining the common case into
-    // every strong handle.
+    // every strong handle. They take the value alone, the context being this registry's: a handle's context is
+    // a byte, and passing the whole handle on would read the word around it, which the handle's maker has just
+    // written byte by byte; the processor cannot forward such stores to the load and waits for them.
     void _tellScriptRef(ObjectHandleValue value, bool raisedToTwo);
-    bool _releaseLast(ObjectHandle handle, internal::ReferenceCount& count);
+    bool _releaseLast(ObjectHandleValue value, internal::ReferenceCount& count);
 
     ObjectHandle _createObject(internal::BaseScriptComponent&& component);
     // Condemns the object and destroys it, at once or after the destruction under way.
@@ -799,7 +840,7 @@ bool LifetimeRegistry::removeReference(ObjectHandle handle)
         _tellScriptRef(handle.value, false);
         return false;
     }
-    return left == 0 && _releaseLast(handle, *count);
+    return left == 0 && _releaseLast(handle.value, *count);
 }
 
 StrongObjectHandle::StrongObjectHandle(WeakLifetimeScope scope, ObjectHandle objHandle, bool addReference)

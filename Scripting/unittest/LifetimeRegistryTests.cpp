@@ -853,7 +853,8 @@ TEST_F(LifetimeRegistryTest, TheLastReleaseOfAnObjectDestroyedBehindTheRegistryD
 }
 
 // Replacing a script reference deletes the old one, whose destructor may make objects enough to move every
-// count; the new reference must still hear its object's count cross between 1 and 2.
+// count: the registry must not hold on to the object's count across the replacement (a sanitizer build sees a
+// write to the moved counts), and the new reference hears its object's count cross between 1 and 2.
 TEST_F(LifetimeRegistryTest, AScriptRefSetWhileTheOldOneMakesObjectsHearsTheCrossings)
 {
     class MakingScriptRef : public IScriptRef

@@ -11,9 +11,11 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace
@@ -139,6 +141,28 @@ struct WideTracked
 {
     using HandleKey = int64_t;
     int64_t mValue = 0;
+};
+
+template <typename Key>
+struct KeyedBy
+{
+    using HandleKey = Key;
+    Key mValue{};
+};
+
+// Tracked types of their own, all under `int` keys.
+template <int N>
+struct Numbered
+{
+    using HandleKey = int;
+    int mValue = 0;
+};
+
+enum Shade : uint32_t
+{
+    DARK = 0,
+    LIGHT = 0x80000000u,
+    WHITE = 0xFFFFFFFFu,
 };
 
 // Every case gets a registry with id 1 on a slot of its own; what a case leaves alive dies with it.
@@ -682,5 +706,195 @@ TEST_F(LifetimeRegistryTest, IntegerKeysOfEveryWidthAndSpacingFetchTheirOwnObjec
         SCOPED_TRACE("int64_t keys");
         trackFetchAndUntrack<WideTracked>(mRegistry, mScope, wide);
     }
+    // Narrow keys of every kind are found by their place: sign-extended or not, they must not meet.
+    {
+        SCOPED_TRACE("int8_t keys");
+        std::vector<int8_t> keys;
+        for (int key = INT8_MIN; key <= INT8_MAX; ++key)
+        {
+            keys.push_back(static_cast<int8_t>(key));
+        }
+        trackFetchAndUntrack<KeyedBy<int8_t>>(mRegistry, mScope, keys);
+    }
+    {
+        SCOPED_TRACE("uint16_t keys");
+        trackFetchAndUntrack<KeyedBy<uint16_t>>(mRegistry, mScope, {0, 1, 0x7FFF, 0x8000, 0xFFFF});
+    }
+    {
+        SCOPED_TRACE("enum keys");
+        trackFetchAndUntrack<KeyedBy<Shade>>(mRegistry, mScope, {DARK, LIGHT, WHITE});
+    }
+}
+
+// A fetch remembers the type it asked for last; tracking a new type may move every type's table, and the
+// remembered one with them.
+template <int... N>
+void trackNumbered(LifetimeRegistry& registry, WeakLifetimeScope scope, int key,
+                   std::vector<StrongObjectHandle>& objects, std::integer_sequence<int, N...>)
+{
+    (
+        [&]
+        {
+            StrongTypedObjectHandle<Numbered<N>> object = scope.makeObject<Numbered<N>>(N);
+            HandleTracker::trackWith<Numbered<N>>(registry, object.getHandle(), key, false);
+            objects.push_back(StrongTypedObjectHandle<Numbered<N>>::toGeneric(std::move(object)));
+        }(),
+        ...);
+}
+
+template <int... N>
+std::vector<int> fetchNumbered(WeakLifetimeScope scope, int key, std::integer_sequence<int, N...>)
+{
+    std::vector<int> values;
+    (
+        [&]
+        {
+            const auto fetched = HandleTracker::fetch<Numbered<N>>(scope, key);
+            values.push_back(fetched.has_value() ? (*fetched)->mValue : -1);
+        }(),
+        ...);
+    return values;
+}
+
+TEST_F(LifetimeRegistryTest, FetchFindsItsTypeAfterNewTypesMovedTheTypeTables)
+{
+    std::vector<StrongObjectHandle> objects;
+    std::vector<StrongTypedObjectHandle<Tracked>> tracked;
+    for (int key = 1; key <= 3; ++key)
+    {
+        tracked.push_back(mScope.makeObject<Tracked>(key * 10));
+        HandleTracker::trackWith<Tracked>(mRegistry, tracked.back().getHandle(), key, false);
+    }
+    ASSERT_TRUE(HandleTracker::fetch<Tracked>(mScope, 2).has_value());
+
+    // One object of each of twenty more types under the same key: the table of types grows and reorders.
+    trackNumbered(mRegistry, mScope, 2, objects, std::make_integer_sequence<int, 20>());
+    for (int key = 1; key <= 3; ++key)
+    {
+        const auto fetched = HandleTracker::fetch<Tracked>(mScope, key);
+        ASSERT_TRUE(fetched.has_value()) << "key " << key;
+        EXPECT_EQ(fetched->getHandle(), tracked[key - 1].getHandle());
+        EXPECT_EQ((*fetched)->mValue, key * 10);
+    }
+    std::vector<int> expected(20);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(fetchNumbered(mScope, 2, std::make_integer_sequence<int, 20>()), expected);
+    EXPECT_FALSE(HandleTracker::fetch<Numbered<0>>(mScope, 1).has_value()) << "Each type has its own keys";
+}
+
+// Counts are reached by the id in a handle, and a handle's version says whether the count is still its object's:
+// however the first object died, its stale handle must not count the object that took its id.
+TEST_F(LifetimeRegistryTest, AStaleHandleNeverCountsTheObjectThatTookItsId)
+{
+    using Traits = entt::entt_traits<ObjectHandleValue>;
+    enum class Death
+    {
+        LAST_RELEASE,
+        DESTROY_OBJECT,
+        DESTROY_SCOPE,
+        ENTITY_DESTROYED_BEHIND_THE_REGISTRY,
+    };
+    for (const Death death : {Death::LAST_RELEASE, Death::DESTROY_OBJECT, Death::DESTROY_SCOPE,
+                              Death::ENTITY_DESTROYED_BEHIND_THE_REGISTRY})
+    {
+        SCOPED_TRACE("death " + std::to_string(static_cast<int>(death)));
+        mLog.clear();
+        StrongTypedObjectHandle<int> first = mScope.makeObject<int>(1);
+        const ObjectHandle stale = first.getHandle();
+        switch (death)
+        {
+        case Death::LAST_RELEASE:
+            first = StrongTypedObjectHandle<int>();
+            break;
+        case Death::DESTROY_OBJECT:
+            mRegistry.destroyObject(stale);
+            break;
+        case Death::DESTROY_SCOPE:
+            mRegistry.destroyLifetimeScope(false);
+            break;
+        case Death::ENTITY_DESTROYED_BEHIND_THE_REGISTRY:
+            mRegistry.registry.destroy(stale.value);
+            break;
+        }
+
+        StrongTypedObjectHandle<int> second = mScope.makeObject<int>(2);
+        ASSERT_EQ(Traits::to_entity(second.getHandle().value), Traits::to_entity(stale.value));
+        ASSERT_NE(second.getHandle(), stale);
+        mRegistry.setScriptRef(second.getHandle(), std::make_unique<RecordingScriptRef>(mLog, "second"));
+
+        EXPECT_EQ(mRegistry.getReferenceCount(stale), 0u);
+        mRegistry.addReference(stale);
+        EXPECT_FALSE(mRegistry.removeReference(stale));
+        EXPECT_FALSE(mRegistry.removeReference(stale));
+        first = StrongTypedObjectHandle<int>();
+        EXPECT_EQ(second.getReferenceCount(), 1u);
+        EXPECT_TRUE(second.valid());
+        EXPECT_THAT(mLog, IsEmpty()) << "The stale handle moved the second object's count";
+
+        second = StrongTypedObjectHandle<int>();
+        EXPECT_THAT(mLog, ElementsAre("script ref told second", "script ref deleted second"));
+    }
+}
+
+// An object's entity destroyed through the entity registry leaves its count behind; the last release of it
+// finds no object to destroy and clears the count instead.
+TEST_F(LifetimeRegistryTest, TheLastReleaseOfAnObjectDestroyedBehindTheRegistryDestroysNothing)
+{
+    StrongTypedObjectHandle<int> first = mScope.makeObject<int>(1);
+    const StrongTypedObjectHandle<int> other = mScope.makeObject<int>(2);
+    const ObjectHandle handle = first.getHandle();
+    mRegistry.registry.destroy(handle.value);
+    EXPECT_FALSE(first.valid());
+    const auto asserts = collectAsserts([&] { EXPECT_FALSE(mRegistry.removeReference(first.release())); });
+    EXPECT_THAT(asserts, IsEmpty());
+    EXPECT_EQ(mRegistry.getReferenceCount(handle), 0u);
+    EXPECT_EQ(other.getReferenceCount(), 1u);
+    EXPECT_EQ(*other, 2);
+}
+
+// Replacing a script reference deletes the old one, whose destructor may make objects enough to move every
+// count: the registry must not hold on to the object's count across the replacement (a sanitizer build sees a
+// write to the moved counts), and the new reference hears its object's count cross between 1 and 2.
+TEST_F(LifetimeRegistryTest, AScriptRefSetWhileTheOldOneMakesObjectsHearsTheCrossings)
+{
+    class MakingScriptRef : public IScriptRef
+    {
+    public:
+        MakingScriptRef(WeakLifetimeScope scope, std::vector<StrongTypedObjectHandle<int>>& made)
+            : mScope(std::move(scope)), mMade(made)
+        {
+        }
+        ~MakingScriptRef() override
+        {
+            for (int i = 0; i < 1000; ++i)
+            {
+                mMade.push_back(mScope.makeObject<int>(i));
+            }
+        }
+        void onReferenceCountLoweredToOne() override {}
+        void onReferenceCountRaisedToTwo() override {}
+        void onObjectDestroyed() override {}
+
+    private:
+        WeakLifetimeScope mScope;
+        std::vector<StrongTypedObjectHandle<int>>& mMade;
+    };
+
+    std::vector<StrongTypedObjectHandle<int>> made;
+    const StrongTypedObjectHandle<int> handle = mScope.makeObject<int>(1);
+    mRegistry.setScriptRef(handle.getHandle(), std::make_unique<MakingScriptRef>(mScope, made));
+    mRegistry.setScriptRef(handle.getHandle(), std::make_unique<RecordingScriptRef>(mLog, "new"));
+    ASSERT_EQ(made.size(), 1000u);
+    {
+        const StrongTypedObjectHandle<int> copy = handle;
+    }
+    EXPECT_THAT(mLog, ElementsAre("raised to two new", "lowered to one new"));
+
+    mLog.clear();
+    mRegistry.setScriptRef(handle.getHandle(), nullptr);
+    {
+        const StrongTypedObjectHandle<int> copy = handle;
+    }
+    EXPECT_THAT(mLog, ElementsAre("script ref deleted new")) << "No reference is left to tell";
 }
 } // namespace

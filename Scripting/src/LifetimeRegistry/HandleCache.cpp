@@ -11,24 +11,24 @@ HandleCache::~HandleCache()
               "they are being leaked!");
 }
 
-void HandleCache::_add(uint64_t typeHash, uint64_t keyHash, uint64_t place, const ObjectHandle& handle,
-                       uint32_t basePosition)
+void HandleCache::_add(uint64_t typeHash, uint64_t keyHash, uint64_t place, const ObjectHandle& handle)
 {
     bool newType = false;
     KeyCache& cache = mTypeCaches.emplace(typeHash, typeHash, KeyCache{}, newType);
+    if (newType)
+    {
+        mLastType = nullptr;
+    }
     bool newKey = false;
-    const uint64_t packed = handle.toU64();
     // A key already there keeps its first handle; the reverse map follows the latest call.
-    cache.emplace(keyHash, place,
-                  TrackedEntry{static_cast<uint32_t>(packed), static_cast<uint32_t>(packed >> 32), basePosition},
-                  newKey);
+    cache.emplace(keyHash, place, TrackedEntry{handle.toU64()}, newKey);
     OV_ASSERT(newKey, "Trying to add a key that already exists into the handle cache!");
     mHandleToLookupData.insert_or_assign(handle, LookupData{typeHash, keyHash, place});
 }
 
 void HandleCache::_remove(uint64_t typeHash, uint64_t keyHash, uint64_t place)
 {
-    KeyCache* cache = mTypeCaches.find(typeHash, typeHash);
+    KeyCache* cache = const_cast<KeyCache*>(_findType(typeHash));
     if (cache == nullptr)
     {
         return;

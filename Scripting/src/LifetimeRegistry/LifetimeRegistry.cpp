@@ -82,23 +82,6 @@ ObjectHandle WeakLifetimeScope::_beginObject(const internal::ObjectTypeTable& ta
     return registry->_createObject(internal::BaseScriptComponent(registry->mTypeCache, table));
 }
 
-uint32_t LifetimeRegistry::_basePosition(ObjectHandle handle) const
-{
-    return mBaseComponents.contains(handle.value) ? static_cast<uint32_t>(mBaseComponents.index(handle.value))
-                                                  : HandleCache::TrackedEntry::NO_POSITION;
-}
-
-internal::BaseScriptComponent* LifetimeRegistry::_findBase(ObjectHandle handle, uint32_t& position) const
-{
-    if (!mBaseComponents.contains(handle.value))
-    {
-        position = HandleCache::TrackedEntry::NO_POSITION;
-        return nullptr;
-    }
-    position = static_cast<uint32_t>(mBaseComponents.index(handle.value));
-    return &mBaseComponents.get(handle.value);
-}
-
 ObjectHandle LifetimeRegistry::_createObject(internal::BaseScriptComponent&& component)
 {
     ObjectHandleValue entity = registry.create();
@@ -106,7 +89,13 @@ ObjectHandle LifetimeRegistry::_createObject(internal::BaseScriptComponent&& com
     {
         entity = registry.create();
     }
+    const auto id = static_cast<size_t>(EntityTraits::to_entity(entity));
+    if (id >= mCounts.size())
+    {
+        mCounts.resize(id + 1);
+    }
     internal::BaseScriptComponent& stored = mBaseComponents.emplace(entity, std::move(component));
+    mCounts[id] = internal::ReferenceCount{static_cast<uint32_t>(EntityTraits::to_version(entity)), 1};
     const ObjectHandle handle(entity, mContextId);
     if (!mObjectListeners.empty())
     {
@@ -144,32 +133,65 @@ void LifetimeRegistry::_notifyObjectDestroyed(ObjectHandle handle, const entt::m
 unsigned int LifetimeRegistry::getReferenceCount(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    const internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-    return baseScriptComp != nullptr ? baseScriptComp->refCount : 0;
+    const internal::ReferenceCount* count = _countOf(handle.value);
+    return count != nullptr ? count->count : 0;
+}
+
+void LifetimeRegistry::_tellScriptRef(ObjectHandleValue value, bool raisedToTwo)
+{
+    const internal::BaseScriptComponent* baseScriptComp = _tryGetBase(value);
+    if (baseScriptComp == nullptr || baseScriptComp->scriptRef == nullptr)
+    {
+        return;
+    }
+    if (raisedToTwo)
+    {
+        baseScriptComp->scriptRef->onReferenceCountRaisedToTwo();
+    }
+    else
+    {
+        baseScriptComp->scriptRef->onReferenceCountLoweredToOne();
+    }
+}
+
+bool LifetimeRegistry::_releaseLast(ObjectHandleValue value, internal::ReferenceCount& count)
+{
+    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(value);
+    if (baseScriptComp == nullptr)
+    {
+        // Its entity was destroyed through the entity registry itself: the count follows it now.
+        count = internal::ReferenceCount{};
+        return false;
+    }
+    _destroyObject(ObjectHandle(value, mContextId), *baseScriptComp);
+    return true;
 }
 
 void LifetimeRegistry::destroyObject(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
     if (internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
-        baseScriptComp != nullptr && baseScriptComp->refCount != 0)
+        baseScriptComp != nullptr && !_isDying(handle.value))
     {
         _destroyObject(handle, *baseScriptComp);
     }
 }
 
-void LifetimeRegistry::_condemn(ObjectHandleValue value, internal::BaseScriptComponent& comp)
+void LifetimeRegistry::_condemn(ObjectHandleValue value)
 {
     // A count of 0 marks the object as dying, so that it is destroyed, and announced, once. It is gone for
     // its key at once: native code may track another object under that key meanwhile.
-    comp.refCount = 0;
+    if (internal::ReferenceCount* count = _countOf(value))
+    {
+        count->count = 0;
+    }
     mHandleCache.removeHandle(ObjectHandle(value, mContextId));
 }
 
 void LifetimeRegistry::_destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp)
 {
     OV_ASSERT(registry.valid(handle.value), "This object is not valid :O");
-    _condemn(handle.value, comp);
+    _condemn(handle.value);
     if (mDestroying)
     {
         // Released by a destruction under way: dies after it, so that a chain of objects holding each other
@@ -222,6 +244,10 @@ void LifetimeRegistry::_destroyCondemned(ObjectHandleValue value, internal::Base
             mHandleCache.removeHandle(ObjectHandle(next, mContextId));
             _destroyNow(next, *nextComp);
         }
+        else if (internal::ReferenceCount* count = _countOf(next))
+        {
+            *count = internal::ReferenceCount{};
+        }
     }
 }
 
@@ -246,6 +272,10 @@ void LifetimeRegistry::_destroyNow(ObjectHandleValue value, internal::BaseScript
     if (registry.valid(value))
     {
         registry.destroy(value);
+    }
+    if (internal::ReferenceCount* count = _countOf(value))
+    {
+        *count = internal::ReferenceCount{};
     }
     removingEntity = outer;
 }
@@ -296,11 +326,11 @@ void LifetimeRegistry::destroyLifetimeScope(bool expectEmpty)
         }
         // An object dying already is destroyed by the destruction under way; outside of one, it was left
         // behind by a destruction that threw, and dies now.
-        if (baseScriptComp->refCount == 0 && mDestroying)
+        if (_isDying(entity) && mDestroying)
         {
             continue;
         }
-        _condemn(entity, *baseScriptComp);
+        _condemn(entity);
         _destroyCondemned(entity, *baseScriptComp);
     }
 
@@ -368,6 +398,13 @@ void LifetimeRegistry::setScriptRef(ObjectHandle handle, std::unique_ptr<IScript
     if (internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value))
     {
         baseScriptComp->scriptRef = std::move(scriptRef);
+        // Looked up after the assignment: the deleted reference's destructor may have made objects, which
+        // grows the counts.
+        if (internal::ReferenceCount* count = _countOf(handle.value))
+        {
+            count->tag = baseScriptComp->scriptRef != nullptr ? count->tag | internal::ReferenceCount::HAS_SCRIPT_REF
+                                                              : count->tag & ~internal::ReferenceCount::HAS_SCRIPT_REF;
+        }
     }
 }
 

@@ -51,12 +51,15 @@ uint64_t hashKey(const Key& key)
 // Where a key's entry goes in its type's table. An integer key of up to four bytes is its own place, so that
 // keys in order sit in order; the hash alone must still decide which keys are one, and FNV-1a gives each value
 // of four bytes or fewer a hash of its own (an exhaustive check of all 2^32 shows it), so the place follows from
-// the hash. Wider keys, for which that is not known, and keys of other types are placed by their hash.
+// the hash. Wider keys, for which that is not known, and keys of other types are placed by their hash. Since
+// distinct keys of the first kind have distinct places, a lookup can tell them apart by place alone.
+template <typename Key>
+inline constexpr bool IS_OWN_PLACE = (std::is_integral_v<Key> || std::is_enum_v<Key>)&&sizeof(Key) <= 4;
+
 template <typename Key>
 uint64_t placeOfKey(const Key& key, uint64_t keyHash)
 {
-    constexpr bool ownPlace = (std::is_integral_v<Key> || std::is_enum_v<Key>)&&sizeof(Key) <= 4;
-    if constexpr (ownPlace)
+    if constexpr (IS_OWN_PLACE<Key>)
     {
         return static_cast<uint64_t>(key);
     }
@@ -107,7 +110,7 @@ public:
         registry.attach<internal::TrackingKey<T>, const HandleKey<T>&>(handle, key);
         const uint64_t keyHash = internal::hashKey(key);
         registry.getHandleCache()._add(internal::hashTrackedType<T>(), keyHash, internal::placeOfKey(key, keyHash),
-                                       handle, registry._basePosition(handle));
+                                       handle);
         if (addReference)
         {
             registry.addReference(handle);
@@ -127,16 +130,26 @@ public:
         {
             return std::nullopt;
         }
-        const uint64_t keyHash = internal::hashKey(key);
-        HandleCache::TrackedEntry* entry = registry->getHandleCache()._findEntry(
-            internal::hashTrackedType<T>(), keyHash, internal::placeOfKey(key, keyHash));
+        const HandleCache::TrackedEntry* entry = nullptr;
+        if constexpr (internal::IS_OWN_PLACE<HandleKey<T>>)
+        {
+            // Such a key's place is as distinct as its hash, which need not be computed.
+            entry = registry->getHandleCache()._findEntryAtPlace(internal::hashTrackedType<T>(),
+                                                                 internal::placeOfKey(key, 0));
+        }
+        else
+        {
+            const uint64_t keyHash = internal::hashKey(key);
+            entry = registry->getHandleCache()._findEntry(internal::hashTrackedType<T>(), keyHash,
+                                                          internal::placeOfKey(key, keyHash));
+        }
         if (entry == nullptr)
         {
             return std::nullopt;
         }
         const ObjectHandle found = entry->handle();
         // The reference is added here, on the registry in hand, and adopted by the handle.
-        registry->_addReferenceAt(found, entry->basePosition);
+        registry->addReference(found);
         return std::optional<StrongTypedObjectHandle<T>>(std::in_place, std::move(scope), found, false);
     }
 

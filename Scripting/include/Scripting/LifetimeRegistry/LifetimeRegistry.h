@@ -88,6 +88,14 @@ public:
     }
     Value* find(uint64_t key, uint64_t place) { return const_cast<Value*>(std::as_const(*this).find(key, place)); }
 
+    // The entry at `place`, found by its place alone: for a table whose places are as distinct as its keys, where
+    // the caller then need not compute the key.
+    const Value* findAtPlace(uint64_t place) const
+    {
+        const size_t index = _probe(place, [place](const Slot& slot) { return slot.place == place; });
+        return index != NOWHERE ? &mSlots[index].value : nullptr;
+    }
+
     // The value under `key`, inserted from `value` at `place` if the key is new; `inserted` says which.
     Value& emplace(uint64_t key, uint64_t place, Value value, bool& inserted)
     {
@@ -144,6 +152,13 @@ private:
 
     size_t _indexOf(uint64_t key, uint64_t place) const
     {
+        return _probe(place, [key](const Slot& slot) { return slot.key == key; });
+    }
+
+    // The index of the first slot from the home of `place` that `matches`, or NOWHERE.
+    template <typename Matches>
+    size_t _probe(uint64_t place, Matches matches) const
+    {
         if (mSize == 0)
         {
             return NOWHERE;
@@ -158,7 +173,7 @@ private:
             {
                 return NOWHERE;
             }
-            if (slot.key == key)
+            if (matches(slot))
             {
                 return index;
             }
@@ -244,23 +259,14 @@ public:
         /** @brief Where the key's entry sits in its type's table (see HashSlotTable). */
         uint64_t place = 0;
     };
-    /// What a key is filed with: the handle, packed (ObjectHandle::toU64) in two halves so that an entry takes
-    /// 32 bytes, and where the object's base component last stood in its storage, so that a fetch need not
-    /// search the registry for it.
+    /// What a key is filed with: the handle, packed (ObjectHandle::toU64) so that it takes one word.
     struct TrackedEntry
     {
-        /** @brief No known position. */
-        static constexpr uint32_t NO_POSITION = UINT32_MAX;
-
         /** @return The handle. */
-        ObjectHandle handle() const { return ObjectHandle((static_cast<uint64_t>(high) << 32) | low); }
+        ObjectHandle handle() const { return ObjectHandle(packed); }
 
-        /** @brief Low half of the packed handle. */
-        uint32_t low = 0;
-        /** @brief High half of the packed handle. */
-        uint32_t high = 0;
-        /** @brief A hint, checked before use: objects move in their storage when others die. */
-        uint32_t basePosition = NO_POSITION;
+        /** @brief The packed handle. */
+        uint64_t packed = 0;
     };
     /// Key hash to entry, for one type.
     using KeyCache = internal::HashSlotTable<TrackedEntry>;
@@ -283,10 +289,8 @@ public:
      * @param keyHash Hash of the key, which alone identifies it.
      * @param place Where the key's entry goes; keys near in place are near in the table.
      * @param handle The object.
-     * @param basePosition Position of the object's base component, or TrackedEntry::NO_POSITION.
      */
-    void _add(uint64_t typeHash, uint64_t keyHash, uint64_t place, const ObjectHandle& handle,
-              uint32_t basePosition = TrackedEntry::NO_POSITION);
+    void _add(uint64_t typeHash, uint64_t keyHash, uint64_t place, const ObjectHandle& handle);
     /** @brief Drops a key filed by its hash; for HandleTracker and tools. */
     void _remove(uint64_t typeHash, uint64_t keyHash) { _remove(typeHash, keyHash, keyHash); }
     /** @brief Drops a key filed at `place`; for HandleTracker. */
@@ -308,29 +312,45 @@ public:
         const TrackedEntry* entry = _findEntry(typeHash, keyHash, place);
         return entry != nullptr ? std::optional<ObjectHandle>(entry->handle()) : std::nullopt;
     }
-    /**
-     * @brief The entry of a key, whose position hint the caller may refresh; for HandleTracker.
-     * @return The entry, or null. It lasts until the next _add or _remove.
-     */
-    TrackedEntry* _findEntry(uint64_t typeHash, uint64_t keyHash, uint64_t place)
-    {
-        return const_cast<TrackedEntry*>(std::as_const(*this)._findEntry(typeHash, keyHash, place));
-    }
-    /** @brief The entry of a key, or null. */
+    /** @brief The entry of a key, or null. It lasts until the next _add or _remove. */
     const TrackedEntry* _findEntry(uint64_t typeHash, uint64_t keyHash, uint64_t place) const
     {
-        const KeyCache* cache = mTypeCaches.find(typeHash, typeHash);
+        const KeyCache* cache = _findType(typeHash);
         return cache != nullptr ? cache->find(keyHash, place) : nullptr;
+    }
+    /// The entry at `place`, for a type whose keys are their own places, so that two keys share a place only
+    /// if they are one key; for HandleTracker. Null if there is none. It lasts until the next _add or _remove.
+    const TrackedEntry* _findEntryAtPlace(uint64_t typeHash, uint64_t place) const
+    {
+        const KeyCache* cache = _findType(typeHash);
+        return cache != nullptr ? cache->findAtPlace(place) : nullptr;
     }
     /// The keys of a type, null if the type was never tracked. A type whose keys are all gone keeps its
     /// empty map. The pointer lasts until the next _add.
-    const KeyCache* _findType(uint64_t typeHash) const { return mTypeCaches.find(typeHash, typeHash); }
+    const KeyCache* _findType(uint64_t typeHash) const
+    {
+        // Fetches tend to ask for one type many times over.
+        if (mLastType != nullptr && mLastTypeHash == typeHash)
+        {
+            return mLastType;
+        }
+        const KeyCache* cache = mTypeCaches.find(typeHash, typeHash);
+        if (cache != nullptr)
+        {
+            mLastTypeHash = typeHash;
+            mLastType = cache;
+        }
+        return cache;
+    }
 
     /// Drops whatever key `handle` stands under; nothing if it stands under none.
     void removeHandle(const ObjectHandle& handle);
 
 private:
     internal::HashSlotTable<KeyCache> mTypeCaches;
+    // The type asked for last, remembered until a type is added, which may move every type's table.
+    mutable uint64_t mLastTypeHash = 0;
+    mutable const KeyCache* mLastType = nullptr;
     std::unordered_map<ObjectHandle, LookupData> mHandleToLookupData;
 };
 
@@ -465,8 +485,8 @@ struct BaseScriptComponent
     using TypedHandleFunction = internal::TypedHandleFunction;
 
     BaseScriptComponent(TypeCache& cache, const ObjectTypeTable& table)
-        : isPointerStorage(table.pointerStorage), fetchFunction(table.fetch), typedHandleFunction(table.typedHandle),
-          resolveType(table.resolveType), typeCache(&cache), objectSize(table.objectSize)
+        : isPointerStorage(table.pointerStorage), objectSize(table.objectSize), fetchFunction(table.fetch),
+          typedHandleFunction(table.typedHandle), resolveType(table.resolveType), typeCache(&cache)
     {
     }
     BaseScriptComponent(BaseScriptComponent&&) noexcept = default;
@@ -480,14 +500,31 @@ struct BaseScriptComponent
 
     bool isPointerStorage;
     bool matchesAnyType = false;
+    uint32_t objectSize;
     FetchFunction fetchFunction;
     TypedHandleFunction typedHandleFunction;
     entt::meta_type (*resolveType)();
     TypeCache* typeCache;
     const entt::meta_type* scriptObjType = nullptr;
-    uint32_t objectSize;
-    uint32_t refCount = 1;
+    // Its reference count is kept apart, in the registry's ReferenceCount of the object's id.
     std::unique_ptr<IScriptRef> scriptRef;
+};
+
+// An object's reference count, in an array of the registry indexed by the id in the object's handle. Every
+// strong handle's copy and destruction counts, and there a handle reaches these 8 bytes directly, where the
+// base component takes a search through the storage's sparse array and a line of its own.
+struct ReferenceCount
+{
+    // The tag of an id that holds no object; no version has this bit.
+    static constexpr uint32_t NO_OBJECT = 1u << 30;
+    // In the tag while the object has a script reference, which hears the count cross between 1 and 2: the
+    // count alone then says whether the component must be read.
+    static constexpr uint32_t HAS_SCRIPT_REF = 1u << 31;
+
+    // The version of the object that holds the id, with HAS_SCRIPT_REF: a stale handle's version finds no count.
+    uint32_t tag = NO_OBJECT;
+    // 0 while the object is dying.
+    uint32_t count = 0;
 };
 
 // Component access on the entity registry alone. Native types are stored wrapped; these unwrap them.
@@ -699,29 +736,41 @@ private:
     friend class WeakObjectHandle;
     friend class HandleTracker;
 
-    // Where the object's base component stands in its storage, HandleCache::TrackedEntry::NO_POSITION for no
-    // object: a hint for _addReferenceAt. Out of line, as is the search when a hint is stale: more inline
-    // searches would make the compiler stop inlining the one every strong handle's count goes through.
-    uint32_t _basePosition(ObjectHandle handle) const;
-    internal::BaseScriptComponent* _findBase(ObjectHandle handle, uint32_t& position) const;
-    // addReference for a caller that remembers where the base component stood. The hint is checked against
-    // the storage, whose entities sit in the same order as the components, and refreshed when the object has
-    // moved since: a correct hint spares the search through the sparse array.
-    inline void _addReferenceAt(ObjectHandle handle, uint32_t& position);
-    inline void _raiseCount(internal::BaseScriptComponent* baseScriptComp);
+    // The count of the object `value` names, null when no object of that version holds the id.
+    internal::ReferenceCount* _countOf(ObjectHandleValue value)
+    {
+        return const_cast<internal::ReferenceCount*>(std::as_const(*this)._countOf(value));
+    }
+    const internal::ReferenceCount* _countOf(ObjectHandleValue value) const
+    {
+        using Traits = entt::entt_traits<ObjectHandleValue>;
+        const auto id = static_cast<size_t>(Traits::to_entity(value));
+        if (id >= mCounts.size())
+        {
+            return nullptr;
+        }
+        const internal::ReferenceCount& count = mCounts[id];
+        return (count.tag & ~internal::ReferenceCount::HAS_SCRIPT_REF) == Traits::to_version(value) ? &count : nullptr;
+    }
+    // Out of line, the rare ends of counting: inline they would stop the compiler inlining the common case into
+    // every strong handle. They take the value alone, the context being this registry's: a handle's context is
+    // a byte, and passing the whole handle on would read the word around it, which the handle's maker has just
+    // written byte by byte; the processor cannot forward such stores to the load and waits for them.
+    void _tellScriptRef(ObjectHandleValue value, bool raisedToTwo);
+    bool _releaseLast(ObjectHandleValue value, internal::ReferenceCount& count);
 
     ObjectHandle _createObject(internal::BaseScriptComponent&& component);
     // Condemns the object and destroys it, at once or after the destruction under way.
     void _destroyObject(ObjectHandle handle, internal::BaseScriptComponent& comp);
-    void _condemn(ObjectHandleValue value, internal::BaseScriptComponent& comp);
+    void _condemn(ObjectHandleValue value);
     // Destroys a condemned object, then whatever its destruction condemned, until nothing waits.
     void _destroyCondemned(ObjectHandleValue value, internal::BaseScriptComponent& comp);
     void _destroyNow(ObjectHandleValue value, internal::BaseScriptComponent& comp);
     // A dying object has no references left: it is being destroyed, or waits for it.
     bool _isDying(ObjectHandleValue value) const
     {
-        const internal::BaseScriptComponent* comp = _tryGetBase(value);
-        return comp != nullptr && comp->refCount == 0;
+        const internal::ReferenceCount* count = _countOf(value);
+        return count != nullptr && count->count == 0;
     }
     bool _doTypesMatch(ObjectHandle handle, const entt::meta_type& type);
     entt::meta_any _resolveAsTypedHandle(ObjectHandle handle, internal::TypedHandleKind kind);
@@ -747,8 +796,10 @@ private:
     std::weak_ptr<ILifetimeScopeListener> mScopeListener;
     std::vector<std::weak_ptr<ILifetimeObjectListener>> mObjectListeners;
     HandleCache mHandleCache;
-    // The storage every object has, looked up once: reference counting is on every handle's path.
+    // The storage every object has, looked up once.
     decltype(registry.storage<internal::BaseScriptComponent>())& mBaseComponents;
+    // Indexed by entity id: ids are dense, and every object's id has its count here.
+    std::vector<internal::ReferenceCount> mCounts;
     // Condemned objects waiting for the destruction under way to end, the next to die at the back.
     std::vector<ObjectHandleValue> mPendingDestruction;
     // True while objects are being destroyed: only then can an object be dying.
@@ -760,38 +811,15 @@ private:
 void LifetimeRegistry::addReference(ObjectHandle handle)
 {
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    _raiseCount(_tryGetBase(handle.value));
-}
-
-void LifetimeRegistry::_addReferenceAt(ObjectHandle handle, uint32_t& position)
-{
-    OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    constexpr std::size_t PAGE = internal::BaseScriptComponent::page_size;
-    internal::BaseScriptComponent* baseScriptComp = nullptr;
-    if (position < mBaseComponents.size() && mBaseComponents.data()[position] == handle.value)
-    {
-        baseScriptComp = &mBaseComponents.raw()[position / PAGE][position % PAGE];
-    }
-    else
-    {
-        // Written before the count is raised: a raise may call the script reference, which may track or untrack
-        // and so move the entry that `position` lives in.
-        baseScriptComp = _findBase(handle, position);
-    }
-    _raiseCount(baseScriptComp);
-}
-
-void LifetimeRegistry::_raiseCount(internal::BaseScriptComponent* baseScriptComp)
-{
+    internal::ReferenceCount* count = _countOf(handle.value);
     // A dying object cannot be held again: the new holder finds it gone, as it will be.
-    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
+    if (count == nullptr || count->count == 0)
     {
         return;
     }
-    ++baseScriptComp->refCount;
-    if (baseScriptComp->refCount == 2 && baseScriptComp->scriptRef != nullptr)
+    if (++count->count == 2 && (count->tag & internal::ReferenceCount::HAS_SCRIPT_REF) != 0)
     {
-        baseScriptComp->scriptRef->onReferenceCountRaisedToTwo();
+        _tellScriptRef(handle.value, true);
     }
 }
 
@@ -800,27 +828,19 @@ bool LifetimeRegistry::removeReference(ObjectHandle handle)
     // An object that holds a strong handle to itself is a leak its author should hear of: the handle can only
     // go when the object is destroyed by force. Said once per such handle, then the release is a no-op.
     OV_ASSERT(handle != removingEntity, "This handle is being removed");
-    internal::BaseScriptComponent* baseScriptComp = _tryGetBase(handle.value);
+    internal::ReferenceCount* count = _countOf(handle.value);
     // A dying object's references died with it.
-    if (baseScriptComp == nullptr || baseScriptComp->refCount == 0)
+    if (count == nullptr || count->count == 0)
     {
         return false;
     }
-    --baseScriptComp->refCount;
-    if (baseScriptComp->refCount == 1)
+    const uint32_t left = --count->count;
+    if (left == 1 && (count->tag & internal::ReferenceCount::HAS_SCRIPT_REF) != 0)
     {
-        if (baseScriptComp->scriptRef != nullptr)
-        {
-            baseScriptComp->scriptRef->onReferenceCountLoweredToOne();
-        }
+        _tellScriptRef(handle.value, false);
         return false;
     }
-    if (baseScriptComp->refCount == 0)
-    {
-        _destroyObject(handle, *baseScriptComp);
-        return true;
-    }
-    return false;
+    return left == 0 && _releaseLast(handle.value, *count);
 }
 
 StrongObjectHandle::StrongObjectHandle(WeakLifetimeScope scope, ObjectHandle objHandle, bool addReference)
@@ -978,7 +998,7 @@ void LifetimeRegistry::untrackObjectWithPointer(T* object)
     const ObjectHandle handle(*found, mContextId);
     OV_ASSERT(_doTypesMatch(handle, Reflection::resolve<T>()),
               "type of handle provided doesnt match the type of the object we stored");
-    if (internal::BaseScriptComponent* comp = _tryGetBase(handle.value); comp != nullptr && comp->refCount != 0)
+    if (internal::BaseScriptComponent* comp = _tryGetBase(handle.value); comp != nullptr && !_isDying(handle.value))
     {
         _destroyObject(handle, *comp);
     }

@@ -307,61 +307,24 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
     return status;
 }
 
-int protectedCallWithHandler(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount,
-                             int handler)
+int nestedProtectedCall(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount,
+                        int handler)
 {
-    const int base = function;
-    const bool outermost = context.entry == 0;
-    if (!outermost && context.stopped)
+    if (context.stopped)
     {
         // A callback of a stopped entry: nothing more of the script runs.
         stopAtNextInstruction(context);
-        lua_settop(state, base - 1);
+        lua_settop(state, function - 1);
         lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
         return LUA_ERRRUN;
     }
     context.traceback.clear();
     context.errorFile.clear();
     context.errorLine = -1;
-    if (outermost)
+    const int status = lua_pcall(state, argumentCount, resultCount, handler);
+    if (context.stopped)
     {
-        // A new entry from native code: a fresh budget, and a number that interrupts from now on refer to.
-        context.instructionsUsed = 0;
-        context.stopped = false;
-        context.entry = ++context.entries;
-    }
-    int status = LUA_OK;
-    if (!outermost)
-    {
-        status = lua_pcall(state, argumentCount, resultCount, handler);
-        if (context.stopped)
-        {
-            stopAtNextInstruction(context);
-        }
-    }
-    else
-    {
-        status = runEntry(context, state, argumentCount, resultCount, handler);
-        context.entry = 0;
-        if (!context.referencesPinned && atStackBottom(context, state, lua_gettop(state)))
-        {
-            // The table was remade while the entry ran; the old one goes with its slot.
-            pinReferences(context, state);
-        }
-        if (context.hookHurried)
-        {
-            // The pace of the hook again; coroutines take it when next resumed.
-            context.hookHurried = false;
-            syncHook(context, context.state);
-            syncHook(context, state);
-        }
-        if (status == LUA_OK && context.stopped)
-        {
-            // Stopped inside native code that dropped the error, and ended before the next look of the hook.
-            lua_settop(state, base - 1);
-            lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
-            status = LUA_ERRRUN;
-        }
+        stopAtNextInstruction(context);
     }
     return status;
 }

@@ -750,8 +750,11 @@ int protectedCall(LuaContext& context, lua_State* state, int argumentCount, int 
 // The same with the message handler already at `handler`, below the function, where it stays: a caller that
 // pushes it first, or finds it at HANDLER_SLOT, spares moving it under the function and out again.
 // `function` is the index of the function, with its arguments above it up to the top.
-int protectedCallWithHandler(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount,
-                             int handler);
+inline int protectedCallWithHandler(LuaContext& context, lua_State* state, int function, int argumentCount,
+                                    int resultCount, int handler);
+// The protected call of a callback, within an entry that is running already.
+int nestedProtectedCall(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount,
+                        int handler);
 ResultAny failureToError(const ConversionFailure& failure, const std::string& subject, int32_t index);
 // `noun` after the article its sound takes: "an int", "a string", "an Entity".
 std::string withArticle(std::string_view noun);
@@ -793,9 +796,21 @@ void openPatternFunctions(lua_State* state);
 bool installStopSignal(int signal);
 // Makes the running entry known to the thread table and, with a time budget, to the deadline thread; before
 // any script code of the entry runs.
-// One entry from native code into `state` (context.entry set already): registers it for stops, runs lua_pcall
-// with the arguments given, charges a stop that came due at its very end, and unregisters it.
-int runEntry(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler);
+// One entry from native code into `state`, with no entry of the context running: a fresh budget and number,
+// registered for stops, lua_pcall with the arguments given, a stop that came due at its very end charged, and
+// everything undone again. Arguments as protectedCallWithHandler's.
+int runEntry(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount, int handler);
+
+// The outermost call is the hot one from native code: one call into the entry, not two.
+inline int protectedCallWithHandler(LuaContext& context, lua_State* state, int function, int argumentCount,
+                                    int resultCount, int handler)
+{
+    if (context.entry == 0)
+    {
+        return runEntry(context, state, function, argumentCount, resultCount, handler);
+    }
+    return nestedProtectedCall(context, state, function, argumentCount, resultCount, handler);
+}
 // Whether an interrupt or the deadline asks the running entry to stop. Safe in the signal handler.
 inline bool stopDue(const LuaContext& context)
 {

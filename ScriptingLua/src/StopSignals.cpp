@@ -69,17 +69,22 @@ struct ThreadRecord
 
 ThreadRecord sThreads[THREAD_RECORDS];
 
-// The place of this thread in the table, given back when the thread ends.
+// What the thread found when it first ran a script: its place in the table (-1 for none, -2 before the first
+// look) and its kernel id. Trivially destructible, so that an entry reads them with no guard of a thread_local
+// that has a destructor.
+thread_local int tRecord = -2;
+thread_local pid_t tThreadId = 0;
+
+// Gives the place back when the thread ends; touched only by the first look.
 struct ThreadPlace
 {
     int index = -1;
-    pid_t id = 0;
-    bool looked = false;
 
     ~ThreadPlace()
     {
         if (index >= 0)
         {
+            tRecord = -1;
             sThreads[index].innermost.store(nullptr, std::memory_order_relaxed);
             sThreads[index].owner.store(pthread_t{}, std::memory_order_release);
         }
@@ -88,32 +93,36 @@ struct ThreadPlace
 
 thread_local ThreadPlace tPlace;
 
-// Looked up once per thread. A thread that blocks the signal when it first runs a script polls for good: the
-// signal would never reach it.
-int threadRecord(int signal)
+// A thread that blocks the signal when it first runs a script polls for good: the signal would never reach it.
+[[gnu::noinline]] int lookUpThreadRecord(int signal)
 {
-    if (!tPlace.looked)
+    tRecord = -1;
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    if (pthread_sigmask(SIG_BLOCK, nullptr, &blocked) != 0 || sigismember(&blocked, signal) != 0)
     {
-        tPlace.looked = true;
-        sigset_t blocked;
-        sigemptyset(&blocked);
-        if (pthread_sigmask(SIG_BLOCK, nullptr, &blocked) != 0 || sigismember(&blocked, signal) != 0)
+        return -1;
+    }
+    const pthread_t self = pthread_self();
+    for (int index = 0; index < THREAD_RECORDS; ++index)
+    {
+        pthread_t free{};
+        if (sThreads[index].owner.compare_exchange_strong(free, self, std::memory_order_acq_rel))
         {
-            return -1;
-        }
-        const pthread_t self = pthread_self();
-        for (int index = 0; index < THREAD_RECORDS; ++index)
-        {
-            pthread_t free{};
-            if (sThreads[index].owner.compare_exchange_strong(free, self, std::memory_order_acq_rel))
-            {
-                tPlace.index = index;
-                tPlace.id = currentThreadId();
-                break;
-            }
+            tPlace.index = index;
+            tThreadId = currentThreadId();
+            tRecord = index;
+            break;
         }
     }
-    return tPlace.index;
+    return tRecord;
+}
+
+// Looked up once per thread.
+inline int threadRecord(int signal)
+{
+    const int record = tRecord;
+    return record != -2 ? record : lookUpThreadRecord(signal);
 }
 
 struct sigaction sReplaced[NSIG];
@@ -367,7 +376,7 @@ namespace
             context.reachable = true;
             context.threadRecord = record;
             context.outerOnThread = sThreads[record].innermost.load(std::memory_order_relaxed);
-            slot->ownerThread.store(tPlace.id, std::memory_order_relaxed);
+            slot->ownerThread.store(tThreadId, std::memory_order_relaxed);
             // The handler must see the context whole before it sees it at all.
             std::atomic_signal_fence(std::memory_order_seq_cst);
             sThreads[record].innermost.store(&context, std::memory_order_relaxed);
@@ -433,16 +442,43 @@ namespace
 
 } // namespace
 
-int runEntry(LuaContext& context, lua_State* state, int argumentCount, int resultCount, int handler)
+int runEntry(LuaContext& context, lua_State* state, int function, int argumentCount, int resultCount, int handler)
 {
+    context.traceback.clear();
+    context.errorFile.clear();
+    context.errorLine = -1;
+    // A fresh budget, and a number that interrupts from now on refer to.
+    context.instructionsUsed = 0;
+    context.stopped = false;
+    context.entry = ++context.entries;
     beginEntry(context, state);
-    const int status = lua_pcall(state, argumentCount, resultCount, handler);
+    int status = lua_pcall(state, argumentCount, resultCount, handler);
     if (status == LUA_OK && !context.stopped && stopDue(context))
     {
         // Asked to stop before the script got back to an instruction: its end is a safe point too.
         chargeWork(context, state, 0);
     }
     endEntry(context);
+    context.entry = 0;
+    if (!context.referencesPinned && atStackBottom(context, state, lua_gettop(state)))
+    {
+        // The table was remade while the entry ran; the old one goes with its slot.
+        pinReferences(context, state);
+    }
+    if (context.hookHurried)
+    {
+        // The pace of the hook again; coroutines take it when next resumed.
+        context.hookHurried = false;
+        syncHook(context, context.state);
+        syncHook(context, state);
+    }
+    if (status == LUA_OK && context.stopped)
+    {
+        // Stopped inside native code that dropped the error, and ended before the next look of the hook.
+        lua_settop(state, function - 1);
+        lua_pushlstring(state, context.stopMessage.data(), context.stopMessage.size());
+        status = LUA_ERRRUN;
+    }
     return status;
 }
 

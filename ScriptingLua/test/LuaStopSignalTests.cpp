@@ -281,6 +281,29 @@ TEST_F(LuaStopSignalTest, ThreadThatBlocksTheSignalIsStoppedByTheHook)
                });
 }
 
+// The table that the signal handler searches has a fixed number of places, one per thread that has run a script.
+// More threads than that, one after another, each run without a hook: a thread that ends gives its place back,
+// and the last of them is still stopped by the signal.
+TEST_F(LuaStopSignalTest, ThreadsThatEndedLeaveTheirPlaceToLaterOnes)
+{
+    prepare({});
+    mRuntime->enableWatchdog(WatchdogSettings{50, 0});
+    constexpr int THREADS = 1100;
+    int hookedThreads = 0;
+    for (int index = 0; index < THREADS; ++index)
+    {
+        std::thread([&] { hookedThreads += static_cast<int>(integer(run("return hooked() and 1 or 0"))); }).join();
+    }
+    EXPECT_EQ(hookedThreads, 0);
+    runGuarded("after many threads", GUARD,
+               [&]
+               {
+                   EXPECT_EQ(integer(run("return hooked() and 1 or 0")), 0);
+                   EXPECT_EQ(errorText(run("while true do end")),
+                             "Script stopped by the watchdog: ran longer than 50 ms");
+               });
+}
+
 // A forked child has no deadline thread of its own until it times an entry; the parent's one is gone with the
 // fork.
 TEST_F(LuaStopSignalTest, ForkedChildKeepsTheTimeBudget)

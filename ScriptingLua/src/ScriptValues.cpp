@@ -729,8 +729,10 @@ Reflection::TypedClosureStatus LuaRuntime::callClosureTyped(ContextId contextId,
     if (cache.owner != 0)
     {
         // A context made later under the same id has another serial, and any script value let go since the
-        // function was found may have been this one, or have freed the slot for another function.
-        if (context == nullptr || context->serial != cache.owner || context->valuesLetGo != cache.epoch)
+        // function was found may have been this one, or have freed the slot for another function. A closing
+        // context refuses the call as the uncached road does, through the general path's words.
+        if (context == nullptr || context->closing || context->serial != cache.owner ||
+            context->valuesLetGo != cache.epoch)
         {
             cache = {};
             return TypedClosureStatus::Unsupported;

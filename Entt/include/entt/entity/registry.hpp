@@ -110,8 +110,10 @@ class basic_registry
                 return static_cast<storage_type&>(*elem);
             }
 
-            auto cpool = std::make_unique<storage_type>(typename storage_type::allocator_type{get_allocator()});
-            auto& ref = *cpool;
+            auto made = std::make_unique<storage_type>(typename storage_type::allocator_type{get_allocator()});
+            auto& ref = *made;
+            // Held by its base from here, so that the list's growth is one function for every type.
+            std::unique_ptr<base_type> cpool{std::move(made)};
             pools.emplace_back(id, std::move(cpool));
             index.insert(id, &ref);
             return ref;

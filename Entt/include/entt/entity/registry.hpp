@@ -110,10 +110,10 @@ class basic_registry
                 return static_cast<storage_type&>(*elem);
             }
 
-            auto made = std::make_unique<storage_type>(typename storage_type::allocator_type{get_allocator()});
-            auto& ref = *made;
-            // Held by its base from here, so that the list's growth is one function for every type.
-            std::unique_ptr<base_type> cpool{std::move(made)};
+            // Held by its base from the start: a unique_ptr of each storage type would be a set of templates
+            // per type, and the list's growth one more.
+            std::unique_ptr<base_type> cpool{new storage_type(typename storage_type::allocator_type{get_allocator()})};
+            auto& ref = static_cast<storage_type&>(*cpool);
             pools.emplace_back(id, std::move(cpool));
             index.insert(id, &ref);
             return ref;

@@ -387,12 +387,15 @@ private:
 } // namespace Scripting
 
 // Every native type's storage shares one implementation: a bound class adds its layout, not a storage's code.
+namespace entt
+{
 template <typename T>
-struct entt::storage_type<Scripting::internal::Stored<T>, Scripting::ObjectHandleValue,
-                          std::allocator<Scripting::internal::Stored<T>>>
+struct storage_type<Scripting::internal::Stored<T>, Scripting::ObjectHandleValue,
+                    std::allocator<Scripting::internal::Stored<T>>>
 {
     using type = Scripting::internal::ObjectStorage<Scripting::internal::Stored<T>>;
 };
+} // namespace entt
 
 namespace Scripting
 {

@@ -71,15 +71,39 @@ using EntityTraits = entt::entt_traits<ObjectHandleValue>;
 constexpr auto RETIRED_VERSION = static_cast<EntityTraits::version_type>(EntityTraits::version_mask - 1u);
 } // namespace
 
-ObjectHandle WeakLifetimeScope::_beginObject(const internal::ObjectTypeTable& table, LifetimeRegistry*& registry) const
+ObjectHandle WeakLifetimeScope::_beginObject(const internal::ObjectTypeTable& table, LifetimeRegistry*& registry,
+                                             void*& slot) const
 {
     OV_ASSERT(!empty(), "LifetimeScope is empty");
+    slot = nullptr;
     registry = getLifetimeRegistry();
     if (registry == nullptr)
     {
         return ObjectHandle();
     }
-    return registry->_createObject(internal::BaseScriptComponent(registry->mTypeCache, table));
+    const ObjectHandle handle = registry->_createObject(internal::BaseScriptComponent(registry->mTypeCache, table));
+    if (!handle.empty())
+    {
+        // After the listeners heard of the object: they may make objects of the same type meanwhile.
+        try
+        {
+            slot = table.storage(registry->registry).claim(handle.value);
+        }
+        catch (...)
+        {
+            registry->destroyObject(handle);
+            throw;
+        }
+    }
+    return handle;
+}
+
+void WeakLifetimeScope::_abandonObject(const internal::ObjectTypeTable& table, LifetimeRegistry& registry,
+                                       ObjectHandle handle)
+{
+    // The slot holds no object: the storage must forget it before the entity's destruction would destroy it.
+    table.storage(registry.registry).unclaim(handle.value);
+    registry.destroyObject(handle);
 }
 
 ObjectHandle LifetimeRegistry::_createObject(internal::BaseScriptComponent&& component)

@@ -110,8 +110,10 @@ class basic_registry
                 return static_cast<storage_type&>(*elem);
             }
 
-            auto cpool = std::make_unique<storage_type>(typename storage_type::allocator_type{get_allocator()});
-            auto& ref = *cpool;
+            // Held by its base from the start: a unique_ptr of each storage type would be a set of templates
+            // per type, and the list's growth one more.
+            std::unique_ptr<base_type> cpool{new storage_type(typename storage_type::allocator_type{get_allocator()})};
+            auto& ref = static_cast<storage_type&>(*cpool);
             pools.emplace_back(id, std::move(cpool));
             index.insert(id, &ref);
             return ref;

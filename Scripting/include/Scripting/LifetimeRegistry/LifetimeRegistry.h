@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Scripting/LifetimeRegistry/SmartObjectHandleImplementation.h"
+#include "Scripting/LifetimeRegistry/internal/ObjectStorage.h"
 
 #include "Diagnostics/Assert.h"
 #include "Scripting/Reflection/Reflection.h"
@@ -402,6 +403,24 @@ private:
     }
 };
 
+} // namespace internal
+} // namespace Scripting
+
+// Every native type's storage shares one implementation: a bound class adds its layout, not a storage's code.
+namespace entt
+{
+template <typename T>
+struct storage_type<Scripting::internal::Stored<T>, Scripting::ObjectHandleValue,
+                    std::allocator<Scripting::internal::Stored<T>>>
+{
+    using type = Scripting::internal::ObjectStorage<Scripting::internal::Stored<T>>;
+};
+} // namespace entt
+
+namespace Scripting
+{
+namespace internal
+{
 // A native object that lives elsewhere and is only tracked.
 template <typename T>
 struct PointerStorageComponent
@@ -454,9 +473,17 @@ struct ObjectTypeTable
     FetchFunction fetch;
     TypedHandleFunction typedHandle;
     entt::meta_type (*resolveType)();
+    // The registry's storage of the type held by value; null for types held by pointer.
+    ErasedStorage& (*storage)(EntityRegistry&);
     uint32_t objectSize;
     bool pointerStorage;
 };
+
+template <typename T>
+ErasedStorage& storageOf(EntityRegistry& registry)
+{
+    return registry.storage<Stored<T>>();
+}
 
 template <typename T, bool pointerStorage>
 consteval FetchFunction fetchFunctionOf()
@@ -472,9 +499,12 @@ consteval FetchFunction fetchFunctionOf()
 }
 
 template <typename T, bool pointerStorage>
-inline constexpr ObjectTypeTable OBJECT_TYPE{
-    fetchFunctionOf<T, pointerStorage>(), &makeTypedHandle<T>, &Reflection::resolve<T>,
-    static_cast<uint32_t>(pointerStorage ? sizeof(T*) : sizeof(T)), pointerStorage};
+inline constexpr ObjectTypeTable OBJECT_TYPE{fetchFunctionOf<T, pointerStorage>(),
+                                             &makeTypedHandle<T>,
+                                             &Reflection::resolve<T>,
+                                             pointerStorage ? nullptr : &storageOf<T>,
+                                             static_cast<uint32_t>(pointerStorage ? sizeof(T*) : sizeof(T)),
+                                             pointerStorage};
 
 // The component every object has, by which the registry knows it, counts it and names its type.
 struct BaseScriptComponent
@@ -573,8 +603,22 @@ struct ObjectRegistryUtilities
     template <typename T>
     static std::vector<ObjectHandleValue> entitiesWith(EntityRegistry& registry)
     {
-        auto view = registry.view<Stored<T>>();
-        return std::vector<ObjectHandleValue>(view.begin(), view.end());
+        const auto* storage = std::as_const(registry).storage<Stored<T>>();
+        std::vector<ObjectHandleValue> entities;
+        if (storage == nullptr)
+        {
+            return entities;
+        }
+        entities.reserve(storage->size());
+        // A view walks from the back; in-place types leave holes, which are no object.
+        for (auto position = storage->size(); position > 0; --position)
+        {
+            if (const ObjectHandleValue entity = storage->data()[position - 1]; entity != entt::tombstone)
+            {
+                entities.push_back(entity);
+            }
+        }
+        return entities;
     }
 };
 } // namespace internal
@@ -1041,22 +1085,23 @@ template <typename T, typename... Args>
 StrongTypedObjectHandle<T> WeakLifetimeScope::makeObject(Args&&... args) const
 {
     static_assert(!std::is_empty_v<T>, "An object needs state of its own to be reached through its handles");
+    constexpr const internal::ObjectTypeTable& table = internal::OBJECT_TYPE<T, false>;
     LifetimeRegistry* registry = nullptr;
-    const ObjectHandle handle = _beginObject(internal::OBJECT_TYPE<T, false>, registry);
+    void* slot = nullptr;
+    const ObjectHandle handle = _beginObject(table, registry, slot);
     if (registry == nullptr)
     {
         return StrongTypedObjectHandle<T>();
     }
-    if (!handle.empty())
+    if (slot != nullptr)
     {
         try
         {
-            registry->registry.emplace<internal::Stored<T>>(handle.value, std::in_place, std::forward<Args>(args)...);
+            ::new (slot) internal::Stored<T>(std::in_place, std::forward<Args>(args)...);
         }
         catch (...)
         {
-            // Nobody owns the half-made object's reference: it must not outlive the failed construction.
-            registry->destroyObject(handle);
+            _abandonObject(table, *registry, handle);
             throw;
         }
         if constexpr (std::is_base_of_v<EnableWeakHandleFromThis, T>)

@@ -111,8 +111,13 @@ public:
 
 private:
     // The entity and base component of a new object of the type `table` describes, or the empty handle (after
-    // an assert for an empty scope) when the scope reaches no registry; `registry` receives the registry.
-    ObjectHandle _beginObject(const internal::ObjectTypeTable& table, LifetimeRegistry*& registry) const;
+    // an assert for an empty scope) when the scope reaches no registry; `registry` receives the registry, and
+    // `slot` the memory in the type's storage where the caller makes the object (null without an object).
+    // Everything but the constructor's call is here, so that a type's makeObject is little more than that call.
+    ObjectHandle _beginObject(const internal::ObjectTypeTable& table, LifetimeRegistry*& registry, void*& slot) const;
+    // Undoes _beginObject when the constructor threw: nobody owns the half-made object's reference, so it must
+    // not outlive the failed construction.
+    static void _abandonObject(const internal::ObjectTypeTable& table, LifetimeRegistry& registry, ObjectHandle handle);
 
     LifetimeRegistryReference* mReference = nullptr;
     uint32_t mGeneration = 0;

@@ -22,6 +22,26 @@ struct AdapterTable
 constinit std::atomic<const AdapterTable*> sCurrent{nullptr};
 constinit std::mutex sWriting;
 
+// Frees every table when the program ends, or when the module that carries this library is unloaded: no script
+// converts anything then, and a module's statics are unmapped with it, so kept tables would be lost, not kept.
+struct TablesOwner
+{
+    TablesOwner() = default;
+    TablesOwner(const TablesOwner&) = delete;
+    TablesOwner& operator=(const TablesOwner&) = delete;
+    ~TablesOwner()
+    {
+        const AdapterTable* table = sCurrent.exchange(nullptr, std::memory_order_acq_rel);
+        while (table != nullptr)
+        {
+            const AdapterTable* previous = table->previous;
+            delete table;
+            table = previous;
+        }
+    }
+};
+const TablesOwner sTablesOwner;
+
 template <typename Adapter, typename Member>
 void publish(entt::id_type type, const Adapter& adapter, Member member)
 {
@@ -31,7 +51,7 @@ void publish(entt::id_type type, const Adapter& adapter, Member member)
     {
         return;
     }
-    // Never freed: reachable from sCurrent through `previous`, for readers that loaded an older table.
+    // Kept until the end: reachable from sCurrent through `previous`, for readers that loaded an older table.
     auto* next = current != nullptr ? new AdapterTable(*current) : new AdapterTable();
     next->previous = current;
     (next->*member).emplace(type, adapter);

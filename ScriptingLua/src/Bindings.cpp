@@ -484,12 +484,12 @@ int invokeUnprotected(LuaContext& context, lua_State* state, const FunctionPlan&
     return pushNativeOrFail(context, state, result, plan.displayName, "returned");
 }
 
-int invoke(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
+// Called only from inside a catch block: the exception in flight becomes the call's error value.
+int pushNativeFailure(LuaContext& context, lua_State* state, const FunctionPlan& plan)
 {
-    NativeCallScope call(context, state);
     try
     {
-        return invokeUnprotected(context, state, plan, first);
+        throw;
     }
     catch (const std::exception& exception)
     {
@@ -499,6 +499,19 @@ int invoke(LuaContext& context, lua_State* state, const FunctionPlan& plan, int 
     catch (...)
     {
         return pushFailure(context, state, Error(plan.displayName + " failed in native code"));
+    }
+}
+
+int invoke(LuaContext& context, lua_State* state, const FunctionPlan& plan, int first)
+{
+    NativeCallScope call(context, state);
+    try
+    {
+        return invokeUnprotected(context, state, plan, first);
+    }
+    catch (...)
+    {
+        return pushNativeFailure(context, state, plan);
     }
 }
 
@@ -635,14 +648,9 @@ int invokeTyped(LuaContext& context, lua_State* state, const FunctionPlan& plan,
             }
             ++context.typedCallsDeclined;
         }
-        catch (const std::exception& exception)
-        {
-            return pushFailure(context, state,
-                               Error(fmt::format("{} failed in native code: {}", plan.displayName, exception.what())));
-        }
         catch (...)
         {
-            return pushFailure(context, state, Error(plan.displayName + " failed in native code"));
+            return pushNativeFailure(context, state, plan);
         }
     }
     return invoke(context, state, plan, first);
@@ -705,14 +713,9 @@ int callIntegers(lua_State* state)
                 results = 1;
             }
         }
-        catch (const std::exception& exception)
-        {
-            results = pushFailure(
-                context, state, Error(fmt::format("{} failed in native code: {}", plan.displayName, exception.what())));
-        }
         catch (...)
         {
-            results = pushFailure(context, state, Error(plan.displayName + " failed in native code"));
+            results = pushNativeFailure(context, state, plan);
         }
     }
     // Raised once the call's scope has ended: lua_error does not come back.
